@@ -1,0 +1,50 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include <ymdshow/Export.h>
+
+namespace ymdshow {
+
+/// What the last load of a media item did, for a host that has to say why it
+/// failed. Text is UTF-16. It is written by CMedia::Load, replaced by the next
+/// load that builds a graph, and kept by Unload.
+struct YMDSHOW_API LoadReport {
+    /// A scheme name that was looked up, in the order of the look-ups.
+    struct Name {
+        std::wstring name;
+        bool found = false; ///< the scheme set has a scheme under this name
+    };
+
+    /// A filter description of the schemes found, in script order.
+    struct Filter {
+        std::wstring name;
+        std::wstring module; ///< path of the module it was made from; empty otherwise
+        GUID clsid{};
+        HRESULT result = S_OK; ///< of the creation, or of adding it to the graph
+        bool created = false;  ///< a filter came out
+        bool added = false;    ///< it stands in the graph or its filter cache
+    };
+
+    /// One step of one way of finding a source filter.
+    struct Attempt {
+        int way = 0;         ///< 1 to 4, in the order in which they are tried
+        std::wstring step;   ///< the operation, such as "AddSourceFilter"
+        std::wstring filter; ///< the scheme filter's name; empty for the graph's own source
+        HRESULT result = S_OK;
+        std::wstring text; ///< the result in words
+    };
+
+    std::vector<Name> names;
+    std::vector<Filter> filters;
+    std::vector<Attempt> attempts;
+
+    /// Why the load failed, in one line; empty after a load that succeeded.
+    std::wstring failure;
+    HRESULT failureResult = S_OK; ///< the HRESULT behind `failure`
+};
+
+} // namespace ymdshow

@@ -1,0 +1,421 @@
+#pragma once
+
+#include <windows.h>
+
+#include <dshow.h>
+
+#include <cstdint>
+#include <list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <ymdshow/Export.h>
+#include <ymdshow/LoadReport.h>
+#include <ymdshow/StreamInfo.h>
+#include <ymlib/Lock.h>
+
+namespace ymdshow {
+
+class CCoderScheme;
+class CMedia;
+class CMediaPlayer;
+
+/// Called on the media item's event thread, once for every event of its graph,
+/// after the library's own handling of it. The parameters are valid during the
+/// call only; the result is ignored.
+using EventCallBack = int (*)(CMedia* media, void* user, long eventCode, std::int64_t param1,
+                              std::int64_t param2);
+
+/// Called on the loading thread when a scheme filter has entered the graph or its
+/// filter cache. The filter is not transferred.
+using AddFilterCallBack = void (*)(IBaseFilter* filter, void* user);
+
+/// One media item: a path or URL, what is known about its streams, and the filter
+/// graph that plays it. Every operation but the plain getters holds the item's
+/// recursive lock for its whole run.
+///
+/// A copy is member-wise: it shares the graph of a loaded item without a reference
+/// on it, so copy items that are not loaded.
+class YMDSHOW_API CMedia {
+public:
+    /// A renderer reached from the source. `renderer` and every broken link hold
+    /// one reference.
+    class YMDSHOW_API FilterTrackInfo {
+    public:
+        /// Takes a reference on `render`.
+        explicit FilterTrackInfo(IBaseFilter* render);
+        FilterTrackInfo(const FilterTrackInfo&) = delete;
+        FilterTrackInfo& operator=(const FilterTrackInfo&) = delete;
+
+        /// Gives the broken links back without reconnecting them, then the renderer.
+        virtual ~FilterTrackInfo();
+
+        /// Reconnects what Unlink broke, in the same order. Always true.
+        bool Link(IGraphBuilder* graph);
+
+        /// Disconnects the renderer and the filters that feed nothing else, and
+        /// remembers the connections. Always true.
+        bool Unlink(IGraphBuilder* graph);
+
+        /// Forgets the remembered connections without restoring them.
+        void DiscardBrokenLinks();
+
+        bool enabled = true;
+        bool linked = true;
+        IBaseFilter* renderer = nullptr;
+        /// Upstream output pin and downstream filter; empty unless unlinked.
+        std::list<std::pair<IPin*, IBaseFilter*>> brokenLinks;
+    };
+    class YMDSHOW_API AudioFilterTrackInfo : public FilterTrackInfo {
+    public:
+        using FilterTrackInfo::FilterTrackInfo;
+    };
+    class YMDSHOW_API VideoFilterTrackInfo : public FilterTrackInfo {
+    public:
+        using FilterTrackInfo::FilterTrackInfo;
+    };
+
+    /// One stream listed by IAMStreamSelect.
+    struct StreamSelectTrackInfo {
+        std::uint32_t index = 0; ///< for IAMStreamSelect::Info and Enable
+        std::wstring name;
+        bool enabled = true;
+    };
+
+    // --- Lifecycle ----------------------------------------------------------
+
+    /// Sets `path` when it is not empty; look at GetMediaPath for the outcome.
+    /// `player` may be null and is not owned.
+    CMedia(const std::string& path, CMediaPlayer* player);
+    explicit CMedia(CMediaPlayer* player);
+    CMedia(const CMedia& other);
+    CMedia& operator=(const CMedia& other);
+
+    /// Stops, unloads, and tells the player.
+    virtual ~CMedia();
+
+    /// Names the file or URL (code page 936), unloads what was loaded and reads
+    /// the media information. 0 for an empty path or a local file that does not
+    /// exist; nothing changes then.
+    int SetMediaPath(const std::string& path);
+    const std::string& GetMediaPath() const;
+
+    /// What follows the last "." of the path, in lower case.
+    const std::string& GetFileExt() const;
+
+    /// True when the path contains "://".
+    bool IsMediaPathURL() const;
+
+    /// True for a URL that gave no duration when it was loaded.
+    bool IsLiveStream() const;
+
+    /// 1 when the graph manager exists.
+    int IsLoaded() const;
+
+    /// 1 when the graph is loaded and linked.
+    int IsReadyForPlay() const;
+
+    /// Builds and links the graph, and applies the stored clip, loop, volume, main
+    /// switch and window. A null `scheme` means the player's. A non-zero `flag`
+    /// asks for the scheme's renderers to be tried first. 1 on success, also when
+    /// it was loaded already; after a 0, GetLoadReport says why.
+    int Load(CCoderScheme* scheme, int flag);
+
+    /// What the last Load did; empty before the first. Read it on the thread that
+    /// loads, or while no load runs.
+    const LoadReport& GetLoadReport() const;
+
+    /// Stops and releases the graph. The path, the media information, the clip,
+    /// loop, volume, window and callbacks stay. Always 1.
+    int Unload();
+
+    // --- The whole graph ------------------------------------------------------
+
+    /// Links the source to its renderers: the scheme's first, else DirectShow's
+    /// own. 1 when linked, 0 when not, or without a graph.
+    int LinkAllFilter();
+
+    /// Takes every connection downstream of the source apart; filters stay in the
+    /// graph. A playing item is stopped first. 0 when it was not linked.
+    int UnlinkAllFilter();
+    int IsAllFilterLinked() const;
+
+    // --- Tracks ---------------------------------------------------------------
+    //
+    // A kind (audio, video) is in renderer mode when more renderers were found
+    // than IAMStreamSelect streams, else in stream-select mode. An index at or
+    // beyond the count of the mode in force throws std::runtime_error ("index out
+    // of range"), the only exception that leaves the library.
+
+    /// Tracks of the loaded graph; before loading, the streams that the media
+    /// information lists.
+    std::uint32_t GetAudioTrackNum() const;
+    std::uint32_t GetOriginalAudioTrackNum() const;
+
+    /// The track's renderer, without a reference; null when there is none.
+    IBaseFilter* GetAudioTrackRender(std::uint32_t index) const;
+    bool EnableAudioTrack(std::uint32_t index);
+    bool DisableAudioTrack(std::uint32_t index);
+    bool EnableAllAudioTrack();
+    bool DisableAllAudioTrack();
+    bool EnableOnlyOneAudioTrack(std::uint32_t index);
+    bool IsAudioTrackEnable(std::uint32_t index);
+
+    /// -1 when no track is enabled.
+    int GetFirstEnabledAudioTrackIndex();
+    bool LinkAllAudioTrack();
+    bool UnlinkAllAudioTrack();
+
+    std::uint32_t GetVideoTrackNum() const;
+    std::uint32_t GetOriginalVideoTrackNum() const;
+    IBaseFilter* GetVideoTrackRender(std::uint32_t index) const;
+    bool EnableVideoTrack(std::uint32_t index);
+    bool DisableVideoTrack(std::uint32_t index);
+    bool EnableAllVideoTrack();
+    bool DisableAllVideoTrack();
+    bool EnableOnlyOneVideoTrack(std::uint32_t index);
+    bool IsVideoTrackEnable(std::uint32_t index) const;
+    int GetFirstEnabledVideoTrackIndex();
+    bool LinkAllVideoTrack();
+    bool UnlinkAllVideoTrack();
+
+    /// Flags kept for the host; they change no behaviour. 1 from construction.
+    int IsDecodeAudio() const;
+    int IsDecodeVideo() const;
+    void SetIsDecodeAudio(int decode);
+    void SetIsDecodeVideo(int decode);
+
+    // --- Playback ---------------------------------------------------------------
+    //
+    // Positions, durations and clip bounds are in 100 ns units. Operations answer
+    // 1 on success and 0 on failure or without the interface they need.
+
+    /// Loads first when necessary. 1 at once when already running.
+    int Play();
+
+    /// Pauses a running item; 1 without effect in any other state.
+    int Pause();
+
+    /// Stops and rewinds to the clip start. Waits up to 500 ms for the event
+    /// thread, then terminates it.
+    int Stop();
+    int StopWhenReady();
+
+    /// Pauses unless paused, and shows the next frame.
+    int StepFrame();
+    int CanStep() const;
+
+    /// Seeks; the play state stays. The position is not clamped to the clip.
+    int SetMediaPosition(std::int64_t position);
+
+    /// 0 while stopped.
+    std::int64_t GetMediaPosition();
+
+    /// Restricts playback to [start, end]. A negative start means 0, an end below
+    /// 1 the duration; bounds in the wrong order are swapped. Without a graph the
+    /// clip is stored for the next load. 0 when the graph cannot seek or refuses.
+    int TimeClip(const std::int64_t& start, const std::int64_t& end);
+    const std::int64_t& GetClipStartTime() const;
+    const std::int64_t& GetClipEndTime() const;
+    std::int64_t GetClipDuration() const;
+    const std::int64_t& GetOriginalDuration() const;
+
+    /// The graph's state: 0 stopped, 1 paused, 2 running.
+    long GetPlayState() const;
+    int IsPaused() const;
+    int IsPlaying() const;
+    int IsStopped() const;
+
+    /// Non-zero restarts playback at the end.
+    void SetLoop(int loop);
+    int IsLoop() const;
+
+    // --- Events and filters -----------------------------------------------------
+
+    /// Forwards graph events to `fn` while the item plays; null ends that. The
+    /// thread that calls `fn` is suspended by Pause and, when `fn` does not return
+    /// in time, terminated by Stop, Unload and the destructor: `fn` keeps short,
+    /// takes no lock that another thread needs, and does not call back into
+    /// locked operations of the same item.
+    void SetEventCallBackFun(EventCallBack fn, void* user);
+    void SetAddFilterCallBack(AddFilterCallBack fn, void* user);
+
+    /// Calls `fn` for each filter of the graph, or with `all` 0 for each that has
+    /// a connected pin. The filter is not transferred.
+    void EnumMediaFilter(void (*fn)(IBaseFilter*, void*), void* user, int all);
+
+    /// The interface of the first filter of the graph that has it, with one
+    /// reference for the caller, or null. A non-zero `flag` searches pins too.
+    void* FindInterfaceInGraphFilters(const GUID& iid, int flag);
+
+    // --- Video and audio output -------------------------------------------------
+
+    /// Draws into the client area of `window`; null hides and detaches the video.
+    void SetPlayWindow(HWND window);
+
+    /// Source rectangle in picture pixels. The values stay stored when the result
+    /// is false, for the next load.
+    bool SetVideoClipRange(long left, long top, long width, long height);
+
+    /// Destination rectangle in window pixels.
+    bool SetVideoDisplayRange(long left, long top, long width, long height);
+
+    /// Null pointers are skipped.
+    void GetVideoClipRange(long* left, long* top, long* width, long* height) const;
+    void GetVideoDisplayRange(long* left, long* top, long* width, long* height) const;
+    float GetDisplayAspectRatio() const;
+
+    /// Degrees.
+    float GetDisplayRotation() const;
+    bool IsEnableDisplayAspectRatio() const;
+    long GetVideoOriginalWidth() const;
+    long GetVideoOriginalHeight() const;
+
+    /// 100 ns units.
+    const std::int64_t& GetVideoOiginalAvgFrameTime() const;
+
+    /// Copies the current picture as a packed DIB: `*size` is the buffer's size in
+    /// bytes and receives the picture's.
+    int GetCurrentImageData(BYTE* buffer, long* size);
+
+    /// Bytes that GetCurrentImageData needs; 0 when the renderer does not say.
+    long GetCurrentImageDataSize();
+
+    /// Hundredths of a decibel, -10000 (silence) to 0 (full).
+    long GetVolume() const;
+
+    /// 0 to 1 on a power curve; does not round-trip with SetVolume(float).
+    float GetVolumePercent() const;
+    int SetVolume(long volume);
+    int SetVolume(float fraction);
+
+    /// Silence. The volume before it is not kept: ResumeAudio restores full volume.
+    int MuteAudio();
+    int ResumeAudio();
+
+    /// Non-zero plays without a reference clock, as fast as the data flows. Has no
+    /// effect while playing.
+    void SetAmain(int on);
+    int IsAmain() const;
+
+    /// Shows the property pages of the used filter at `index`; modal.
+    void ShowFilterPropertyPage(int index, HWND parent);
+
+    /// A listing of the used filters: index, name, CLSID, server file.
+    void GetFilterInfo(std::wstring& text) const;
+    void GetFilterInfo(std::string& text) const;
+
+    // --- Media information ------------------------------------------------------
+
+    /// The media information library's report of the file; empty without it.
+    const std::string& GetMediaInfo() const;
+
+    /// The file's duration in 100 ns units, without a media item; 0 on failure.
+    static std::int64_t GetMediaDurationByMediaInfo(const std::string& path);
+
+    /// Hands the text of `languageFile` to the media information library, for the
+    /// whole process. 0 when nothing was set.
+    static int SetMediaInfoLanguage(const std::string& languageFile);
+
+protected:
+    friend class CMediaPlayer;
+    friend class CCoderScheme;
+    friend class TrackKind;
+
+    int _InitDirectShow();
+    void _FreeDirectShow();
+
+    int _InitFilters(CCoderScheme* scheme, int tryRenderSource);
+    void _LoadFilterWithScheme(CCoderScheme* scheme, std::vector<IBaseFilter*>& sources);
+    int _TrySourceFilter(std::vector<IBaseFilter*>& sources, int tryRenderSource);
+    int _AddFilter(IBaseFilter* filter, const wchar_t* name, int cache);
+    void _RemoveFilter(IBaseFilter* filter);
+
+    void _ScanAllFilterAndGetAVTrackInfo(std::vector<IBaseFilter*>& candidates);
+
+    void _FreeFilters();
+    void _RemoveAllFilterInGraphBuilder();
+    void _RemoveAllCachedFilterInGraphConfig();
+
+    void _ReadAndSetByIMediaSeeking();
+    void _CheckAndSetDuration();
+    int _ReadAndSetByIBasicVideo();
+
+    int _ReadInfoByMediaIfo();
+    void _FreeMediaInfo();
+
+    static DWORD WINAPI _EventThreadFun(void* param);
+
+    CMediaPlayer* m_pMediaPlayer = nullptr;
+    std::string m_mediaPath;
+    std::string m_fileExt;
+    bool m_isMediaPathURL = false;
+    bool m_isLiveStream = false;
+    std::string m_urlProtocol;
+    std::string m_mediaFormat;
+    bool m_fix1088Height = true;
+    bool m_evenVideoSize = true;
+    bool m_hasMediaFormat = true;
+    bool m_hasMediaInfo = false;
+    std::string m_mediaInfo;
+    std::int64_t m_originalDuration = 0;
+    std::int64_t m_durationByMediaInfo = 0;
+    std::int64_t m_durationBySeeking = 0;
+    std::int64_t m_frameCount = 0;
+    std::uint32_t m_originalVideoTrackNum = 0;
+    std::uint32_t m_originalAudioTrackNum = 0;
+    std::vector<VideoInfo> m_videoInfos;
+    std::vector<AudioInfo> m_audioInfos;
+    std::uint32_t m_videoTrackNum = 0;
+    std::uint32_t m_audioTrackNum = 0;
+    std::vector<VideoFilterTrackInfo*> m_videoTracks;
+    std::vector<AudioFilterTrackInfo*> m_audioTracks;
+    std::uint32_t m_streamSelectVideoNum = 0;
+    std::uint32_t m_streamSelectAudioNum = 0;
+    std::vector<StreamSelectTrackInfo*> m_streamSelectVideoTracks;
+    std::vector<StreamSelectTrackInfo*> m_streamSelectAudioTracks;
+    std::int32_t m_videoOriginalWidth = 0;
+    std::int32_t m_videoOriginalHeight = 0;
+    float m_displayAspectRatio = 1.0F;
+    bool m_enableDisplayAspectRatio = false;
+    float m_displayRotation = 0.0F;
+    std::int64_t m_videoOriginalAvgFrameTime = 0;
+    std::int64_t m_clipStartTime = 0;
+    std::int64_t m_clipEndTime = 0;
+    std::int32_t m_videoClipRange[4]{};
+    std::int32_t m_videoDisplayRange[4]{};
+    double m_playRate = 1.0;
+    std::int32_t m_isMuted = 0;
+    std::int32_t m_volume = 0;
+    std::int32_t m_isLoop = 0;
+    std::int32_t m_isDecodeVideo = 1;
+    std::int32_t m_isDecodeAudio = 1;
+    std::int32_t m_isAmain = 0;
+    IGraphBuilder* m_pGB = nullptr;
+    IGraphConfig* m_pGraphConfig = nullptr;
+    IMediaControl* m_pMediaControl = nullptr;
+    IMediaFilter* m_pMediaFilter = nullptr;
+    IMediaSeeking* m_pMediaSeeking = nullptr;
+    IBasicVideo* m_pBasicVideo = nullptr;
+    IMediaEventEx* m_pMediaEvent = nullptr;
+    IVideoWindow* m_pVideoWindow = nullptr;
+    IBaseFilter* m_pSourceFilter = nullptr;
+    IAMStreamSelect* m_pStreamSelect = nullptr;
+    std::vector<IBaseFilter*> m_schemeFilters;
+    std::vector<IBaseFilter*> m_renderFilters;
+    std::vector<IBaseFilter*> m_usedFilters;
+    bool m_isAllFilterLinked = false;
+    HWND m_playWindow = nullptr;
+    HANDLE m_hEventThread = nullptr;
+    EventCallBack m_pEventCallBack = nullptr;
+    void* m_pEventCallBackUser = nullptr;
+    AddFilterCallBack m_pAddFilterCallBack = nullptr;
+    void* m_pAddFilterCallBackUser = nullptr;
+    std::int32_t m_playState = 0;
+    mutable ymlib::CLock m_lock;
+
+    LoadReport m_loadReport;
+};
+
+} // namespace ymdshow

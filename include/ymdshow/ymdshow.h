@@ -1,0 +1,33 @@
+#pragma once
+
+// YMDSPlayer: plays files and streams by building one DirectShow filter graph per
+// media item, with the filters that a scheme script names.
+//
+// THREADS     Initialise COM on every thread that calls the library, as
+//             multithreaded apartment if one item is used from several threads. A
+//             CMediaPlayer takes no lock: serialise its use. A CMedia locks itself
+//             (recursively); plain getters read without the lock. CCoderScheme is
+//             loaded before items use it.
+// TEXT        Narrow strings (paths, type names, scripts) are in code page 936,
+//             whatever the process's ANSI code page; wide strings are UTF-16.
+// TIME UNITS  100 ns, signed 64-bit, for every position, duration and frame time.
+//             Volume is in hundredths of a decibel, -10000 to 0.
+// RESULTS     1 or true on success, 0, false or null on failure. Out-pointers are
+//             cleared first. The one exception that leaves the library is
+//             std::runtime_error ("index out of range") of the track operations;
+//             host and library must share one C++ runtime.
+// OWNERSHIP   A player owns its items; an item owns its graph. Pointers that the
+//             toolkit hands out carry one reference for the caller; those of
+//             getters of CMedia carry none unless they say so.
+// LIFETIME    Destroy items before their player goes, or leave it to the player;
+//             destroy the player before CoUninitialize and before the library is
+//             unloaded. Release every filter that a module made before
+//             CCoderScheme::UnloadModules.
+// CALLBACKS   Events come on a thread of the item's own, which takes no lock; see
+//             CMedia::SetEventCallBackFun for what a callback must not do.
+
+#include <ymdshow/CoderScheme.h>
+#include <ymdshow/GraphToolkit.h>
+#include <ymdshow/Media.h>
+#include <ymdshow/MediaPlayer.h>
+#include <ymdshow/StreamInfo.h>

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <ymlib/Export.h>
+
+namespace ymlib {
+
+/// True when the string value's bytes are valid UTF-8 (pure ASCII included); false for
+/// a value that is no string.
+YMLIB_API bool isSureUtf8(const Json::Value& value);
+
+} // namespace ymlib
