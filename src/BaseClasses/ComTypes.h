@@ -1,0 +1,54 @@
+#pragma once
+
+#include <windows.h>
+
+#include <dshow.h>
+
+#include <utility>
+
+namespace ymdshow {
+
+/// Owns the one counted interface inside a DirectShow info record.
+template <typename Info, auto InterfaceMember> class InfoHolder {
+public:
+    InfoHolder() = default;
+    InfoHolder(InfoHolder&& other) noexcept : m_info(std::exchange(other.m_info, Info{})) {}
+    InfoHolder& operator=(InfoHolder&& other) noexcept {
+        if (this != &other) {
+            Reset();
+            m_info = std::exchange(other.m_info, Info{});
+        }
+        return *this;
+    }
+    ~InfoHolder() { Reset(); }
+
+    void Reset() noexcept {
+        if (auto* held = DetachInterface()) {
+            held->Release();
+        }
+        m_info = {};
+    }
+
+    /// Releases what is held and gives the address to a function that fills it.
+    Info* Put() noexcept {
+        Reset();
+        return &m_info;
+    }
+
+    /// Hands the record's interface over with its reference.
+    auto DetachInterface() noexcept { return std::exchange(m_info.*InterfaceMember, nullptr); }
+
+    const Info& Get() const noexcept { return m_info; }
+    const Info* operator->() const noexcept { return &m_info; }
+
+private:
+    Info m_info{};
+};
+
+/// A PIN_INFO with its reference on the pin's filter.
+using PinInfo = InfoHolder<PIN_INFO, &PIN_INFO::pFilter>;
+
+/// A FILTER_INFO with its reference on the filter's graph.
+using FilterInfoHolder = InfoHolder<FILTER_INFO, &FILTER_INFO::pGraph>;
+
+} // namespace ymdshow
