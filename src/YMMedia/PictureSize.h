@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+
+namespace ymdshow {
+
+struct PictureSize {
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+};
+
+/// The two corrections of a picture size. Decoders report the coded height of 1080-line
+/// video, a multiple of 16, and many renderers refuse odd sizes.
+constexpr PictureSize CorrectedPictureSize(PictureSize size, bool fix1088Height,
+                                           bool evenVideoSize) {
+    if (fix1088Height && size.width == 1920 && size.height == 1088) {
+        size.height = 1080;
+    }
+    if (evenVideoSize) {
+        size.width -= size.width % 2 != 0 ? 1 : 0;
+        size.height -= size.height % 2 != 0 ? 1 : 0;
+    }
+    return size;
+}
+
+} // namespace ymdshow
