@@ -8,6 +8,11 @@
 
 #include <ymlib/Export.h>
 
+#if defined(_MSC_VER)
+#pragma warning(push)
+#pragma warning(disable : 4251) // standard containers as private members
+#endif
+
 namespace ymlib {
 
 /// A loaded DLL that makes COM objects through its DllGetClassObject. Stays loaded as
@@ -21,7 +26,8 @@ public:
 
     /// Makes an object of class `clsid` and returns its interface `iid` in `*out` with
     /// one reference, null on failure. E_POINTER for a null `out`, E_FAIL without the
-    /// entry point, else what the module answers.
+    /// entry point or when the module claims success without an object, else what the
+    /// module answers.
     HRESULT GetClassObject(const GUID& clsid, const GUID& iid, void** out);
 
     HMODULE GetHandle() const;
@@ -52,12 +58,18 @@ public:
     /// Lets every module go. Objects made from them must have been released.
     void RemoveAllModule();
 
-    /// The Windows error of the last LoadModule that gave null, else 0.
+    /// The Windows error when the last LoadModule gave null, else 0.
     DWORD GetLastLoadError() const;
 
 private:
-    std::map<std::wstring, std::shared_ptr<CModule>> m_modules;
+    std::shared_ptr<CModule> Load(const std::wstring& fullPath);
+
+    std::map<std::wstring, std::shared_ptr<CModule>> m_modules; // by full path, case folded
     DWORD m_lastError = 0;
 };
 
 } // namespace ymlib
+
+#if defined(_MSC_VER)
+#pragma warning(pop)
+#endif
