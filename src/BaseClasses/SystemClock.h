@@ -1,0 +1,69 @@
+#pragma once
+
+#include <windows.h>
+
+#include <dshow.h>
+
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+#include "BaseClasses/AdviseScheduler.h"
+#include "BaseClasses/ServerCounts.h"
+
+namespace ymdshow {
+
+/// A reference clock on the system's performance counter. Its time counts from the
+/// system's start, in 100 ns units, and never goes back. All threads may use it.
+class CSystemClock final : public IReferenceClock {
+public:
+    /// For a class factory. `outer` must be null: the class does not aggregate.
+    static HRESULT Create(IUnknown* outer, REFIID iid, void** out);
+
+    CSystemClock(const CSystemClock&) = delete;
+    CSystemClock& operator=(const CSystemClock&) = delete;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+
+    /// S_FALSE when the time is the one that was answered before.
+    HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME* time) override;
+
+    /// E_POINTER for a null `cookie`; E_INVALIDARG for a null event and for a sum that is
+    /// not above 0 or does not fit. A time that is past fires at once.
+    HRESULT STDMETHODCALLTYPE AdviseTime(REFERENCE_TIME baseTime, REFERENCE_TIME streamTime,
+                                         HEVENT event, DWORD_PTR* cookie) override;
+
+    /// E_POINTER for a null `cookie`; E_INVALIDARG for a null semaphore and for a start or
+    /// a period that is not above 0.
+    HRESULT STDMETHODCALLTYPE AdvisePeriodic(REFERENCE_TIME startTime, REFERENCE_TIME periodTime,
+                                             HSEMAPHORE semaphore, DWORD_PTR* cookie) override;
+
+    /// S_FALSE for a cookie that is unknown, was unadvised, or has fired for good.
+    HRESULT STDMETHODCALLTYPE Unadvise(DWORD_PTR cookie) override;
+
+private:
+    CSystemClock();
+    ~CSystemClock();
+
+    template <typename Add> HRESULT Advise(DWORD_PTR* cookie, Add add);
+    void StartAdviser();
+    void RunAdviser();
+
+    const ServerObject m_serverObject;
+    std::atomic<ULONG> m_references{1};
+    std::atomic<REFERENCE_TIME> m_lastTime{0};
+    CAdviseScheduler m_scheduler;
+
+    // The adviser waits for either: the timer of the next due time, or news (an advise
+    // that falls due earlier, or the end).
+    HANDLE m_news = nullptr;
+    HANDLE m_timer = nullptr;
+    bool m_isTimerCoarse = false;
+    std::atomic<bool> m_isStopping{false};
+    std::mutex m_startMutex;
+    std::thread m_adviser;
+};
+
+} // namespace ymdshow
