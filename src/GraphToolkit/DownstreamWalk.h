@@ -1,0 +1,145 @@
+#pragma once
+
+#include "BaseClasses/ComTypes.h"
+#include "GraphToolkit/Ranges.h"
+
+#include <ymdshow/GraphToolkit.h>
+
+#include <utility>
+#include <vector>
+
+namespace ymdshow::toolkit {
+
+/// What a walk does with an output pin.
+enum class OutputPin {
+    Follow,  ///< keep it on the stack: the walk goes on behind it
+    Leave,   ///< release it
+    EndScan, ///< leave it, and look at no further pin of this filter
+};
+
+/// What a scan of one filter's pins met. Pins without a direction are not counted.
+struct PinTally {
+    bool enumerated = false; ///< false when the filter's pins could not be enumerated
+    unsigned int inputs = 0;
+    unsigned int outputs = 0;
+};
+
+/// The walk from a filter through its output pins: depth first, the last output pin of a
+/// filter first. It keeps no visited set, so a filter that two paths lead to is met twice.
+///
+///     for (DownstreamWalk walk(source); walk.Current(); walk.Next()) {
+///         walk.ScanConnected([&](auto& pin) { return OutputPin::Leave; });
+///     }
+///
+/// Nothing is allocated but the stack of pins. Scanning throws std::bad_alloc when that
+/// cannot grow, and loses no reference.
+class DownstreamWalk {
+public:
+    /// Takes a reference on `start`, which may be null.
+    explicit DownstreamWalk(IBaseFilter* start) : m_current(start) {}
+    ~DownstreamWalk() { Abandon(); }
+    DownstreamWalk(const DownstreamWalk&) = delete;
+    DownstreamWalk& operator=(const DownstreamWalk&) = delete;
+
+    /// The filter that the walk is at, without a reference; null when the walk has ended.
+    IBaseFilter* Current() const noexcept { return m_current.Get(); }
+
+    /// Walks the current filter's pins. `decide(ComPtr<IPin>&) -> OutputPin` is asked for
+    /// each output pin and may detach the pin that it does not have followed.
+    template <typename Decide> PinTally Scan(Decide&& decide) {
+        Pins pins(m_current.Get());
+        PinTally tally;
+        tally.enumerated = !pins.Failed();
+        for (auto& pin : pins) {
+            PIN_DIRECTION direction{};
+            if (FAILED(pin->QueryDirection(&direction))) {
+                continue;
+            }
+            if (direction != PINDIR_OUTPUT) {
+                ++tally.inputs;
+                continue;
+            }
+            ++tally.outputs;
+            const OutputPin decision = decide(pin);
+            if (decision == OutputPin::Follow) {
+                m_pending.push_back(std::move(pin));
+            } else if (decision == OutputPin::EndScan) {
+                break;
+            }
+        }
+        return tally;
+    }
+
+    /// Scan that follows every connected output pin; `onUnconnected` decides on the others.
+    template <typename OnUnconnected> PinTally ScanConnected(OnUnconnected&& onUnconnected) {
+        return Scan([&](ComPtr<IPin>& pin) {
+            return ::IsPinLinked(pin.Get()) ? OutputPin::Follow : onUnconnected(pin);
+        });
+    }
+
+    /// Scan that follows every output pin without asking whether it is connected.
+    PinTally ScanAll() {
+        return Scan([](ComPtr<IPin>&) { return OutputPin::Follow; });
+    }
+
+    /// Goes on to the filter behind the most recently pushed pin that leads to one.
+    void Next() {
+        Advance([](const ComPtr<IPin>&) {});
+    }
+
+    /// Begins anew at `start`.
+    void Restart(IBaseFilter* start) {
+        Abandon();
+        m_current = start;
+    }
+
+    /// Ends the walk: releases the current filter, then the pins from the last to the first.
+    void Abandon() {
+        m_current.Reset();
+        while (!m_pending.empty()) {
+            m_pending.pop_back();
+        }
+    }
+
+protected:
+    /// `onHop(const ComPtr<IPin>&)` hears of the output pin that led to the new filter.
+    template <typename OnHop> void Advance(OnHop&& onHop) {
+        m_current.Reset();
+        while (!m_current && !m_pending.empty()) {
+            const ComPtr<IPin> pin = std::move(m_pending.back());
+            m_pending.pop_back();
+            ComPtr<IPin> peer;
+            if (FAILED(pin->ConnectedTo(peer.GetAddressOf())) || !peer) {
+                continue;
+            }
+            PinInfo info;
+            if (SUCCEEDED(peer->QueryPinInfo(info.Put()))) {
+                Adopt(m_current, info.DetachInterface());
+                onHop(pin);
+            }
+        }
+    }
+
+private:
+    ComPtr<IBaseFilter> m_current;
+    std::vector<ComPtr<IPin>> m_pending;
+};
+
+/// A downstream walk that remembers the output pin through which it reached its filter.
+class ArrivingPinWalk : public DownstreamWalk {
+public:
+    using DownstreamWalk::DownstreamWalk;
+
+    void Next() {
+        Advance([this](const ComPtr<IPin>& pin) { m_arriving = pin; });
+    }
+
+    /// Without a reference; null at the start filter and after ForgetArriving.
+    IPin* Arriving() const noexcept { return m_arriving.Get(); }
+    void ForgetArriving() { m_arriving.Reset(); }
+
+private:
+    ComPtr<IPin> m_arriving;
+};
+
+} // namespace ymdshow::toolkit
