@@ -24,6 +24,7 @@ struct YMDSHOW_API LoadReport {
         std::wstring name;
         std::wstring module; ///< path of the module it was made from; empty otherwise
         GUID clsid{};
+        int role = 0;          ///< 1 source, 2 transform, 4 render; 0 when no filter came out
         HRESULT result = S_OK; ///< of the creation, or of adding it to the graph
         bool created = false;  ///< a filter came out
         bool added = false;    ///< it stands in the graph or its filter cache

@@ -321,7 +321,10 @@ public:
 protected:
     friend class CMediaPlayer;
     friend class CCoderScheme;
-    friend class TrackKind;
+    friend struct AudioKind;
+    friend struct VideoKind;
+    friend struct TrackAccess;
+    friend class TrackScan;
 
     int _InitDirectShow();
     void _FreeDirectShow();
@@ -416,6 +419,30 @@ protected:
     mutable ymlib::CLock m_lock;
 
     LoadReport m_loadReport;
+    std::int32_t m_eventThreadQuit = 0;
+
+private:
+    int SetMediaPathLocked(const std::string& path);
+    int LoadLocked(CCoderScheme* scheme, int flag);
+    int BuildGraph(CCoderScheme* scheme, int flag);
+    void TakePictureFromRecord();
+    void ApplyStoredSettings();
+    void ForgetStreamFacts();
+    void ForgetPictureFacts();
+    int FailLoad(const wchar_t* reason, HRESULT result);
+    void AddAttempt(int way, const wchar_t* step, std::size_t source, HRESULT result);
+
+    void TrySchemeSourceWithRenderers(std::vector<IBaseFilter*>& sources, const std::wstring& path);
+    void TryGraphSourceWithRenderers(const std::wstring& path);
+    void TrySchemeSourceRendered(std::vector<IBaseFilter*>& sources, const std::wstring& path);
+    void TryGraphSourceRendered(const std::wstring& path);
+    bool IsComplete(unsigned int video, unsigned int audio) const;
+
+    void CreateEventThread();
+    void EndEventThread();
+    void WakeEventThread();
+    void DrainEvents(bool& finished);
+    bool HasVisibleVideo() const;
 };
 
 } // namespace ymdshow

@@ -1,0 +1,229 @@
+// Linking the whole graph, taking it apart, and releasing everything on it.
+
+#include <deque>
+
+#include <ymdshow/GraphToolkit.h>
+#include <ymdshow/Media.h>
+
+#include "BaseClasses/ComTypes.h"
+#include "GraphToolkit/Ranges.h"
+#include "YMMedia/Seeking.h"
+#include "YMMedia/Support.h"
+
+namespace ymdshow {
+
+using ymlib::CYMAutoLock;
+
+namespace {
+
+/// A relinked graph connects every renderer: what was remembered of broken links is stale,
+/// and a track that the host disabled is unlinked again.
+template <class Tracks> void RestoreDisabledTracks(const Tracks& tracks, IGraphBuilder* graph) {
+    for (auto* track : tracks) {
+        track->DiscardBrokenLinks();
+        if (!track->enabled) {
+            track->Unlink(graph);
+        }
+    }
+}
+
+template <class Tracks> void MarkUnlinked(const Tracks& tracks) {
+    for (auto* track : tracks) {
+        track->DiscardBrokenLinks();
+        track->linked = false;
+    }
+}
+
+template <class Records> void DeleteRecords(Records& records) {
+    for (auto* record : records) {
+        delete record;
+    }
+    records.clear();
+}
+
+/// The connected pins downstream of `source`, breadth first: an output pin, then its peer.
+std::vector<ComPtr<IPin>> ConnectionsBehind(IBaseFilter* source) {
+    std::vector<ComPtr<IPin>> connections;
+    std::deque<ComPtr<IBaseFilter>> filters{source};
+    while (!filters.empty()) {
+        const ComPtr<IBaseFilter> filter = std::move(filters.front());
+        filters.pop_front();
+        for (ComPtr<IPin>& pin : toolkit::Pins(filter.Get())) {
+            ComPtr<IPin> peer;
+            if (!toolkit::HasDirection(pin.Get(), PINDIR_OUTPUT) ||
+                FAILED(pin->ConnectedTo(&peer)) || peer == nullptr) {
+                continue;
+            }
+            PinInfo info;
+            if (SUCCEEDED(peer->QueryPinInfo(info.Put())) && info->pFilter != nullptr) {
+                filters.emplace_back();
+                toolkit::Adopt(filters.back(), info.DetachInterface());
+            }
+            connections.push_back(std::move(pin));
+            connections.push_back(std::move(peer));
+        }
+    }
+    return connections;
+}
+
+} // namespace
+
+int CMedia::LinkAllFilter() {
+    CYMAutoLock lock(m_lock);
+    if (m_pGB == nullptr || m_pSourceFilter == nullptr) {
+        return 0;
+    }
+    if (m_isAllFilterLinked) {
+        return 1;
+    }
+    TryRenderSource(m_pGB, m_pSourceFilter, m_renderFilters, nullptr, nullptr, nullptr);
+    unsigned int video = 0;
+    unsigned int audio = 0;
+    GetLinkedTrackNum(m_pGB, m_pSourceFilter, &video, &audio, nullptr);
+    bool linked = IsComplete(video, audio);
+    if (!linked) {
+        UnlinkGraphBuilder(m_pGB);
+        linked = RenderFilter(m_pGB, m_pSourceFilter) == 1;
+    }
+    if (linked) {
+        RestoreDisabledTracks(m_videoTracks, m_pGB);
+        RestoreDisabledTracks(m_audioTracks, m_pGB);
+    }
+    m_isAllFilterLinked = linked;
+    YMD_LOG_PROGRESS("ymdshow::CMedia::LinkAllFilter", "LinkAllFilter %s : %s",
+                     linked ? "OK" : "FAILED", m_mediaPath.c_str());
+    return linked ? 1 : 0;
+}
+
+int CMedia::UnlinkAllFilter() {
+    CYMAutoLock lock(m_lock);
+    if (m_pGB == nullptr || m_pSourceFilter == nullptr || !m_isAllFilterLinked) {
+        return 0;
+    }
+    return OrWhenOutOfMemory(0, [this] {
+        OAFilterState state = State_Stopped;
+        if (m_pMediaControl != nullptr &&
+            SUCCEEDED(m_pMediaControl->GetState(kStateTimeout, &state)) && state != State_Stopped) {
+            Stop();
+        }
+        MarkUnlinked(m_videoTracks);
+        MarkUnlinked(m_audioTracks);
+        for (ComPtr<IPin>& pin : ConnectionsBehind(m_pSourceFilter)) {
+            m_pGB->Disconnect(pin.Get());
+            pin.Reset();
+        }
+        m_isAllFilterLinked = false;
+        YMD_LOG_PROGRESS("ymdshow::CMedia::UnlinkAllFilter", "UnlinkAllFilter : %s",
+                         m_mediaPath.c_str());
+        return 1;
+    });
+}
+
+int CMedia::IsAllFilterLinked() const {
+    CYMAutoLock lock(m_lock);
+    return m_isAllFilterLinked ? 1 : 0;
+}
+
+void CMedia::_FreeFilters() {
+    if (m_playState == State_Running) {
+        Stop();
+        m_playState = State_Stopped;
+    }
+    // The event thread uses the interfaces that go now.
+    EndEventThread();
+    if (m_pMediaEvent != nullptr) {
+        m_pMediaEvent->SetNotifyWindow(0, 0, 0);
+    }
+    if (m_pVideoWindow != nullptr) {
+        m_pVideoWindow->put_Visible(OAFALSE);
+        m_pVideoWindow->put_Owner(0);
+    }
+    ReleaseMember(m_pMediaControl);
+    ReleaseMember(m_pMediaFilter);
+    ReleaseMember(m_pMediaSeeking);
+    ReleaseMember(m_pBasicVideo);
+    ReleaseMember(m_pMediaEvent);
+    ReleaseMember(m_pVideoWindow);
+    ReleaseMember(m_pStreamSelect);
+    for (IBaseFilter* filter : m_usedFilters) {
+        filter->Release();
+    }
+    m_usedFilters.clear();
+    DeleteRecords(m_videoTracks);
+    DeleteRecords(m_audioTracks);
+    DeleteRecords(m_streamSelectVideoTracks);
+    DeleteRecords(m_streamSelectAudioTracks);
+    // The next scan counts from the start.
+    m_videoTrackNum = 0;
+    m_audioTrackNum = 0;
+    m_streamSelectVideoNum = 0;
+    m_streamSelectAudioNum = 0;
+    m_isAllFilterLinked = false;
+    m_playState = State_Stopped;
+
+    const auto drop = [this](IBaseFilter* filter, const char* warning) {
+        _RemoveFilter(filter);
+        if (filter->Release() != 0) {
+            YMD_LOG_WARNING("ymdshow::CMedia::_FreeFilters", warning, GetIUnknownRef(filter));
+        }
+    };
+    for (IBaseFilter* filter : m_schemeFilters) {
+        drop(filter, "Remove Filter Warning! RefCount : %d");
+    }
+    m_schemeFilters.clear();
+    for (IBaseFilter* filter : m_renderFilters) {
+        drop(filter, "Remove RenderFilter Warning! RefCount : %d");
+    }
+    m_renderFilters.clear();
+    if (m_pSourceFilter != nullptr) {
+        drop(m_pSourceFilter, "Remove Source Filter Warning! RefCount : %d");
+        m_pSourceFilter = nullptr;
+    }
+}
+
+void CMedia::_RemoveAllFilterInGraphBuilder() {
+    if (m_pGB == nullptr) {
+        return;
+    }
+    ComPtr<IEnumFilters> filters;
+    if (FAILED(m_pGB->EnumFilters(&filters)) || filters == nullptr) {
+        return;
+    }
+    IBaseFilter* filter = nullptr;
+    IBaseFilter* refused = nullptr;
+    while (filters->Next(1, &filter, nullptr) == S_OK) {
+        const bool removed = SUCCEEDED(m_pGB->RemoveFilter(filter));
+        if (filter->Release() != 0) {
+            YMD_LOG_WARNING("ymdshow::CMedia::_RemoveAllFilterInGraphBuilder",
+                            "Remove Filter Warning! RefCount : %d", GetIUnknownRef(filter));
+        }
+        filters->Reset();
+        if (!removed && filter == refused) {
+            break; // the graph would list the same filter for ever
+        }
+        refused = removed ? nullptr : filter;
+    }
+}
+
+void CMedia::_RemoveAllCachedFilterInGraphConfig() {
+    if (m_pGraphConfig == nullptr) {
+        return;
+    }
+    ComPtr<IEnumFilters> filters;
+    if (FAILED(m_pGraphConfig->EnumCacheFilter(&filters)) || filters == nullptr) {
+        return;
+    }
+    IBaseFilter* filter = nullptr;
+    IBaseFilter* refused = nullptr;
+    while (filters->Next(1, &filter, nullptr) == S_OK) {
+        const bool removed = RemoveFilterFromGraphBuilderCache(m_pGraphConfig, filter) != 0;
+        filter->Release();
+        filters->Reset();
+        if (!removed && filter == refused) {
+            break;
+        }
+        refused = removed ? nullptr : filter;
+    }
+}
+
+} // namespace ymdshow

@@ -1,0 +1,93 @@
+#pragma once
+
+// The two things that every seek does around its own calls: hold a running graph, and use a
+// time format that the graph understands.
+
+#include <windows.h>
+
+#include <dshow.h>
+
+#include <cstdint>
+
+namespace ymdshow {
+
+/// Milliseconds that a state query waits for a state change to complete.
+constexpr LONG kStateTimeout = 500;
+
+/// Pauses a running graph for an operation and restores its state afterwards. A stopped
+/// graph is told to stop again, as some sources start to prepare data when they are seeked.
+class PausedGraph {
+public:
+    explicit PausedGraph(IMediaControl* control) : m_control(control) {
+        m_stateResult = m_control->GetState(kStateTimeout, &m_state);
+        if (SUCCEEDED(m_stateResult) && m_state == State_Running) {
+            m_control->Pause();
+        }
+    }
+    ~PausedGraph() {
+        if (m_state == State_Stopped) {
+            m_control->Stop();
+        } else if (m_state == State_Running) {
+            m_control->Run();
+        }
+    }
+    PausedGraph(const PausedGraph&) = delete;
+    PausedGraph& operator=(const PausedGraph&) = delete;
+
+    HRESULT StateResult() const { return m_stateResult; }
+
+private:
+    IMediaControl* m_control;
+    HRESULT m_stateResult = S_OK;
+    OAFilterState m_state = State_Paused;
+};
+
+/// Calls `seek(unit, native)` in a time format of the graph's: `unit` is the length of one
+/// position in 100 ns units (1 for media time, `frameTime` for frames), `native` tells that
+/// the format was in force or could not be asked for, so that nothing is restored. Answers
+/// what `seek` answers, or `otherwise` when no format fits.
+template <class Seek>
+HRESULT SeekInUnits(IMediaSeeking* seeking, std::int64_t frameTime, HRESULT otherwise,
+                    Seek&& seek) {
+    GUID format{};
+    if (FAILED(seeking->GetTimeFormat(&format))) {
+        return SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME)) ? seek(1, true)
+                                                                          : otherwise;
+    }
+    if (format == TIME_FORMAT_MEDIA_TIME) {
+        return seek(1, true);
+    }
+    if (format == TIME_FORMAT_FRAME && frameTime > 0) {
+        return seek(frameTime, true);
+    }
+    HRESULT result = otherwise;
+    if (SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))) {
+        result = seek(1, false);
+    } else if (frameTime >= 1 && SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_FRAME))) {
+        result = seek(frameTime, false);
+    } else {
+        return otherwise;
+    }
+    seeking->SetTimeFormat(&format);
+    return result;
+}
+
+/// Calls `read()` with the graph in media time and restores the format; does nothing when
+/// the graph refuses media time.
+template <class Read> void InMediaTime(IMediaSeeking* seeking, Read&& read) {
+    GUID format{};
+    const bool known = SUCCEEDED(seeking->GetTimeFormat(&format));
+    if (known && format == TIME_FORMAT_MEDIA_TIME) {
+        read();
+        return;
+    }
+    if (FAILED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))) {
+        return;
+    }
+    read();
+    if (known) {
+        seeking->SetTimeFormat(&format);
+    }
+}
+
+} // namespace ymdshow

@@ -1,0 +1,41 @@
+#pragma once
+
+// What the files of a media item share.
+
+#include <windows.h>
+
+#include <wrl/client.h>
+
+#include <new>
+#include <string>
+
+#define YMD_LOG_SOURCE "src/YMMedia"
+#include "Log.h"
+
+namespace ymdshow {
+
+using Microsoft::WRL::ComPtr;
+
+/// Gives a member's reference back and clears it.
+template <class T> void ReleaseMember(T*& member) {
+    if (member != nullptr) {
+        member->Release();
+        member = nullptr;
+    }
+}
+
+/// Runs an operation that answers with a result; running out of memory in it is answered
+/// with `failure`.
+template <class Result, class Operation>
+Result OrWhenOutOfMemory(Result failure, Operation&& operation) {
+    try {
+        return operation();
+    } catch (const std::bad_alloc&) {
+        return failure;
+    }
+}
+
+/// "0x80040154: Class not registered"-like words for an HRESULT, DirectShow's included.
+std::wstring ResultText(HRESULT result);
+
+} // namespace ymdshow

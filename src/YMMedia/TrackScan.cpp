@@ -1,0 +1,259 @@
+#include "YMMedia/TrackScan.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include <dvdmedia.h>
+
+#include "GraphToolkit/DownstreamWalk.h"
+#include "YMMedia/PictureRange.h"
+#include "YMMedia/PictureSize.h"
+
+namespace ymdshow {
+
+namespace {
+
+constexpr const char* kFunction = "ymdshow::CMedia::_ScanAllFilterAndGetAVTrackInfo";
+constexpr std::int32_t kSizeTolerance = 4;          // pixels
+constexpr std::int32_t kFrameTimeTolerance = 50000; // 5 ms
+
+/// The format block as `Format`, null when it is another or too short.
+template <class Format> const Format* FormatBlock(const AM_MEDIA_TYPE& type, const GUID& kind) {
+    return type.formattype == kind && type.cbFormat >= sizeof(Format) && type.pbFormat != nullptr
+               ? reinterpret_cast<const Format*>(type.pbFormat)
+               : nullptr;
+}
+
+/// A small disagreement follows the connection, a large one keeps the record's value.
+void CorrectSize(std::int32_t& record, std::int32_t connected) {
+    if (record < 1 || std::abs(record - connected) < kSizeTolerance) {
+        record = connected;
+    }
+}
+
+/// The record of track `index`: the streams known so far grow when it is a new one.
+template <class Info>
+Info& RecordOf(std::vector<Info>& infos, std::uint32_t& known, std::uint32_t index) {
+    if (index >= known) {
+        known = index + 1;
+        infos.resize(known);
+    }
+    if (index >= infos.size()) {
+        infos.resize(index + 1);
+    }
+    return infos[index];
+}
+
+} // namespace
+
+void CMedia::_ScanAllFilterAndGetAVTrackInfo(std::vector<IBaseFilter*>& candidates) {
+    const std::uint32_t known = m_originalVideoTrackNum;
+    TrackScan scan(*this);
+    scan.WalkGraph();
+    scan.CompletePicture(known);
+    scan.DropUnusedSchemeFilters(candidates);
+    scan.CollectUsedFilters();
+}
+
+void TrackScan::WalkGraph() {
+    toolkit::ArrivingPinWalk walk(m_media.m_pSourceFilter);
+    for (; walk.Current() != nullptr; walk.Next()) {
+        IBaseFilter* const filter = walk.Current();
+        const toolkit::PinTally pins = walk.ScanAll();
+        if (pins.outputs > 0) {
+            if (MayHaveStreams(pins.inputs, pins.outputs)) {
+                ListStreams(filter);
+            }
+        } else if (walk.Arriving() != nullptr) {
+            AddRenderer(filter, walk.Arriving());
+            walk.ForgetArriving();
+        }
+        m_visited.try_emplace(filter, filter);
+    }
+}
+
+/// Only sources and splitters list streams.
+bool TrackScan::MayHaveStreams(unsigned int inputs, unsigned int outputs) const {
+    return m_media.m_pStreamSelect == nullptr && !(inputs > 0 && outputs < 2) &&
+           !(m_media.m_videoTrackNum >= 2 && m_media.m_audioTrackNum > 1);
+}
+
+void TrackScan::ListStreams(IBaseFilter* filter) {
+    ComPtr<IAMStreamSelect> select;
+    if (FAILED(filter->QueryInterface(IID_PPV_ARGS(&select)))) {
+        return;
+    }
+    const auto clear = [](auto& streams) {
+        for (auto* stream : streams) {
+            delete stream;
+        }
+        streams.clear();
+    };
+    clear(m_media.m_streamSelectVideoTracks);
+    clear(m_media.m_streamSelectAudioTracks);
+    m_media.m_streamSelectVideoNum = 0;
+    m_media.m_streamSelectAudioNum = 0;
+    DWORD count = 0;
+    select->Count(&count);
+    for (DWORD i = 0; i < count; ++i) {
+        OwnedMediaType type;
+        DWORD flags = 0;
+        LCID language = 0;
+        DWORD group = 0;
+        WCHAR* name = nullptr;
+        if (FAILED(select->Info(static_cast<long>(i), type.Put(), &flags, &language, &group, &name,
+                                nullptr, nullptr))) {
+            continue;
+        }
+        const std::unique_ptr<WCHAR, decltype(&CoTaskMemFree)> ownedName(name, CoTaskMemFree);
+        auto stream = std::make_unique<CMedia::StreamSelectTrackInfo>();
+        stream->index = i;
+        stream->name = name != nullptr ? name : L"";
+        stream->enabled = flags != 0;
+        if (!type) {
+            continue;
+        }
+        if (type->majortype == MEDIATYPE_Video) {
+            m_media.m_streamSelectVideoTracks.push_back(stream.get());
+        } else if (type->majortype == MEDIATYPE_Audio) {
+            m_media.m_streamSelectAudioTracks.push_back(stream.get());
+        } else {
+            continue;
+        }
+        stream.release();
+    }
+    const auto videos = static_cast<std::uint32_t>(m_media.m_streamSelectVideoTracks.size());
+    const auto audios = static_cast<std::uint32_t>(m_media.m_streamSelectAudioTracks.size());
+    if (videos > 0 || audios > 0) {
+        m_media.m_streamSelectVideoNum = videos;
+        m_media.m_streamSelectAudioNum = audios;
+        m_media.m_pStreamSelect = select.Detach();
+    }
+}
+
+void TrackScan::AddRenderer(IBaseFilter* renderer, IPin* feeding) {
+    MediaType type;
+    if (FAILED(feeding->ConnectionMediaType(type.Put()))) {
+        return;
+    }
+    if (type->majortype == MEDIATYPE_Video) {
+        AddVideoTrack(renderer, type.Get());
+    } else if (type->majortype == MEDIATYPE_Audio) {
+        AddAudioTrack(renderer, type.Get());
+    }
+}
+
+void TrackScan::AddVideoTrack(IBaseFilter* renderer, const AM_MEDIA_TYPE& type) {
+    CorrectVideoRecord(
+        RecordOf(m_media.m_videoInfos, m_media.m_originalVideoTrackNum, m_media.m_videoTrackNum),
+        type);
+    m_media.m_videoTracks.reserve(m_media.m_videoTracks.size() + 1);
+    m_media.m_videoTracks.push_back(new CMedia::VideoFilterTrackInfo(renderer));
+    ++m_media.m_videoTrackNum;
+}
+
+void TrackScan::AddAudioTrack(IBaseFilter* renderer, const AM_MEDIA_TYPE& type) {
+    AudioInfo& record =
+        RecordOf(m_media.m_audioInfos, m_media.m_originalAudioTrackNum, m_media.m_audioTrackNum);
+    // PCMWAVEFORMAT has every field that is read here; some sources leave cbSize out.
+    if (const auto* wave = FormatBlock<PCMWAVEFORMAT>(type, FORMAT_WaveFormatEx)) {
+        record.samplingRate = wave->wf.nSamplesPerSec;
+        record.channels = wave->wf.nChannels;
+        record.bitDepth = wave->wBitsPerSample;
+    }
+    m_media.m_audioTracks.reserve(m_media.m_audioTracks.size() + 1);
+    m_media.m_audioTracks.push_back(new CMedia::AudioFilterTrackInfo(renderer));
+    ++m_media.m_audioTrackNum;
+}
+
+void TrackScan::CorrectVideoRecord(VideoInfo& record, const AM_MEDIA_TYPE& type) const {
+    RECT target{};
+    std::int64_t frameTime = 0;
+    if (const auto* video = FormatBlock<VIDEOINFOHEADER>(type, FORMAT_VideoInfo)) {
+        target = video->rcTarget;
+        frameTime = video->AvgTimePerFrame;
+    } else if (const auto* video2 = FormatBlock<VIDEOINFOHEADER2>(type, FORMAT_VideoInfo2)) {
+        target = video2->rcTarget;
+        frameTime = video2->AvgTimePerFrame;
+    } else {
+        return;
+    }
+    const PictureSize connected{std::abs(target.right - target.left),
+                                std::abs(target.bottom - target.top)};
+    if (connected.width >= 1 && connected.height >= 1) {
+        const PictureSize size =
+            CorrectedPictureSize(connected, m_media.m_fix1088Height, m_media.m_evenVideoSize);
+        CorrectSize(record.width, size.width);
+        CorrectSize(record.height, size.height);
+    }
+    if (frameTime > 0 && (record.avgFrameTime < 1 ||
+                          LowDistance(record.avgFrameTime, frameTime) < kFrameTimeTolerance)) {
+        record.avgFrameTime = frameTime;
+    }
+}
+
+void TrackScan::CompletePicture(std::uint32_t knownVideoTracks) {
+    std::int32_t& width = m_media.m_videoOriginalWidth;
+    std::int32_t& height = m_media.m_videoOriginalHeight;
+    if (m_media.m_originalVideoTrackNum == 0 || m_media.m_videoInfos.empty() ||
+        (knownVideoTracks != 0 && width != 0 && height != 0)) {
+        return;
+    }
+    const VideoInfo& first = m_media.m_videoInfos.front();
+    width = width < 1 ? first.width : width;
+    height = height < 1 ? first.height : height;
+    CompleteRange(m_media.m_videoDisplayRange, width, height);
+}
+
+void TrackScan::DropUnusedSchemeFilters(std::vector<IBaseFilter*>& candidates) {
+    DropUnused(m_media.m_schemeFilters);
+    DropUnused(m_media.m_renderFilters);
+    DropUnused(candidates);
+    m_media.m_schemeFilters.insert(m_media.m_schemeFilters.end(), candidates.begin(),
+                                   candidates.end());
+    candidates.clear();
+}
+
+void TrackScan::DropUnused(std::vector<IBaseFilter*>& filters) {
+    const auto drop = [this](IBaseFilter* filter) {
+        if (IsVisited(filter)) {
+            return false;
+        }
+        m_media._RemoveFilter(filter);
+        const ULONG references = filter->Release();
+        if (references != 0) {
+            YMD_LOG_WARNING(kFunction, "Remove Unused Filter Warning! RefCount %d : %s",
+                            static_cast<int>(references), m_media.m_mediaPath.c_str());
+        }
+        return true;
+    };
+    filters.erase(std::remove_if(filters.begin(), filters.end(), drop), filters.end());
+}
+
+void TrackScan::CollectUsedFilters() {
+    for (IBaseFilter* filter : m_media.m_usedFilters) {
+        filter->Release();
+    }
+    m_media.m_usedFilters.clear();
+    std::vector<ComPtr<IBaseFilter>> filters;
+    for (ComPtr<IBaseFilter>& filter : toolkit::Filters(m_media.m_pGB)) {
+        filters.push_back(std::move(filter));
+    }
+    // Removing while enumerating would put the enumerator out of step with the graph.
+    m_media.m_usedFilters.reserve(filters.size());
+    for (ComPtr<IBaseFilter>& filter : filters) {
+        if (IsVisited(filter.Get())) {
+            m_media.m_usedFilters.push_back(filter.Detach());
+            continue;
+        }
+        m_media._RemoveFilter(filter.Get());
+        const ULONG references = filter.Detach()->Release();
+        if (references != 0) {
+            YMD_LOG_WARNING(kFunction, "Remove Unused Filter Warning! RefCount : %d",
+                            static_cast<int>(references));
+        }
+    }
+}
+
+} // namespace ymdshow
