@@ -307,15 +307,27 @@ public:
     void GetFilterInfo(std::string& text) const;
 
     // --- Media information ------------------------------------------------------
+    //
+    // Read with MediaInfo.dll, which is found like any DLL of the host program and stays
+    // loaded. Its options are process-wide, and these are set: "ParseSpeed" 0 and
+    // "Complete" empty; and, where the process's ANSI code page is not 936, "CharSet"
+    // UTF-8, so that a host that calls the same DLL's narrow interface gives and gets
+    // UTF-8 there (its wide interface is not touched). Text is in code page 936;
+    // characters that it lacks are "?". Durations end at 2147483647 ms (596 hours).
 
     /// The media information library's report of the file; empty without it.
     const std::string& GetMediaInfo() const;
 
+    /// The report's lines in order, each cut at its first ":" into key and value. The
+    /// heading of a stream's section ("General", "Audio #2") is a key without a value.
+    std::vector<std::pair<std::string, std::string>> GetMediaInfoPairs() const;
+
     /// The file's duration in 100 ns units, without a media item; 0 on failure.
     static std::int64_t GetMediaDurationByMediaInfo(const std::string& path);
 
-    /// Hands the text of `languageFile` to the media information library, for the
-    /// whole process. 0 when nothing was set.
+    /// Hands the text of `languageFile` (UTF-8, code page 936, or UTF-16 with a
+    /// byte-order mark) to the media information library, for the whole process. 1 when
+    /// it was handed over, 0 when nothing was set.
     static int SetMediaInfoLanguage(const std::string& languageFile);
 
 protected:

@@ -1,0 +1,139 @@
+#include "MediaInfoBinding/MediaInfoFile.h"
+
+#include <windows.h>
+
+#include <limits>
+
+#include "Text/Text.h"
+
+namespace ymdshow::mediainfo {
+namespace {
+
+constexpr UINT ChineseCodePage = 936;
+constexpr int InfoText = 1;
+constexpr int SearchByName = 0;
+
+// The system's conversion, not text::DecodeUtf8: titles in a report hold characters beyond
+// the basic plane, and the bytes of a damaged file, which must not cost the whole text.
+std::wstring WideFromUtf8(const char* text) {
+    const int units = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
+    if (units <= 1) {
+        return {};
+    }
+    std::wstring wide(static_cast<std::size_t>(units), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, text, -1, wide.data(), units);
+    wide.pop_back();
+    return wide;
+}
+
+std::string Utf8FromWide(const std::wstring& wide) {
+    const int bytes =
+        WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    if (bytes <= 1) {
+        return {};
+    }
+    std::string text(static_cast<std::size_t>(bytes), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, text.data(), bytes, nullptr, nullptr);
+    text.pop_back();
+    return text;
+}
+
+} // namespace
+
+MediaInfoFile::MediaInfoFile() : m_library(Load()) {
+    if (m_library != nullptr) {
+        m_handle = m_library->create();
+    }
+    if (m_handle != nullptr) {
+        ChooseCharacterSet();
+    }
+}
+
+MediaInfoFile::~MediaInfoFile() {
+    Close();
+    if (m_handle != nullptr) {
+        m_library->destroy(m_handle);
+    }
+}
+
+// The library's narrow interface speaks the process's ANSI code page. Where that is 936
+// nothing has to be said; elsewhere UTF-8 alone carries every path and title. The choice is
+// process-wide in the library, so it is renewed for each handle: a host that uses the same
+// DLL may have changed it. It is made with a handle because the library frees what it keeps
+// for calls without one when another thread deletes the last handle.
+void MediaInfoFile::ChooseCharacterSet() {
+    if (GetACP() == ChineseCodePage) {
+        return;
+    }
+    const char* answer = m_library->option(m_handle, "CharSet", "UTF-8");
+    // A version that does not know the option says so.
+    m_isUtf8 = answer == nullptr || *answer == '\0';
+}
+
+bool MediaInfoFile::Open(const std::string& path) {
+    if (m_handle == nullptr) {
+        return false;
+    }
+    const std::size_t opened = m_library->open(m_handle, ToLibrary(path).c_str());
+    // The library answers -1 where it swallowed an exception of its own.
+    m_isOpen = opened != 0 && opened != std::numeric_limits<std::size_t>::max();
+    return m_isOpen;
+}
+
+void MediaInfoFile::Close() {
+    if (m_isOpen) {
+        m_library->close(m_handle);
+        m_isOpen = false;
+    }
+}
+
+std::string MediaInfoFile::Option(const char* name, const std::string& value) {
+    if (m_handle == nullptr) {
+        return LoadFailureText();
+    }
+    return FromLibrary(m_library->option(m_handle, name, ToLibrary(value).c_str()));
+}
+
+std::string MediaInfoFile::Option(const char* name, const std::wstring& value) {
+    if (m_handle == nullptr) {
+        return LoadFailureText();
+    }
+    const std::string text = m_isUtf8 ? Utf8FromWide(value) : text::ToNarrow(value);
+    return FromLibrary(m_library->option(m_handle, name, text.c_str()));
+}
+
+std::string MediaInfoFile::Get(StreamKind kind, std::size_t stream, const char* parameter) const {
+    if (m_handle == nullptr) {
+        return LoadFailureText();
+    }
+    return FromLibrary(m_library->get(m_handle, static_cast<int>(kind), stream, parameter, InfoText,
+                                      SearchByName));
+}
+
+std::uint32_t MediaInfoFile::Count(StreamKind kind) const {
+    if (m_handle == nullptr) {
+        return 0;
+    }
+    const std::size_t count = m_library->countGet(m_handle, static_cast<int>(kind),
+                                                  std::numeric_limits<std::size_t>::max());
+    // As in Open: -1 is no count.
+    return count == std::numeric_limits<std::size_t>::max() ? 0 : static_cast<std::uint32_t>(count);
+}
+
+std::string MediaInfoFile::Inform() const {
+    return m_handle == nullptr ? LoadFailureText() : FromLibrary(m_library->inform(m_handle, 0));
+}
+
+std::string MediaInfoFile::ToLibrary(const std::string& text) const {
+    return m_isUtf8 && !text::IsAscii(text) ? Utf8FromWide(text::ToWide(text)) : text;
+}
+
+// The returned text is copied at once: the library overwrites it with its next answer.
+std::string MediaInfoFile::FromLibrary(const char* text) const {
+    if (text == nullptr) {
+        return {};
+    }
+    return m_isUtf8 && !text::IsAscii(text) ? text::ToNarrow(WideFromUtf8(text)) : text;
+}
+
+} // namespace ymdshow::mediainfo

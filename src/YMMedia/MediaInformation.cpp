@@ -1,0 +1,142 @@
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include <ymdshow/Media.h>
+
+#include "MediaInfoBinding/MediaInfoFile.h"
+#include "MediaInfoBinding/Values.h"
+#include "Text/Text.h"
+#include "YMMedia/StreamFacts.h"
+#include "YMMedia/Support.h"
+
+namespace ymdshow {
+namespace {
+
+using mediainfo::MediaInfoFile;
+using mediainfo::StreamKind;
+
+/// The whole file; empty when it cannot be read.
+std::string ReadFile(const std::string& path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+        _wfopen(text::ToWide(path).c_str(), L"rb"), &std::fclose);
+    std::string bytes;
+    if (file != nullptr) {
+        char block[16384];
+        while (const std::size_t got = std::fread(block, 1, sizeof block, file.get())) {
+            bytes.append(block, got);
+        }
+    }
+    return bytes;
+}
+
+/// Empty when `bytes` are not UTF-8.
+std::wstring FromUtf8(std::string_view bytes) {
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    if (bytes.starts_with(mark)) {
+        bytes.remove_prefix(mark.size());
+    }
+    const int size = static_cast<int>(bytes.size());
+    const int units =
+        MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), size, nullptr, 0);
+    std::wstring text(static_cast<std::size_t>(units), L'\0');
+    MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), size, text.data(), units);
+    return text;
+}
+
+/// Language files are UTF-8; those saved by an editor on a Chinese system are UTF-16 with
+/// a byte-order mark, or code page 936. A zero ends the text.
+std::wstring LanguageText(const std::string& bytes) {
+    if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
+        const std::wstring text = text::DecodeUtf16(bytes, bytes[0] == '\xFE');
+        return text.substr(0, text.find(L'\0'));
+    }
+    const std::string text = bytes.substr(0, bytes.find('\0'));
+    const std::wstring wide = FromUtf8(text);
+    return wide.empty() ? text::ToWide(text) : wide;
+}
+
+} // namespace
+
+int CMedia::_ReadInfoByMediaIfo() {
+    StreamFacts facts;
+    FactsResult result = FactsResult::NotOpened;
+    try {
+        result = ReadStreamFacts(m_mediaPath, {m_fix1088Height, m_evenVideoSize}, facts);
+    } catch (const std::exception&) {
+        // Out of memory, or stream counts that no memory holds.
+    }
+    if (result == FactsResult::NoLibrary) {
+        YMD_LOG_WARNING("ymdshow::CMedia::_ReadInfoByMediaIfo", "Load MediaInfo DLL Failed");
+    }
+    // After a failure the empty facts: nothing of an earlier path stays.
+    m_originalVideoTrackNum = static_cast<std::uint32_t>(facts.video.size());
+    m_originalAudioTrackNum = static_cast<std::uint32_t>(facts.audio.size());
+    m_videoInfos = std::move(facts.video);
+    m_audioInfos = std::move(facts.audio);
+    m_mediaFormat = std::move(facts.format);
+    m_durationByMediaInfo = facts.duration;
+    if (result != FactsResult::Read) {
+        return 0;
+    }
+    m_mediaInfo = std::move(facts.report);
+    m_hasMediaInfo = true;
+    return 1;
+}
+
+void CMedia::_FreeMediaInfo() {
+    m_mediaInfo.clear();
+    m_hasMediaInfo = false;
+}
+
+const std::string& CMedia::GetMediaInfo() const {
+    return m_mediaInfo;
+}
+
+std::vector<std::pair<std::string, std::string>> CMedia::GetMediaInfoPairs() const {
+    const ymlib::CYMAutoLock lock(m_lock);
+    std::vector<std::pair<std::string, std::string>> pairs;
+    std::string_view rest = m_mediaInfo;
+    while (!rest.empty()) {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+        const std::size_t colon = line.find(':');
+        const std::string_view key = text::Trim(line.substr(0, colon));
+        const std::string_view value =
+            colon == line.npos ? std::string_view() : text::Trim(line.substr(colon + 1));
+        if (!key.empty() || !value.empty()) {
+            pairs.emplace_back(key, value);
+        }
+    }
+    return pairs;
+}
+
+std::int64_t CMedia::GetMediaDurationByMediaInfo(const std::string& path) {
+    return OrWhenOutOfMemory(std::int64_t{0}, [&]() -> std::int64_t {
+        MediaInfoFile file;
+        if (!file.Open(path)) {
+            return 0;
+        }
+        return mediainfo::Duration(file.Get(StreamKind::General, 0, "Duration"));
+    });
+}
+
+int CMedia::SetMediaInfoLanguage(const std::string& languageFile) {
+    return OrWhenOutOfMemory(0, [&] {
+        MediaInfoFile library;
+        if (!library.IsCreated()) {
+            return 0;
+        }
+        const std::wstring text = LanguageText(ReadFile(languageFile));
+        if (text.empty()) {
+            return 0;
+        }
+        library.Option("Language", text);
+        return 1;
+    });
+}
+
+} // namespace ymdshow
