@@ -120,7 +120,7 @@ HRESULT CSystemClock::AdviseTime(REFERENCE_TIME baseTime, REFERENCE_TIME streamT
         return E_POINTER;
     }
     *cookie = 0;
-    const bool isTooLate = streamTime > 0 && baseTime >= CAdviseScheduler::kNever - streamTime;
+    const bool isTooLate = streamTime >= 0 && baseTime >= CAdviseScheduler::kNever - streamTime;
     const bool isTooEarly = baseTime <= 0 && streamTime <= 0;
     if (event == 0 || isTooLate || isTooEarly || baseTime + streamTime <= 0) {
         return E_INVALIDARG;

@@ -1,0 +1,194 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <random>
+#include <thread>
+
+#include "BaseClasses/AdviseScheduler.h"
+
+namespace ymdshow {
+namespace {
+
+constexpr REFERENCE_TIME kNever = CAdviseScheduler::kNever;
+
+struct HandleCloser {
+    using pointer = HANDLE;
+    void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+using Handle = std::unique_ptr<HANDLE, HandleCloser>;
+
+Handle MakeEvent() {
+    return Handle(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+}
+
+Handle MakeSemaphore(LONG maximum = 1'000'000'000) {
+    return Handle(CreateSemaphoreW(nullptr, 0, maximum, nullptr));
+}
+
+/// Takes one signal if there is one.
+bool Take(const Handle& handle) {
+    return WaitForSingleObject(handle.get(), 0) == WAIT_OBJECT_0;
+}
+
+int Drain(const Handle& semaphore) {
+    int count = 0;
+    while (Take(semaphore)) {
+        ++count;
+    }
+    return count;
+}
+
+TEST(BaseClassesScheduler, FiresWhatIsDueAndTellsTheNext) {
+    CAdviseScheduler scheduler;
+    const Handle early = MakeEvent();
+    const Handle middle = MakeEvent();
+    const Handle late = MakeEvent();
+    EXPECT_EQ(kNever, scheduler.Advance(1000));
+    EXPECT_TRUE(scheduler.AddOneShot(200, middle.get()).isFirst);
+    EXPECT_FALSE(scheduler.AddOneShot(300, late.get()).isFirst);
+    EXPECT_TRUE(scheduler.AddOneShot(100, early.get()).isFirst);
+
+    EXPECT_EQ(100, scheduler.Advance(99));
+    EXPECT_FALSE(Take(early));
+    EXPECT_EQ(200, scheduler.Advance(100));
+    EXPECT_TRUE(Take(early));
+    EXPECT_FALSE(Take(middle));
+    EXPECT_EQ(kNever, scheduler.Advance(300));
+    EXPECT_TRUE(Take(middle));
+    EXPECT_TRUE(Take(late));
+    EXPECT_EQ(kNever, scheduler.Advance(400));
+    EXPECT_FALSE(Take(early));
+}
+
+TEST(BaseClassesScheduler, AnAdviseThatBecomesFirstAfterTheQueueRanDrySaysSo) {
+    CAdviseScheduler scheduler;
+    const Handle event = MakeEvent();
+    scheduler.AddOneShot(50, event.get());
+    EXPECT_EQ(kNever, scheduler.Advance(50));
+    // Later than what has fired, yet nobody sleeps towards it.
+    EXPECT_TRUE(scheduler.AddOneShot(60, event.get()).isFirst);
+    const CAdviseScheduler::Cookie cookie = scheduler.AddOneShot(55, event.get()).cookie;
+    EXPECT_TRUE(scheduler.Cancel(cookie));
+    EXPECT_FALSE(scheduler.AddOneShot(60, event.get()).isFirst); // equal times: the elder first
+}
+
+TEST(BaseClassesScheduler, PeriodicMissesNothingAndKeepsItsPhase) {
+    CAdviseScheduler scheduler;
+    const Handle semaphore = MakeSemaphore();
+    const CAdviseScheduler::Cookie cookie = scheduler.AddPeriodic(100, 10, semaphore.get()).cookie;
+    EXPECT_EQ(100, scheduler.Advance(99));
+    EXPECT_EQ(0, Drain(semaphore));
+    EXPECT_EQ(110, scheduler.Advance(100));
+    EXPECT_EQ(1, Drain(semaphore));
+    EXPECT_EQ(160, scheduler.Advance(157));
+    EXPECT_EQ(5, Drain(semaphore));
+    EXPECT_TRUE(scheduler.Cancel(cookie));
+    EXPECT_FALSE(scheduler.Cancel(cookie));
+    EXPECT_EQ(kNever, scheduler.Advance(1000));
+    EXPECT_EQ(0, Drain(semaphore));
+}
+
+TEST(BaseClassesScheduler, PeriodicAtTheLimits) {
+    CAdviseScheduler scheduler;
+    const Handle small = MakeSemaphore(5);
+    const Handle large = MakeSemaphore();
+    scheduler.AddPeriodic(1, 1, small.get());
+    // Far more periods than fit: it fills up, and does not take an age.
+    EXPECT_EQ(4'000'000'000'001, scheduler.Advance(4'000'000'000'000));
+    EXPECT_EQ(5, Drain(small));
+    EXPECT_EQ(4'000'000'000'002, scheduler.Advance(4'000'000'000'001));
+    EXPECT_EQ(1, Drain(small));
+
+    // The next time would not fit: it ends instead of wrapping round.
+    CAdviseScheduler ending;
+    const auto cookie = ending.AddPeriodic(kNever - 5, 10, large.get()).cookie;
+    EXPECT_EQ(kNever, ending.Advance(kNever - 1));
+    EXPECT_EQ(1, Drain(large));
+    EXPECT_FALSE(ending.Cancel(cookie));
+}
+
+/// Random operations against a list that is searched from end to end.
+TEST(BaseClassesScheduler, BehavesLikeAPlainList) {
+    struct Expected {
+        REFERENCE_TIME due;
+        REFERENCE_TIME period;
+        int fired = 0;
+        bool isActive = true;
+        Handle semaphore = MakeSemaphore();
+        Handle event = MakeEvent();
+    };
+    std::mt19937 random(4711);
+    const auto pick = [&random](int limit) {
+        return static_cast<int>(random() % static_cast<unsigned>(limit));
+    };
+    CAdviseScheduler scheduler;
+    std::map<CAdviseScheduler::Cookie, Expected> model;
+    REFERENCE_TIME now = 1;
+    for (int step = 0; step < 3000; ++step) {
+        const int action = pick(10);
+        if (action < 4) {
+            Expected entry{now + pick(200) - 20, action == 0 ? 1 + pick(50) : 0};
+            const auto added =
+                entry.period != 0
+                    ? scheduler.AddPeriodic(entry.due, entry.period, entry.semaphore.get())
+                    : scheduler.AddOneShot(entry.due, entry.event.get());
+            ASSERT_TRUE(model.emplace(added.cookie, std::move(entry)).second);
+        } else if (action < 6 && !model.empty()) {
+            const auto victim = std::next(model.begin(), pick(static_cast<int>(model.size())));
+            ASSERT_EQ(victim->second.isActive, scheduler.Cancel(victim->first));
+            victim->second.isActive = false;
+        } else {
+            now += pick(30);
+            REFERENCE_TIME next = kNever;
+            for (auto& [cookie, entry] : model) {
+                while (entry.isActive && entry.due <= now) {
+                    ++entry.fired;
+                    entry.due += entry.period;
+                    entry.isActive = entry.period != 0;
+                }
+                next = entry.isActive ? std::min(next, entry.due) : next;
+            }
+            ASSERT_EQ(next, scheduler.Advance(now));
+        }
+    }
+    int fired = 0;
+    for (const auto& [cookie, entry] : model) {
+        LONG released = 0;
+        ReleaseSemaphore(entry.semaphore.get(), 1, &released);
+        ASSERT_EQ(entry.fired, released + (Take(entry.event) ? 1 : 0));
+        fired += entry.fired;
+    }
+    EXPECT_GT(fired, 1000) << "the random run must be worth its name";
+}
+
+/// Once Cancel has returned, the handle may be closed: nothing fires into it.
+TEST(BaseClassesScheduler, CancelIsFinalWhileAnotherThreadFires) {
+    CAdviseScheduler scheduler;
+    std::atomic<bool> isEnding{false};
+    std::thread firing([&] {
+        for (REFERENCE_TIME now = 1; !isEnding; ++now) {
+            scheduler.Advance(now);
+        }
+    });
+    int touched = 0;
+    for (int round = 0; round < 200; ++round) {
+        Handle semaphore = MakeSemaphore();
+        const auto cookie = scheduler.AddPeriodic(1, 1, semaphore.get()).cookie;
+        WaitForSingleObject(semaphore.get(), INFINITE);
+        EXPECT_TRUE(scheduler.Cancel(cookie));
+        LONG before = 0;
+        ReleaseSemaphore(semaphore.get(), 1, &before);
+        std::this_thread::yield();
+        LONG after = 0;
+        ReleaseSemaphore(semaphore.get(), 1, &after);
+        touched += after == before + 1 ? 0 : 1;
+    }
+    isEnding = true;
+    firing.join();
+    EXPECT_EQ(0, touched);
+}
+
+} // namespace
+} // namespace ymdshow

@@ -1,0 +1,288 @@
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <atomic>
+#include <memory>
+#include <regex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <ymlib/Log.h>
+
+namespace ymlib {
+namespace {
+
+struct Copied {
+    std::string category;
+    int level;
+    std::string sourceFile;
+    int line;
+    std::string function;
+    std::wstring text;
+};
+
+/// Collects the records of one category while it lives.
+class Collector {
+public:
+    explicit Collector(const char* category)
+        : m_handle(CLoger::GetLoger()->AddSink([this, category](const LogRecord& record) {
+              if (record.category == std::string(category)) {
+                  m_records.push_back({record.category, record.level, record.sourceFile,
+                                       record.line, record.function, record.text});
+              }
+          })) {}
+    ~Collector() { CLoger::GetLoger()->RemoveSink(m_handle); }
+    Collector(const Collector&) = delete;
+    Collector& operator=(const Collector&) = delete;
+
+    std::vector<Copied> m_records;
+
+private:
+    const unsigned m_handle;
+};
+
+CLogCategory& Category(const char* name) {
+    return *CLoger::GetLoger()->GetCategory(name);
+}
+
+/// What a record made of the arguments says.
+template <typename Char, typename... Arguments>
+std::wstring Logged(const Char* format, Arguments... arguments) {
+    Collector collector("format");
+    Category("format").Log(LOG_ERROR, "file", 1, "function", format, arguments...);
+    return collector.m_records.size() == 1 ? collector.m_records[0].text : L"(no single record)";
+}
+
+TEST(YmlibLog, CategoriesAreOnePerName) {
+    CLoger* const loger = CLoger::GetLoger();
+    EXPECT_EQ(loger, CLoger::GetLoger());
+    CLogCategory* const category = loger->GetCategory("one");
+    EXPECT_EQ(category, loger->GetCategory(std::string("one").c_str()));
+    EXPECT_NE(category, loger->GetCategory("One"));
+    EXPECT_STREQ("one", category->GetName());
+    EXPECT_EQ(nullptr, loger->GetCategory(nullptr));
+    EXPECT_EQ(0u, loger->AddSink({}));
+}
+
+TEST(YmlibLog, RecordCarriesItsOrigin) {
+    Collector collector("origin");
+    SetLastError(4711);
+    Category("origin").Log(8, "src/YMMedia", 42, "ymdshow::CMedia::Load", "x%d", 1);
+    EXPECT_EQ(4711u, GetLastError());
+    Category("origin").Log(16, nullptr, 0, nullptr, static_cast<const wchar_t*>(nullptr));
+    ASSERT_EQ(2u, collector.m_records.size());
+    const Copied& record = collector.m_records[0];
+    EXPECT_EQ(8, record.level);
+    EXPECT_EQ("src/YMMedia", record.sourceFile);
+    EXPECT_EQ(42, record.line);
+    EXPECT_EQ("ymdshow::CMedia::Load", record.function);
+    EXPECT_EQ(L"x1", record.text);
+    EXPECT_EQ("", collector.m_records[1].function);
+    EXPECT_EQ(L"", collector.m_records[1].text);
+}
+
+TEST(YmlibLog, LevelsDropWhatIsBelow) {
+    CLogCategory& category = Category("levels");
+    EXPECT_EQ(LOG_PROGRESS, category.GetLevel());
+    const struct {
+        int level;
+        std::vector<int> passed;
+    } cases[] = {{LOG_PROGRESS, {4, 8, 16, LOG_OFF}},
+                 {LOG_WARNING, {8, 16, LOG_OFF}},
+                 {17, {LOG_OFF}},
+                 {LOG_OFF, {}},
+                 {-1, {0, 3, 4, 8, 16, LOG_OFF}}};
+    for (const auto& test : cases) {
+        // Set both before and after there is a sink: either way it holds.
+        for (const bool isBefore : {true, false}) {
+            category.SetLevel(isBefore ? test.level : LOG_ERROR);
+            Collector collector("levels");
+            category.SetLevel(test.level);
+            std::vector<int> passed;
+            for (const int level : {0, 3, 4, 8, 16, static_cast<int>(LOG_OFF)}) {
+                category.Log(level, "", 0, "", "%d", level);
+            }
+            for (const Copied& record : collector.m_records) {
+                passed.push_back(record.level);
+            }
+            EXPECT_EQ(test.passed, passed) << test.level;
+        }
+        EXPECT_EQ(test.level, category.GetLevel());
+    }
+}
+
+TEST(YmlibLog, NarrowFormats) {
+    EXPECT_EQ(L"Load abc 7 1.50 ffffffff", Logged("Load %s %d %.2f %08x", "abc", 7, 1.5, -1));
+    EXPECT_EQ(L"1099511627776 %", Logged("%I64d %%", 1LL << 40));
+    EXPECT_EQ(L"\x4e2d\x6587.mp4", Logged("%s", "\xd6\xd0\xce\xc4.mp4"));
+    EXPECT_EQ(L"\x4e2d: 1", Logged("\xd6\xd0: %d", 1));
+    EXPECT_EQ(L"wide abc", Logged("wide %S", L"abc"));
+    // A wide text given to a narrow %s ends at its first zero byte.
+    EXPECT_EQ(L"Load D", Logged("Load %s", L"D:\\a.mp4"));
+    EXPECT_EQ(L"(null)", Logged("%s", static_cast<const char*>(nullptr)));
+}
+
+TEST(YmlibLog, WideFormats) {
+    EXPECT_EQ(L"Load \x4e2d\x6587 7", Logged(L"Load %s %d", L"\x4e2d\x6587", 7));
+    EXPECT_EQ(L"narrow abc abc", Logged(L"narrow %S %hs", "abc", "abc"));
+    EXPECT_EQ(L"\xd83d\xde00", Logged(L"%s", L"\xd83d\xde00"));
+    EXPECT_EQ(L"(null)", Logged(L"%s", static_cast<const wchar_t*>(nullptr)));
+}
+
+TEST(YmlibLog, TextThatIsNoCodePage936IsStillReadable) {
+    EXPECT_EQ(L"\x4e2d!", Logged("%s", "\xe4\xb8\xad!")) << "UTF-8";
+    const std::wstring mixed = Logged("%s", "before \xff\x80\xff after");
+    EXPECT_EQ(0u, mixed.find(L"before "));
+    EXPECT_EQ(mixed.size() - 6, mixed.rfind(L" after"));
+    EXPECT_EQ(0u, Logged("cut \xd6").find(L"cut "));
+}
+
+TEST(YmlibLog, BadFormatsGiveARecord) {
+    EXPECT_EQ(0u, Logged("100%").find(L"100"));
+    EXPECT_NE(std::wstring::npos, Logged("odd %y %d", 1).find(L"odd "));
+    EXPECT_NE(std::wstring::npos, Logged(L"odd %y %d", 1).find(L"odd "));
+    // No narrow form in the C locale: the conversion fails.
+    EXPECT_NE(std::wstring::npos, Logged("failing %S", L"\x4e2d").find(L"failing "));
+}
+
+TEST(YmlibLog, MessagesOfAnyLength) {
+    for (const std::size_t length : {0u, 1u, 510u, 511u, 512u, 513u, 514u, 1024u, 3'000'000u}) {
+        const std::string narrow(length, 'n');
+        const std::wstring wide(length, L'\x4e2d');
+        EXPECT_TRUE(std::wstring(length, L'n') == Logged("%s", narrow.c_str())) << length;
+        EXPECT_TRUE(wide == Logged(L"%s", wide.c_str())) << length;
+        EXPECT_TRUE(wide + L"|9" == Logged(L"%s|%d", wide.c_str(), 9)) << length;
+    }
+}
+
+TEST(YmlibLog, SinksMayLogThrowAndRemove) {
+    CLoger* const loger = CLoger::GetLoger();
+    CLogCategory& category = Category("reentrant");
+    int calls = 0;
+    int late = 0;
+    unsigned self = 0;
+    unsigned added = 0;
+    self = loger->AddSink([&](const LogRecord&) {
+        ++calls;
+        category.Log(16, "", 0, "", "nested");
+        loger->RemoveSink(self);
+        added = loger->AddSink([&late](const LogRecord&) { ++late; });
+        throw std::runtime_error("sink");
+    });
+    Collector after("reentrant");
+    category.Log(16, "", 0, "", "first");
+    EXPECT_EQ(0, late) << "a sink that is added by a sink begins with the next record";
+    category.Log(16, "", 0, "", "second");
+    loger->RemoveSink(added);
+    loger->RemoveSink(added);
+    category.Log(16, "", 0, "", "third");
+    EXPECT_EQ(1, calls);
+    EXPECT_EQ(1, late);
+    ASSERT_EQ(3u, after.m_records.size());
+    EXPECT_EQ(L"first", after.m_records[0].text);
+}
+
+TEST(YmlibLog, LosesNothingWhileSinksComeAndGo) {
+    constexpr int kThreads = 4;
+    constexpr int kRecords = 400;
+    CLoger* const loger = CLoger::GetLoger();
+    std::atomic<int> lateCalls{0};
+    Collector all("busy");
+    std::vector<std::thread> threads;
+    std::atomic<int> running{kThreads};
+    for (int index = 0; index < kThreads; ++index) {
+        threads.emplace_back([&running, index] {
+            for (int round = 0; round < kRecords; ++round) {
+                Category("busy").Log(4, "", index, "", round % 2 == 0 ? "%d" : "%05d", round);
+            }
+            --running;
+        });
+    }
+    int rounds = 0;
+    for (; running > 0 || rounds < 50; ++rounds) {
+        auto isRemoved = std::make_shared<std::atomic<bool>>(false);
+        const unsigned handle = loger->AddSink(
+            [isRemoved, &lateCalls](const LogRecord&) { lateCalls += *isRemoved ? 1 : 0; });
+        std::this_thread::yield();
+        loger->RemoveSink(handle);
+        *isRemoved = true;
+        EXPECT_EQ(1, isRemoved.use_count()) << "a removed sink is destroyed";
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(0, lateCalls);
+    ASSERT_EQ(static_cast<std::size_t>(kThreads * kRecords), all.m_records.size());
+    int next[kThreads] = {};
+    for (const Copied& record : all.m_records) {
+        ASSERT_EQ(next[record.line]++, std::stoi(record.text)) << "order within a thread";
+    }
+}
+
+TEST(YmlibLog, GoesOnAfterAThreadWasTerminatedInASink) {
+    CLoger* const loger = CLoger::GetLoger();
+    struct Trap {
+        HANDLE entered = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        HANDLE never = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        DWORD victim = 0;
+    } trap;
+    const unsigned handle = loger->AddSink([&trap](const LogRecord&) {
+        if (GetCurrentThreadId() == trap.victim) {
+            SetEvent(trap.entered);
+            WaitForSingleObject(trap.never, INFINITE);
+        }
+    });
+    const HANDLE thread = CreateThread(
+        nullptr, 0,
+        [](void*) -> DWORD {
+            Category("terminated").Log(16, "", 0, "", "caught");
+            return 0;
+        },
+        nullptr, CREATE_SUSPENDED, &trap.victim);
+    ResumeThread(thread);
+    WaitForSingleObject(trap.entered, INFINITE);
+    TerminateThread(thread, 1);
+    WaitForSingleObject(thread, INFINITE);
+    CloseHandle(thread);
+    loger->RemoveSink(handle);
+    Collector collector("terminated");
+    Category("terminated").Log(16, "", 0, "", "alive");
+    ASSERT_EQ(1u, collector.m_records.size());
+    CloseHandle(trap.entered);
+    CloseHandle(trap.never);
+}
+
+TEST(YmlibLog, FileSinkAppendsUtf8Lines) {
+    wchar_t directory[MAX_PATH];
+    GetTempPathW(MAX_PATH, directory);
+    const std::wstring path =
+        directory + (L"ymlib_\x65e5\x5fd7_" + std::to_wstring(GetCurrentProcessId()) + L".log");
+    DeleteFileW(path.c_str());
+    CLoger* const loger = CLoger::GetLoger();
+    EXPECT_EQ(0u, loger->AddFileSink(std::wstring(directory) + L"no\\such\\directory\\log"));
+    for (int round = 0; round < 2; ++round) {
+        const unsigned handle = loger->AddFileSink(path);
+        ASSERT_NE(0u, handle);
+        Category("file").Log(8, "src/X", 1, "a::b", L"\x4e2d %d\r\nnext", round);
+        loger->RemoveSink(handle);
+        Category("file").Log(8, "src/X", 1, "a::b", "not in the file");
+    }
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+                                    FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+    ASSERT_NE(INVALID_HANDLE_VALUE, file) << "closed when the sink is removed";
+    char bytes[1024];
+    DWORD size = 0;
+    ReadFile(file, bytes, sizeof(bytes), &size, nullptr);
+    CloseHandle(file);
+    const std::string line = R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} 8 file a::b: )"
+                             "\xe4\xb8\xad ";
+    EXPECT_TRUE(std::regex_match(std::string(bytes, size),
+                                 std::regex(line + "0  next\n" + line + "1  next\n")))
+        << std::string(bytes, size);
+}
+
+} // namespace
+} // namespace ymlib

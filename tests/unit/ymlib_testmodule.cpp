@@ -1,0 +1,41 @@
+// A module that logs when it comes and goes, and needs a DLL that lies beside it.
+#include "ymlib_testmodule.h"
+#include "BaseClasses/FilterModule.h"
+#include "BaseClasses/SystemClock.h"
+
+#include <ymlib/Log.h>
+
+extern "C" __declspec(dllimport) int YmlibTestDependencyAnswer();
+
+namespace {
+
+void Say(const char* what) {
+    ymlib::CLoger::GetLoger()
+        ->GetCategory("testmodule")
+        ->Log(ymlib::LOG_PROGRESS, "", 0, "", "%s %d", what, YmlibTestDependencyAnswer());
+}
+
+struct Announcer {
+    Announcer() { Say("up"); }
+    ~Announcer() { Say("down"); }
+} g_announcer;
+
+HRESULT ClaimSuccess(IUnknown*, REFIID, void**) {
+    return S_OK;
+}
+
+HRESULT LeaveGarbage(IUnknown*, REFIID, void** out) {
+    static int garbage;
+    *out = &garbage;
+    return E_ACCESSDENIED;
+}
+
+const ymdshow::ClassObject kClasses[] = {
+    {&kTestClock, L"Clock", &ymdshow::CSystemClock::Create},
+    {&kTestClaimsSuccess, L"Claims success", &ClaimSuccess},
+    {&kTestLeavesGarbage, L"Leaves garbage", &LeaveGarbage},
+};
+
+} // namespace
+
+YMD_FILTER_MODULE(kClasses)
