@@ -4,15 +4,21 @@
 
 #include <atomic>
 #include <limits>
-#include <memory>
 #include <random>
 #include <thread>
 #include <vector>
 
 #include "BaseClasses/SystemClock.h"
 
+#include "baseclasses_handles.h"
+
 namespace ymdshow {
 namespace {
+
+using tests::Handle;
+using tests::MakeEvent;
+using tests::MakeSemaphore;
+using tests::Take;
 
 using Microsoft::WRL::ComPtr;
 
@@ -21,28 +27,11 @@ constexpr REFERENCE_TIME kHour = 3600 * 1000 * kMillisecond;
 constexpr REFERENCE_TIME kLatest = std::numeric_limits<REFERENCE_TIME>::max();
 constexpr DWORD kLongEnough = 60'000; // ms; only ever waited for in full by a failing test
 
-struct HandleCloser {
-    using pointer = HANDLE;
-    void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-using Handle = std::unique_ptr<HANDLE, HandleCloser>;
-
-Handle MakeEvent() {
-    return Handle(CreateEventW(nullptr, FALSE, FALSE, nullptr));
-}
-Handle MakeSemaphore() {
-    return Handle(CreateSemaphoreW(nullptr, 0, 1'000'000, nullptr));
-}
-
 HEVENT AsEvent(const Handle& handle) {
     return reinterpret_cast<HEVENT>(handle.get());
 }
 HSEMAPHORE AsSemaphore(const Handle& handle) {
     return reinterpret_cast<HSEMAPHORE>(handle.get());
-}
-
-bool IsSignalled(const Handle& handle, DWORD timeout) {
-    return WaitForSingleObject(handle.get(), timeout) == WAIT_OBJECT_0;
 }
 
 class BaseClassesClock : public testing::Test {
@@ -114,7 +103,7 @@ TEST_F(BaseClassesClock, RefusesBadArguments) {
     }
     EXPECT_EQ(E_INVALIDARG, m_clock->AdvisePeriodic(1, 1, 0, &cookie));
     EXPECT_EQ(0u, cookie);
-    EXPECT_FALSE(IsSignalled(event, 0));
+    EXPECT_FALSE(Take(event, 0));
 }
 
 TEST_F(BaseClassesClock, TimeNeverGoesBack) {
@@ -156,16 +145,16 @@ TEST_F(BaseClassesClock, OneShotsFireInOrderAndNotEarly) {
     ASSERT_EQ(S_OK, m_clock->AdviseTime(base, kHour, AsEvent(distant), &farCookie));
     ASSERT_EQ(S_OK, m_clock->AdviseTime(base, 60 * kMillisecond, AsEvent(second), &secondCookie));
     ASSERT_EQ(S_OK, m_clock->AdviseTime(base, 30 * kMillisecond, AsEvent(first), &firstCookie));
-    ASSERT_TRUE(IsSignalled(second, kLongEnough));
+    ASSERT_TRUE(Take(second, kLongEnough));
     EXPECT_GE(Now(), base + 60 * kMillisecond);
-    EXPECT_TRUE(IsSignalled(first, 0));
-    EXPECT_FALSE(IsSignalled(distant, 0));
+    EXPECT_TRUE(Take(first, 0));
+    EXPECT_FALSE(Take(distant, 0));
     EXPECT_EQ(S_FALSE, m_clock->Unadvise(firstCookie));
     EXPECT_EQ(S_OK, m_clock->Unadvise(farCookie));
     EXPECT_EQ(S_FALSE, m_clock->Unadvise(farCookie));
 
     ASSERT_EQ(S_OK, m_clock->AdviseTime(1, 0, AsEvent(first), &firstCookie));
-    EXPECT_TRUE(IsSignalled(first, kLongEnough)) << "a time that is past";
+    EXPECT_TRUE(Take(first, kLongEnough)) << "a time that is past";
 }
 
 TEST_F(BaseClassesClock, PeriodicKeepsItsPaceUntilUnadvised) {
@@ -176,13 +165,13 @@ TEST_F(BaseClassesClock, PeriodicKeepsItsPaceUntilUnadvised) {
     DWORD_PTR cookie = 0;
     ASSERT_EQ(S_OK, m_clock->AdvisePeriodic(start, kPeriod, AsSemaphore(semaphore), &cookie));
     for (int round = 0; round < kRounds; ++round) {
-        ASSERT_TRUE(IsSignalled(semaphore, kLongEnough));
+        ASSERT_TRUE(Take(semaphore, kLongEnough));
         EXPECT_GE(Now(), start + round * kPeriod);
     }
     EXPECT_EQ(S_OK, m_clock->Unadvise(cookie));
-    while (IsSignalled(semaphore, 0)) {
+    while (Take(semaphore, 0)) {
     }
-    EXPECT_FALSE(IsSignalled(semaphore, 20));
+    EXPECT_FALSE(Take(semaphore, 20));
 }
 
 /// Thousands of advises from several threads, some cancelled: each that stays fires, none
@@ -212,10 +201,10 @@ TEST_F(BaseClassesClock, ManyAdvisesFromManyThreads) {
                 }
             }
             for (const Handle& event : kept) {
-                lost += IsSignalled(event, kLongEnough) ? 0 : 1;
+                lost += Take(event, kLongEnough) ? 0 : 1;
             }
             for (const Handle& event : cancelled) {
-                ghosts += IsSignalled(event, 0) ? 1 : 0;
+                ghosts += Take(event, 0) ? 1 : 0;
             }
         });
     }
@@ -239,7 +228,7 @@ TEST_F(BaseClassesClock, NoWakeUpIsLost) {
                 DWORD_PTR cookie = 0;
                 m_clock->AdviseTime(Now(), static_cast<REFERENCE_TIME>(random() % 3000),
                                     AsEvent(event), &cookie);
-                lost += IsSignalled(event, kLongEnough) ? 0 : 1;
+                lost += Take(event, kLongEnough) ? 0 : 1;
             }
         });
     }
@@ -266,7 +255,7 @@ TEST(BaseClassesClockLifetime, EndsWithAdvisesPendingOrJustStarted) {
         }
         EXPECT_EQ(0u, clock.Reset());
     }
-    EXPECT_FALSE(IsSignalled(event, 0));
+    EXPECT_FALSE(Take(event, 0));
     EXPECT_TRUE(server::CanUnload());
 }
 

@@ -2,35 +2,22 @@
 
 #include <atomic>
 #include <map>
-#include <memory>
 #include <random>
 #include <thread>
 
 #include "BaseClasses/AdviseScheduler.h"
 
+#include "baseclasses_handles.h"
+
 namespace ymdshow {
 namespace {
 
+using tests::Handle;
+using tests::MakeEvent;
+using tests::MakeSemaphore;
+using tests::Take;
+
 constexpr REFERENCE_TIME kNever = CAdviseScheduler::kNever;
-
-struct HandleCloser {
-    using pointer = HANDLE;
-    void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-using Handle = std::unique_ptr<HANDLE, HandleCloser>;
-
-Handle MakeEvent() {
-    return Handle(CreateEventW(nullptr, FALSE, FALSE, nullptr));
-}
-
-Handle MakeSemaphore(LONG maximum = 1'000'000'000) {
-    return Handle(CreateSemaphoreW(nullptr, 0, maximum, nullptr));
-}
-
-/// Takes one signal if there is one.
-bool Take(const Handle& handle) {
-    return WaitForSingleObject(handle.get(), 0) == WAIT_OBJECT_0;
-}
 
 int Drain(const Handle& semaphore) {
     int count = 0;
