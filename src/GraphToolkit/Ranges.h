@@ -1,5 +1,7 @@
 #pragma once
 
+#include "BaseClasses/InterfaceIds.h"
+
 #include <windows.h>
 
 #include <dshow.h>

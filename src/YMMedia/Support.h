@@ -9,6 +9,8 @@
 #include <new>
 #include <string>
 
+#include "BaseClasses/InterfaceIds.h"
+
 #define YMD_LOG_SOURCE "src/YMMedia"
 #include "Log.h"
 
