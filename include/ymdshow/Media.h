@@ -337,6 +337,7 @@ protected:
     friend struct VideoKind;
     friend struct TrackAccess;
     friend class TrackScan;
+    friend class EventHold;
 
     int _InitDirectShow();
     void _FreeDirectShow();
@@ -432,6 +433,8 @@ protected:
 
     LoadReport m_loadReport;
     std::int32_t m_eventThreadQuit = 0;
+    std::int32_t m_eventThreadBusy = 0;
+    std::int32_t m_eventThreadHolds = 0;
 
 private:
     int SetMediaPathLocked(const std::string& path);

@@ -4,6 +4,7 @@
 #include <ymdshow/Media.h>
 
 #include "GraphToolkit/Ranges.h"
+#include "YMMedia/EventHold.h"
 #include "YMMedia/Support.h"
 
 namespace ymdshow {
@@ -14,19 +15,23 @@ namespace {
 
 constexpr DWORD kEventWait = 100;     // ms between looks at the play state
 constexpr DWORD kThreadEndWait = 500; // ms until an event thread is terminated
+constexpr int kHoldWait = 200;        // ms until a busy event thread is held no longer
 constexpr DWORD kThreadCallFailed = static_cast<DWORD>(-1);
 
-/// The event thread reads what host threads write, without the lock.
-std::int32_t ReadShared(std::int32_t& value) {
-    return std::atomic_ref<std::int32_t>(value).load(std::memory_order_acquire);
+/// Shared between the event thread, which takes no lock, and host threads.
+std::atomic_ref<std::int32_t> Shared(std::int32_t& value) {
+    return std::atomic_ref<std::int32_t>(value);
 }
 
 } // namespace
 
 void CMedia::SetEventCallBackFun(EventCallBack fn, void* user) {
     CYMAutoLock lock(m_lock);
-    m_pEventCallBack = fn;
-    m_pEventCallBackUser = user;
+    {
+        const EventHold hold(*this); // the thread reads the two as a pair
+        m_pEventCallBack = fn;
+        m_pEventCallBackUser = user;
+    }
     if (fn != nullptr && m_playState == State_Running && m_hEventThread == nullptr &&
         m_pMediaEvent != nullptr) {
         CreateEventThread();
@@ -39,7 +44,8 @@ void CMedia::SetAddFilterCallBack(AddFilterCallBack fn, void* user) {
 }
 
 void CMedia::CreateEventThread() {
-    std::atomic_ref<std::int32_t>(m_eventThreadQuit).store(0, std::memory_order_release);
+    Shared(m_eventThreadQuit).store(0);
+    Shared(m_eventThreadBusy).store(0);
     m_hEventThread = CreateThread(nullptr, 0, _EventThreadFun, this, 0, nullptr);
 }
 
@@ -76,7 +82,7 @@ void CMedia::EndEventThread() {
     if (m_hEventThread == nullptr) {
         return;
     }
-    std::atomic_ref<std::int32_t>(m_eventThreadQuit).store(1, std::memory_order_release);
+    Shared(m_eventThreadQuit).store(1);
     DWORD code = 0;
     if (GetExitCodeThread(m_hEventThread, &code) != FALSE && code == STILL_ACTIVE &&
         GetThreadId(m_hEventThread) != GetCurrentThreadId()) {
@@ -107,13 +113,37 @@ DWORD WINAPI CMedia::_EventThreadFun(void* param) {
     OAEVENT queue = 0;
     media.m_pMediaEvent->GetEventHandle(&queue);
     bool finished = false;
-    while (!finished && ReadShared(media.m_playState) != State_Stopped &&
-           ReadShared(media.m_eventThreadQuit) == 0) {
-        if (WaitForSingleObject(reinterpret_cast<HANDLE>(queue), kEventWait) == WAIT_OBJECT_0) {
+    while (!finished && Shared(media.m_playState).load() != State_Stopped &&
+           Shared(media.m_eventThreadQuit).load() == 0) {
+        if (WaitForSingleObject(reinterpret_cast<HANDLE>(queue), kEventWait) != WAIT_OBJECT_0) {
+            continue;
+        }
+        Shared(media.m_eventThreadBusy).store(1);
+        if (Shared(media.m_eventThreadHolds).load() == 0) {
             media.DrainEvents(finished);
+            Shared(media.m_eventThreadBusy).store(0);
+        } else {
+            Shared(media.m_eventThreadBusy).store(0);
+            Sleep(1);
         }
     }
     return 0;
+}
+
+EventHold::EventHold(CMedia& media) : m_media(media) {
+    Shared(m_media.m_eventThreadHolds).fetch_add(1);
+    if (m_media.m_hEventThread == nullptr ||
+        GetThreadId(m_media.m_hEventThread) == GetCurrentThreadId()) {
+        return;
+    }
+    for (int waited = 0; waited < kHoldWait && Shared(m_media.m_eventThreadBusy).load() != 0;
+         ++waited) {
+        Sleep(1);
+    }
+}
+
+EventHold::~EventHold() {
+    Shared(m_media.m_eventThreadHolds).fetch_sub(1);
 }
 
 /// Handles and forwards every queued event. The last one decides whether playback has ended.
@@ -121,11 +151,11 @@ void CMedia::DrainEvents(bool& finished) {
     long code = 0;
     LONG_PTR param1 = 0;
     LONG_PTR param2 = 0;
-    while (ReadShared(m_eventThreadQuit) == 0 &&
+    while (Shared(m_eventThreadQuit).load() == 0 &&
            SUCCEEDED(m_pMediaEvent->GetEvent(&code, &param1, &param2, 0))) {
         finished = code == EC_COMPLETE || code == EC_END_OF_SEGMENT;
         if (finished) {
-            const bool looping = ReadShared(m_isLoop) != 0;
+            const bool looping = Shared(m_isLoop).load() != 0;
             if (looping && m_pMediaControl != nullptr) {
                 // On the graph itself: the item stays in its running state.
                 m_pMediaControl->Stop();

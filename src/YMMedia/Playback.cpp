@@ -1,5 +1,6 @@
 #include <ymdshow/Media.h>
 
+#include "YMMedia/EventHold.h"
 #include "YMMedia/Seeking.h"
 #include "YMMedia/Support.h"
 
@@ -41,6 +42,7 @@ int CMedia::Pause() {
     if (m_playState != State_Running) {
         return 1;
     }
+    const EventHold hold(*this);
     if (FAILED(m_pMediaControl->Pause())) {
         return 0;
     }
@@ -56,7 +58,11 @@ int CMedia::Pause() {
 
 int CMedia::Stop() {
     CYMAutoLock lock(m_lock);
-    if (m_pMediaControl == nullptr || FAILED(m_pMediaControl->Stop())) {
+    if (m_pMediaControl == nullptr) {
+        return 0;
+    }
+    const EventHold hold(*this);
+    if (FAILED(m_pMediaControl->Stop())) {
         return 0;
     }
     m_playState = State_Stopped;
@@ -108,6 +114,7 @@ int CMedia::SetMediaPosition(std::int64_t position) {
         return 0;
     }
     IMediaSeeking* const seeking = m_pMediaSeeking;
+    const EventHold hold(*this);
     const PausedGraph paused(m_pMediaControl);
     const HRESULT result =
         SeekInUnits(seeking, m_videoOriginalAvgFrameTime, paused.StateResult(),
@@ -145,6 +152,7 @@ int CMedia::TimeClip(const std::int64_t& start, const std::int64_t& end) {
         (capabilities & AM_SEEKING_CanSeekAbsolute) == 0) {
         return 0;
     }
+    const EventHold hold(*this);
     const PausedGraph paused(m_pMediaControl);
     const HRESULT result =
         SeekInUnits(seeking, m_videoOriginalAvgFrameTime, paused.StateResult(),
