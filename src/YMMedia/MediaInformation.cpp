@@ -51,7 +51,7 @@ std::wstring FromUtf8(std::string_view bytes) {
 /// a byte-order mark, or code page 936. A zero ends the text.
 std::wstring LanguageText(const std::string& bytes) {
     if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
-        const std::wstring text = text::DecodeUtf16(bytes, bytes[0] == '\xFE');
+        const std::wstring text = text::DecodeUtf16(bytes.substr(2), bytes[0] == '\xFE');
         return text.substr(0, text.find(L'\0'));
     }
     const std::string text = bytes.substr(0, bytes.find('\0'));

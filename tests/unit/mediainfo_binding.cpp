@@ -1,0 +1,190 @@
+// The run-time binding of MediaInfo.dll, on a stand-in for it, and the numbers in answers.
+
+#include <gtest/gtest.h>
+
+#include <barrier>
+#include <clocale>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "../fakes/MediaInfoFake.h"
+#include "MediaInfoBinding/MediaInfoFile.h"
+#include "MediaInfoBinding/MediaInfoLibrary.h"
+#include "MediaInfoBinding/Values.h"
+
+namespace fs = std::filesystem;
+using namespace ymdshow::mediainfo;
+
+namespace {
+
+const char* const RequiredNames[] = {
+    "MediaInfoA_New",
+    "MediaInfoA_Delete",
+    "MediaInfoA_Open",
+    "MediaInfoA_Open_Buffer_Init",
+    "MediaInfoA_Open_Buffer_Continue",
+    "MediaInfoA_Open_Buffer_Continue_GoTo_Get",
+    "MediaInfoA_Open_Buffer_Finalize",
+    "MediaInfoA_Open_NextPacket",
+    "MediaInfoA_Close",
+    "MediaInfoA_Inform",
+    "MediaInfoA_GetI",
+    "MediaInfoA_Get",
+    "MediaInfoA_Output_Buffer_Get",
+    "MediaInfoA_Output_Buffer_GetI",
+    "MediaInfoA_Option",
+    "MediaInfoA_State_Get",
+    "MediaInfoA_Count_Get",
+    "MediaInfoListA_New",
+    "MediaInfoListA_Delete",
+    "MediaInfoListA_Open",
+    "MediaInfoListA_Close",
+    "MediaInfoListA_Inform",
+    "MediaInfoListA_GetI",
+    "MediaInfoListA_Get",
+    "MediaInfoListA_Option",
+    "MediaInfoListA_State_Get",
+    "MediaInfoListA_Count_Get",
+    "MediaInfoListA_Count_Get_Files",
+};
+
+std::string Bytes(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/// Puts `bytes` as MediaInfo.dll into a directory of its own and has it found there.
+void PlaceLibrary(const std::string& directory, const std::string& bytes) {
+    const fs::path path = fakes::ProgramDirectory() / "mediainfo_damaged" / directory;
+    fs::create_directories(path);
+    std::ofstream(path / "MediaInfo.dll", std::ios::binary) << bytes;
+    fakes::LoadLibrariesFrom(path);
+}
+
+void ExpectNoLibrary(const char* why) {
+    SCOPED_TRACE(why);
+    EXPECT_EQ(Load(), nullptr);
+    EXPECT_EQ(LoadCount(), 0U);
+    EXPECT_EQ(GetModuleHandleW(L"MediaInfo.dll"), nullptr) << "stays loaded after a failure";
+
+    const std::string message = "Unable to load MediaInfo.dll";
+    MediaInfoFile file;
+    EXPECT_FALSE(file.IsCreated());
+    EXPECT_FALSE(file.Open("any.mp4"));
+    EXPECT_EQ(file.Count(StreamKind::Video), 0U);
+    EXPECT_EQ(file.Get(StreamKind::General, 0, "Format"), message);
+    EXPECT_EQ(file.Option("ParseSpeed", std::string("0")), message);
+    EXPECT_EQ(file.Inform(), message);
+}
+
+/// The exported name is changed so that the order of the export table holds.
+std::string WithoutExport(std::string library, const std::string& name) {
+    const std::size_t at = library.find('\0' + name + '\0');
+    EXPECT_NE(at, std::string::npos) << name;
+    --library[at + name.size()];
+    return library;
+}
+
+// One test, because the first success is for the life of the process.
+TEST(MediaInfoBinding, IsAllOrNothingRetriedAndOnceForAllThreads) {
+    const std::string library = Bytes(fakes::MediaInfoFakeFile());
+    ASSERT_FALSE(library.empty());
+    const fs::path empty = fakes::ProgramDirectory() / "mediainfo_damaged" / "none";
+    fs::create_directories(empty);
+    fakes::LoadLibrariesFrom(empty);
+    ExpectNoLibrary("absent");
+    PlaceLibrary("junk", "not a library");
+    ExpectNoLibrary("no library file");
+    PlaceLibrary("cut", library.substr(0, library.size() / 2));
+    ExpectNoLibrary("cut short");
+    for (const char* name : RequiredNames) {
+        PlaceLibrary(name, WithoutExport(library, name));
+        ExpectNoLibrary(name);
+    }
+
+    fakes::LoadLibrariesFrom(fakes::MediaInfoFakeFile().parent_path());
+    constexpr int count = 8;
+    std::vector<const EntryPoints*> loaded(count);
+    std::barrier start(count);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i) {
+        threads.emplace_back([&, i] {
+            start.arrive_and_wait();
+            loaded[static_cast<std::size_t>(i)] = Load();
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    ASSERT_NE(loaded[0], nullptr);
+    EXPECT_EQ(std::set(loaded.begin(), loaded.end()).size(), 1U);
+    EXPECT_EQ(LoadCount(), 8U);
+
+    // Loaded once, it needs its file no more.
+    fakes::LoadLibrariesFrom(empty);
+    EXPECT_TRUE(MediaInfoFile().IsCreated());
+    EXPECT_EQ(LoadCount(), 9U);
+    ASSERT_NE(fakes::MediaInfoFake(), nullptr);
+    EXPECT_EQ(fakes::MediaInfoFake()->liveHandles(), 0);
+}
+
+TEST(MediaInfoValues, WholeNumbersEndAtTheFirstOtherCharacterAndAt32Bits) {
+    const struct {
+        const char* text;
+        std::int32_t integer;
+        std::int32_t count;
+    } cases[] = {
+        {"", 0, 0},
+        {"12345", 12345, 12345},
+        {" \t+7", 7, 7},
+        {"44100 / 22050", 44100, 44100},
+        {"10.9", 10, 10},
+        {"abc", 0, 0},
+        {"+-5", 0, 0},
+        {"-3", -3, 0},
+        {"360000000", 360000000, 360000000},
+        {"2147483648", 2147483647, 2147483647},
+        {"99999999999999999999", 2147483647, 2147483647},
+        {"-99999999999", std::numeric_limits<std::int32_t>::min(), 0},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(Integer(c.text), c.integer) << c.text;
+        EXPECT_EQ(Count(c.text), c.count) << c.text;
+    }
+    EXPECT_EQ(Duration("360000000"), 3600000000000); // 100 hours
+    EXPECT_EQ(Duration("4000000000"), 21474836470000);
+    EXPECT_EQ(Duration("-1"), 0);
+}
+
+TEST(MediaInfoValues, FractionsAreReadTheSameInEveryLocale) {
+    for (const char* locale : {"C", "German_Germany.1252", "chs"}) {
+        SCOPED_TRACE(locale);
+        std::setlocale(LC_ALL, locale);
+        EXPECT_FLOAT_EQ(Decimal("1.778"), 1.778F);
+        EXPECT_FLOAT_EQ(Decimal("-90.000"), -90.0F);
+        EXPECT_EQ(FrameTime("23.976"), 417083);
+        EXPECT_FLOAT_EQ(ColonRatio("2.35:1"), 2.35F);
+        std::setlocale(LC_ALL, "C");
+    }
+    for (const char* text : {"", "nan", "inf", "-inf", "1e300", "x"}) {
+        EXPECT_EQ(Decimal(text), 0.0F) << text;
+    }
+    for (const char* text : {"0", "0.000", "-25", "nan", "1e-300", "x"}) {
+        EXPECT_EQ(FrameTime(text), 0) << text;
+    }
+    for (const char* text : {"16", "16:0", "16:-9", ":", "16:x", "1e38:1e-38"}) {
+        EXPECT_EQ(ColonRatio(text), 0.0F) << text;
+    }
+    EXPECT_EQ(SamplingRate("44100"), 44100000U);
+    EXPECT_EQ(SamplingRate("44.1"), 44100U);
+    EXPECT_EQ(SamplingRate("5644800"), 4294967295U);
+    EXPECT_EQ(SamplingRate("-1"), 0U);
+}
+
+} // namespace
