@@ -1,9 +1,6 @@
 #pragma once
 
-#include <windows.h>
-
-#include <dshow.h>
-
+// Before <dshow.h>, which takes the formatting functions away that <string> uses.
 #include <cstdint>
 #include <list>
 #include <map>
@@ -11,14 +8,20 @@
 #include <string>
 #include <vector>
 
+#include <windows.h>
+
+#include <dshow.h>
+
 #include <ymdshow/Export.h>
+#include <ymdshow/SchemeReport.h>
 #include <ymlib/Module.h>
 
 namespace ymdshow {
 
 class CMedia;
 
-/// One filter description of a scheme script.
+/// One filter description of a scheme script. Owned by the scheme set that read it and
+/// by the copies of that.
 struct FilterInfo {
     std::wstring strName;         ///< key of the entry, and the filter's name in the graph
     std::wstring strPath;         ///< module that implements the filter; empty for a system filter
@@ -34,8 +37,13 @@ struct FilterInfo {
 };
 
 /// The decoder configuration: named filter descriptions, and for each file type
-/// the ordered list of filters that a media item of that type is built from.
-/// Takes no lock: load before use, from one thread at a time.
+/// the ordered list of filters that a media item of that type is built from. Both are
+/// read from a scheme script, a JSON document; samples/ has one with comments and a
+/// JSON Schema.
+///
+/// Takes no lock: load before use, from one thread at a time. No operation throws. A
+/// copy shares the filter descriptions and the loaded modules of its source; loading
+/// into either or unloading it leaves the other as it is, whichever goes first.
 class YMDSHOW_API CCoderScheme {
 public:
     /// One type's filters, in script order. The pointers are not owned.
@@ -48,13 +56,39 @@ public:
     CCoderScheme& operator=(const CCoderScheme& other);
     virtual ~CCoderScheme();
 
+    /// Adds what the script file at `path` describes to what is there. The file is
+    /// UTF-16 or UTF-8 with a byte-order mark, UTF-8 by its looks, or code page 936.
+    /// The first description of a filter name counts, also across scripts. For a file
+    /// type that has a scheme already, `replace` other than 0 puts the new list in its
+    /// place; 0 appends to it what it may hold.
+    ///
+    /// False, with nothing changed, when the path is empty, the file is unreadable or
+    /// empty, is no JSON, or has no array "Schemes". Bad entries are passed over and
+    /// never fail a load; GetLoadReport names them.
     bool LoadScheme(const std::wstring& path, int replace);
+    /// The same for a path in code page 936.
     bool LoadScheme(const std::string& path, int replace);
+    /// The same for a script given as text in code page 936. String literals in it that
+    /// are valid UTF-8 are read as that, but for the names of file types.
     bool LoadSchemeByScript(const std::string& script, int replace);
+
+    /// The scheme of a file type, whose name is in lower case; false, with null in `out`,
+    /// when there is none. `out` may be null. The scheme stays owned by the set and
+    /// valid until UnloadScheme; later loads change it in place.
     bool FindScheme(const std::string& type, Scheme** out);
     bool FindScheme(const std::wstring& type, Scheme** out);
+
+    /// Appends the lists of the types that have a scheme to `out`, in order, without
+    /// what may stand only once and stands there already. Always true.
     bool ConfigScheme(const std::vector<std::string>& types, Scheme& out);
     bool ConfigScheme(const std::vector<std::wstring>& types, Scheme& out);
+
+    /// The file types that have a scheme, in byte order.
+    std::vector<std::string> GetSchemeTypes() const;
+
+    /// What the last load did; that of an empty script set says nothing. Replaced by
+    /// the next load, kept by UnloadScheme.
+    const SchemeLoadReport& GetLoadReport() const;
 
     bool LoadSchemeFilters(CMedia* media, const Scheme& scheme, std::vector<IBaseFilter*>* sources,
                            std::vector<IBaseFilter*>* transforms,
@@ -68,13 +102,20 @@ public:
                            std::vector<IBaseFilter*>* transforms,
                            std::vector<IBaseFilter*>* renders, DWORD typeMask);
 
+    /// Forgets every filter description and scheme; pointers to them end here, except
+    /// that descriptions live on in copies. Loaded modules stay.
     void UnloadScheme();
+
+    /// Lets the loaded modules go. Release every filter made from them before.
     void UnloadModules();
 
 protected:
     std::map<std::wstring, std::shared_ptr<FilterInfo>> m_mapFilterInfo;
     ymlib::CModuleManager m_moduleManager;
     std::map<std::string, std::shared_ptr<Scheme>> m_mapScheme;
+
+private:
+    SchemeLoadReport m_report;
 };
 
 } // namespace ymdshow

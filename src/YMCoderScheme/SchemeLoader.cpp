@@ -1,0 +1,264 @@
+#include "YMCoderScheme/SchemeLoader.h"
+
+#include "Log.h"
+#include "Text/Text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string>
+#include <utility>
+
+#define YMD_LOG_SOURCE "src/YMCoderScheme"
+
+namespace ymdshow {
+
+namespace {
+
+constexpr const char* loadFunction = "ymdshow::CCoderScheme::LoadSchemeByScript";
+
+const Json::Value* Member(const Json::Value& object, std::string_view key) {
+    const Json::Value* value =
+        object.isObject() ? object.find(key.data(), key.data() + key.size()) : nullptr;
+    return value == nullptr || value->isNull() ? nullptr : value;
+}
+
+/// The entries that one script may put into lists. A few names of types before a long
+/// list multiply; no script in use comes near this, a hostile one must not fill memory.
+std::size_t EntryBudget(const ScriptText& text) {
+    constexpr std::size_t base = 4'000'000;
+    return base + text.ForReader().size() / 8;
+}
+
+std::wstring Widen(std::string_view ascii) {
+    return {ascii.begin(), ascii.end()};
+}
+
+} // namespace
+
+std::vector<std::string> SplitTypes(std::string_view text, bool* cut) {
+    std::string types(text::Trim(text));
+    std::transform(types.begin(), types.end(), types.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::vector<std::string> names;
+    *cut = false;
+    for (std::size_t at = 0; at < types.size();) {
+        const std::size_t end = std::min(types.find(';', at), types.size());
+        if (end == at) {
+            *cut = types.find_first_not_of("; \t\r\n", at) != types.npos;
+            break;
+        }
+        names.emplace_back(text::Trim(std::string_view(types).substr(at, end - at)));
+        at = end + 1;
+    }
+    return names;
+}
+
+SchemeLoader::SchemeLoader(const SchemeTables& tables, const ScriptText& text, bool replace,
+                           ReportBuilder& report)
+    : m_tables(tables), m_text(text), m_document(text), m_reader(m_document, report),
+      m_replace(replace), m_report(report), m_entriesLeft(EntryBudget(text)) {}
+
+bool SchemeLoader::Load() {
+    const Json::Value* schemes = ParseSchemes();
+    if (schemes == nullptr) {
+        return false;
+    }
+    ReportRootKeys();
+    const Json::Value* filters = Member(m_document.Root(), "Filter");
+    if (filters != nullptr && filters->isArray()) {
+        ReadFilters(*filters);
+    } else if (filters != nullptr) {
+        m_report.Add(Kind::WrongType, {}, "Filter", *filters, L"is no array");
+    }
+    ScriptPlace place{ScriptPlace::List::Schemes, 0};
+    for (const Json::Value& scheme : *schemes) {
+        ReadScheme(scheme, place);
+        ++place.index;
+    }
+    m_report.Finish(m_text);
+    return true;
+}
+
+const Json::Value* SchemeLoader::ParseSchemes() {
+    using Failure = SchemeLoadReport::Failure;
+    if (m_text.ForReader().empty()) {
+        m_report.Fail(Failure::EmptyScript, L"the script is empty");
+        return nullptr;
+    }
+    ScriptDocument::SyntaxError error;
+    if (!m_document.Parse(error)) {
+        m_report.Fail(Failure::Syntax, ShownText(error.message),
+                      m_text.Locate({error.offset}).front());
+        return nullptr;
+    }
+    const Json::Value* schemes = Member(m_document.Root(), "Schemes");
+    if (schemes == nullptr || !schemes->isArray()) {
+        m_report.Fail(Failure::NoSchemes, schemes == nullptr ? L"the script has no \"Schemes\""
+                                                             : L"\"Schemes\" is no array");
+        return nullptr;
+    }
+    return schemes;
+}
+
+void SchemeLoader::ReportRootKeys() {
+    const Json::Value& root = m_document.Root();
+    for (auto it = root.begin(); it != root.end(); ++it) {
+        const std::string name = it.name();
+        // "$schema" names the schema for editors.
+        if (name != "Schemes" && name != "Filter" && name != "$schema") {
+            m_report.Add(Kind::UnknownKey, {}, name, *it, L"no script has this key");
+        }
+    }
+}
+
+void SchemeLoader::ReadFilters(const Json::Value& filters) {
+    ScriptPlace place{ScriptPlace::List::Filter, 0};
+    for (const Json::Value& element : filters) {
+        const FilterObject object = m_reader.Collect(element, place);
+        if (object.name == nullptr || object.clsid == nullptr) {
+            m_report.Add(Kind::IgnoredFilter, place, {}, element,
+                         !element.isObject()      ? L"is no object"
+                         : object.name == nullptr ? L"has no \"Name\""
+                                                  : L"has no \"CLSID\"");
+        } else if (const std::wstring& name = m_reader.GetName(object);
+                   m_tables.filters.count(name) != 0) {
+            m_report.Add(Kind::DuplicateName, place, {}, element,
+                         L"a filter of this name is described already:", name);
+        } else if (auto info = m_reader.Read(object, place)) {
+            m_tables.filters.emplace(info->strName, info);
+        } else {
+            m_report.Add(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
+        }
+        ++place.index;
+    }
+}
+
+void SchemeLoader::ReadScheme(const Json::Value& scheme, ScriptPlace place) {
+    const Json::Value* type = Member(scheme, "Type");
+    const Json::Value* filters = Member(scheme, "Filters");
+    if (type == nullptr || !type->isString() || filters == nullptr || !filters->isArray()) {
+        const bool noType = type == nullptr || !type->isString();
+        m_report.Add(Kind::IgnoredScheme, place, {}, scheme,
+                     !scheme.isObject() ? L"is no object"
+                     : noType           ? L"has no \"Type\" that is a string"
+                                        : L"has no \"Filters\" that is an array");
+        return;
+    }
+    if (scheme.size() > 2) {
+        for (auto it = scheme.begin(); it != scheme.end(); ++it) {
+            if (&*it != type && &*it != filters) {
+                m_report.Add(Kind::UnknownKey, place, it.name(), *it, L"no scheme has this key");
+            }
+        }
+    }
+    FilterList list = ReadList(*filters, place);
+    const std::vector<std::string> types = ReadTypes(*type, place);
+    if (types.empty()) {
+        m_report.Add(Kind::IgnoredScheme, place, "Type", *type, L"names no file type");
+    }
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        if (!Store(types[i], list, i + 1 == types.size())) {
+            m_report.Add(Kind::TooLarge, place, {}, scheme,
+                         L"the lists of the script grow too long here; not stored from the type",
+                         ShownText(types[i]));
+            break;
+        }
+    }
+}
+
+SchemeLoader::FilterList SchemeLoader::ReadList(const Json::Value& filters, ScriptPlace place) {
+    FilterList list;
+    NameIndex index(list);
+    place.filter = 0;
+    for (const Json::Value& element : filters) {
+        if (FilterInfo* info = FindOrRead(element, place)) {
+            if (info->bOnlyOne && index.Contains(info->strName, list.size())) {
+                m_report.Add(Kind::RepeatedFilter, place, {}, element,
+                             L"may stand only once and is in the list already:", info->strName);
+            } else {
+                list.push_back(info);
+            }
+        }
+        ++place.filter;
+    }
+    return list;
+}
+
+FilterInfo* SchemeLoader::FindOrRead(const Json::Value& element, const ScriptPlace& place) {
+    const FilterObject object = m_reader.Collect(element, place);
+    if (object.name == nullptr) {
+        m_report.Add(Kind::IgnoredFilter, place, {}, element,
+                     element.isObject() ? L"has no \"Name\"" : L"is no object");
+        return nullptr;
+    }
+    const std::wstring& name = m_reader.GetName(object);
+    const auto found = m_tables.filters.find(name);
+    if (found != m_tables.filters.end()) {
+        if (!object.IsReference()) {
+            m_report.Add(Kind::DuplicateName, place, {}, element,
+                         L"a filter of this name is described already, and that one stands here:",
+                         name);
+        }
+        return found->second.get();
+    }
+    if (object.clsid == nullptr) {
+        YMD_LOG_WARNING(loadFunction, L"Load Filter Info Failed, Has No Enougth Value : %s",
+                        name.c_str());
+        m_report.Add(Kind::UnknownReference, place, {}, element,
+                     L"no filter of this name is described so far:", name);
+        return nullptr;
+    }
+    auto info = m_reader.Read(object, place);
+    if (info == nullptr) {
+        m_report.Add(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
+        return nullptr;
+    }
+    return m_tables.filters.emplace(info->strName, info).first->second.get();
+}
+
+std::vector<std::string> SchemeLoader::ReadTypes(const Json::Value& type,
+                                                 const ScriptPlace& place) {
+    std::string text;
+    if (!m_document.GetNarrow(type, text)) {
+        m_report.Add(Kind::UnreadableText, place, "Type", type,
+                     L"has characters that are not in code page 936, read as \"?\"");
+    }
+    bool cut = false;
+    std::vector<std::string> types = SplitTypes(text, &cut);
+    if (cut) {
+        m_report.Add(Kind::CutTypeList, place, "Type", type,
+                     L"has an empty name; those behind it are not read:", ShownText(text));
+    }
+    return types;
+}
+
+bool SchemeLoader::Store(const std::string& type, FilterList& list, bool mayMove) {
+    if (list.size() > m_entriesLeft) {
+        return false;
+    }
+    m_entriesLeft -= list.size();
+    auto& scheme = m_tables.schemes[type];
+    const bool isNew = scheme == nullptr;
+    if (isNew) {
+        scheme = std::make_shared<CCoderScheme::Scheme>();
+    }
+    if (!isNew && !m_replace) {
+        MergeFilters(scheme->listFilter, list, IndexOf(*scheme));
+        return true;
+    }
+    if (mayMove) {
+        scheme->listFilter = std::move(list);
+    } else {
+        scheme->listFilter = list;
+    }
+    if (const auto index = m_indexes.find(scheme.get()); index != m_indexes.end()) {
+        index->second.Reset();
+    }
+    return true;
+}
+
+NameIndex& SchemeLoader::IndexOf(CCoderScheme::Scheme& scheme) {
+    return m_indexes.try_emplace(&scheme, scheme.listFilter).first->second;
+}
+
+} // namespace ymdshow

@@ -1,0 +1,84 @@
+#include "YMCoderScheme/ScriptDocument.h"
+
+#include "Text/Text.h"
+
+#include <cstring>
+
+#include <ymlib/Json.h>
+
+// The older reader class: its grammar is the script's, and it says where it failed.
+#if defined(_MSC_VER)
+#pragma warning(disable : 4996)
+#elif defined(__GNUC__)
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#endif
+
+namespace ymdshow {
+
+namespace {
+
+constexpr std::size_t maxDepth = 1000; // the reader's own limit
+
+std::string_view BytesOf(const Json::Value& string) {
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    if (!string.getString(&begin, &end)) {
+        return {};
+    }
+    return {begin, static_cast<std::size_t>(end - begin)};
+}
+
+} // namespace
+
+bool ScriptDocument::Parse(SyntaxError& error) {
+    const std::string_view text = m_text.ForReader();
+    Json::Reader reader;
+    try {
+        if (reader.parse(text.data(), text.data() + text.size(), m_root, false)) {
+            return true;
+        }
+    } catch (const Json::Exception& exception) {
+        // Thrown for nesting beyond the limit, and for little else.
+        error.offset = OffsetBeyondDepth(text, maxDepth);
+        error.message = error.offset < text.size() ? "nested too deeply" : exception.what();
+        return false;
+    }
+    const auto errors = reader.getStructuredErrors();
+    if (!errors.empty()) {
+        error.offset = static_cast<std::size_t>(errors.front().offset_start);
+        error.message = errors.front().message;
+    }
+    return false;
+}
+
+bool ScriptDocument::IsUtf8(const Json::Value& string) const {
+    return m_text.IsUnicode() ||
+           m_text.HasEscape(string.getOffsetStart(), string.getOffsetLimit()) ||
+           ymlib::isSureUtf8(string);
+}
+
+void ScriptDocument::GetWide(const Json::Value& string, std::wstring& wide) const {
+    const std::string_view bytes = BytesOf(string);
+    if (text::IsAscii(bytes)) {
+        wide.assign(bytes.begin(), bytes.end());
+    } else if (IsUtf8(string)) {
+        wide = text::DecodeUtf8(bytes);
+    } else {
+        wide = text::ToWide(std::string(bytes));
+    }
+}
+
+bool ScriptDocument::GetNarrow(const Json::Value& string, std::string& narrow) const {
+    narrow = BytesOf(string);
+    if (text::IsAscii(narrow)) {
+        return true;
+    }
+    const bool isUtf8 =
+        m_text.IsUnicode() || m_text.HasEscape(string.getOffsetStart(), string.getOffsetLimit());
+    if (!isUtf8) {
+        return true;
+    }
+    return text::TryToNarrow(text::DecodeUtf8(std::string(narrow)), narrow) && !narrow.empty();
+}
+
+} // namespace ymdshow
