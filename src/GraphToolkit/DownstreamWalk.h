@@ -1,6 +1,5 @@
 #pragma once
 
-#include "BaseClasses/ComTypes.h"
 #include "GraphToolkit/Ranges.h"
 
 #include <ymdshow/GraphToolkit.h>
@@ -112,11 +111,15 @@ protected:
             if (FAILED(pin->ConnectedTo(peer.GetAddressOf())) || !peer) {
                 continue;
             }
-            PinInfo info;
-            if (SUCCEEDED(peer->QueryPinInfo(info.Put()))) {
-                Adopt(m_current, info.DetachInterface());
-                onHop(pin);
+            PIN_INFO info; // the holder would clear its text three times a hop
+            info.pFilter = nullptr;
+            const HRESULT hr = peer->QueryPinInfo(&info);
+            Adopt(m_current, info.pFilter);
+            if (FAILED(hr)) {
+                m_current.Reset();
+                continue;
             }
+            onHop(pin);
         }
     }
 

@@ -32,7 +32,7 @@ public:
             m_range.Fetch();
             return *this;
         }
-        bool operator==(std::default_sentinel_t) const noexcept { return m_range.m_done; }
+        bool operator==(std::default_sentinel_t) const noexcept { return !m_range.m_item; }
 
     private:
         EnumeratorRange& m_range;
@@ -54,7 +54,9 @@ public:
     }
 
     Iterator begin() {
-        Fetch();
+        if (m_enumerator) {
+            Fetch();
+        }
         return Iterator(*this);
     }
     std::default_sentinel_t end() const noexcept { return {}; }
@@ -73,12 +75,12 @@ protected:
 private:
     void Fetch() {
         m_item.Reset();
-        m_done = !m_enumerator || m_enumerator->Next(1, m_item.GetAddressOf(), nullptr) != S_OK ||
-                 !m_item;
+        if (m_enumerator->Next(1, m_item.GetAddressOf(), nullptr) != S_OK) {
+            m_item.Reset();
+        }
     }
 
     HRESULT m_result = E_FAIL;
-    bool m_done = true;
     ComPtr<Enumerator> m_enumerator;
     ComPtr<Item> m_item; // goes before the enumerator
 };

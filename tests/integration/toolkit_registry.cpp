@@ -1,0 +1,186 @@
+// What the toolkit reads from the registry, with keys that the tests make and remove, and
+// the registration of DLLs. TOOLKIT_SERVER_DLL and TOOLKIT_PLAIN_DLL are built beside the
+// test.
+#include <windows.h>
+
+#include <dshow.h>
+#include <gtest/gtest.h>
+
+#include <ymdshow/GraphToolkit.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+const char kClass[] = "{B5F0C1A2-6D0E-4C3B-9E43-5F1D2A7C9001}";
+const GUID kClassId = {
+    0xb5f0c1a2, 0x6d0e, 0x4c3b, {0x9e, 0x43, 0x5f, 0x1d, 0x2a, 0x7c, 0x90, 0x01}};
+const std::string kFirst = std::string("CLSID\\") + kClass;
+const std::string kSecond =
+    std::string("CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\Instance\\") + kClass;
+
+void RemoveKey(const std::string& path) {
+    RegDeleteTreeA(HKEY_CLASSES_ROOT, path.c_str());
+    RegDeleteKeyA(HKEY_CLASSES_ROOT, path.c_str());
+}
+
+void SetValue(const std::string& path, const char* name, DWORD type, const std::string& bytes) {
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr,
+                              &key, nullptr),
+              ERROR_SUCCESS);
+    if (type != REG_NONE) {
+        EXPECT_EQ(RegSetValueExA(key, name, 0, type, reinterpret_cast<const BYTE*>(bytes.data()),
+                                 static_cast<DWORD>(bytes.size())),
+                  ERROR_SUCCESS);
+    }
+    RegCloseKey(key);
+}
+
+// ---- FindFileNameFromCLSID ------------------------------------------------------------
+
+// A key of the two; one of type REG_NONE has no value.
+struct Entry {
+    bool present = false;
+    DWORD type = REG_NONE;
+    std::string bytes;
+};
+
+Entry Absent() {
+    return {};
+}
+Entry Value(DWORD type, std::string bytes) {
+    return {true, type, std::move(bytes)};
+}
+Entry Text(const std::string& text) {
+    return Value(REG_SZ, text + '\0');
+}
+
+struct ServerCase {
+    const char* name;
+    Entry first;
+    Entry second;
+    bool found;
+    std::string path;
+};
+
+std::ostream& operator<<(std::ostream& out, const ServerCase& value) {
+    return out << value.name;
+}
+
+class ServerFile : public testing::TestWithParam<ServerCase> {
+protected:
+    void SetUp() override { Clean(); }
+    void TearDown() override { Clean(); }
+    static void Clean() {
+        RemoveKey(kFirst);
+        RemoveKey(kSecond);
+    }
+};
+
+TEST_P(ServerFile, IsReadFromTheFirstKeyThatOpens) {
+    const ServerCase& param = GetParam();
+    if (param.first.present) {
+        SetValue(kFirst + "\\InprocServer32", nullptr, param.first.type, param.first.bytes);
+    }
+    if (param.second.present) {
+        SetValue(kSecond + "\\InprocServer32", nullptr, param.second.type, param.second.bytes);
+    }
+    std::string byText = "before";
+    EXPECT_EQ(FindFileNameFromCLSID(std::string(kClass), byText), param.found);
+    EXPECT_EQ(byText, param.found ? param.path : "before");
+
+    std::string byGuid = "before";
+    EXPECT_EQ(FindFileNameFromCLSID(kClassId, byGuid), param.found);
+    EXPECT_EQ(byGuid, param.path);
+}
+
+std::vector<ServerCase> ServerCases() {
+    const Entry a = Text("C:\\a.ax");
+    const Entry b = Text("C:\\b.ax");
+    std::vector<ServerCase> cases;
+    const auto add = [&cases](const char* name, Entry first, Entry second, const char* path) {
+        cases.push_back({name, std::move(first), std::move(second), path != nullptr,
+                         path ? path : std::string()});
+    };
+    const std::string fits(259, 'p');
+    const std::string full(260, 'p');
+    add("nowhere", Absent(), Absent(), nullptr);
+    add("first", a, Absent(), "C:\\a.ax");
+    add("second", Absent(), b, "C:\\b.ax");
+    add("both", a, b, "C:\\a.ax");
+    // The first key opens, so that its missing value is the answer.
+    add("value missing", Value(REG_NONE, ""), b, nullptr);
+    add("empty text", Text(""), b, "");
+    add("not expanded", Value(REG_EXPAND_SZ, "%windir%\\a.ax"), Absent(), "%windir%\\a.ax");
+    add("number", Value(REG_DWORD, std::string("ab\0\0", 4)), Absent(), "ab");
+    add("many strings", Value(REG_MULTI_SZ, std::string("a.ax\0b.ax\0\0", 11)), b, "a.ax");
+    add("259 bytes and zero", Text(fits), Absent(), fits.c_str());
+    add("260 bytes without zero", Value(REG_BINARY, full), Absent(), full.c_str());
+    add("longer", Text(std::string(300, 'p')), b, nullptr);
+    return cases;
+}
+
+INSTANTIATE_TEST_SUITE_P(Keys, ServerFile, testing::ValuesIn(ServerCases()));
+
+// ---- RegisterServer -------------------------------------------------------------------
+
+std::string BesideTest(const char* file) {
+    char path[MAX_PATH] = {};
+    GetModuleFileNameA(nullptr, path, MAX_PATH);
+    std::string folder(path);
+    return folder.substr(0, folder.find_last_of("\\/") + 1) + file;
+}
+
+class Server : public testing::Test {
+protected:
+    // The DLL's entry points add to these values of its class.
+    static DWORD Calls(const char* name) {
+        DWORD count = 0;
+        DWORD size = sizeof count;
+        RegGetValueA(HKEY_CLASSES_ROOT, TOOLKIT_SERVER_KEY, name, RRF_RT_REG_DWORD, nullptr, &count,
+                     &size);
+        return count;
+    }
+    void SetUp() override { RemoveKey(TOOLKIT_SERVER_KEY); }
+    void TearDown() override { RemoveKey(TOOLKIT_SERVER_KEY); }
+};
+
+TEST_F(Server, CallsTheEntryPointAndUnloadsTheDll) {
+    const std::string dll = BesideTest(TOOLKIT_SERVER_DLL);
+    EXPECT_TRUE(RegisterServer(dll.c_str()));
+    EXPECT_EQ(Calls("Registered"), 1u);
+    EXPECT_EQ(Calls("Unregistered"), 0u);
+    EXPECT_EQ(GetModuleHandleA(dll.c_str()), nullptr);
+
+    // Its answer is E_FAIL, which nobody sees.
+    EXPECT_TRUE(UnregisterServer(dll.c_str()));
+    EXPECT_EQ(Calls("Registered"), 1u);
+    EXPECT_EQ(Calls("Unregistered"), 1u);
+    EXPECT_EQ(GetModuleHandleA(dll.c_str()), nullptr);
+}
+
+TEST_F(Server, WithoutEntryPointsIsStillLoaded) {
+    const std::string dll = BesideTest(TOOLKIT_PLAIN_DLL);
+    EXPECT_TRUE(RegisterServer(dll.c_str()));
+    EXPECT_TRUE(UnregisterServer(dll.c_str()));
+    EXPECT_EQ(GetModuleHandleA(dll.c_str()), nullptr);
+}
+
+TEST_F(Server, ThatCannotBeLoadedIsRefused) {
+    const std::string junk = BesideTest("toolkit_junk.dll");
+    std::ofstream(junk, std::ios::binary) << "MZ and nothing of a DLL behind it";
+    for (const char* path : {junk.c_str(), "C:\\no such folder\\none.dll", "", "\\", "."}) {
+        EXPECT_FALSE(RegisterServer(path)) << path;
+        EXPECT_FALSE(UnregisterServer(path)) << path;
+    }
+    EXPECT_FALSE(RegisterServer(nullptr));
+    EXPECT_FALSE(UnregisterServer(nullptr));
+    std::remove(junk.c_str());
+}
+
+} // namespace
