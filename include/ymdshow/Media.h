@@ -439,6 +439,7 @@ protected:
 private:
     int SetMediaPathLocked(const std::string& path);
     int LoadLocked(CCoderScheme* scheme, int flag);
+    int LinkAllFilterLocked();
     int BuildGraph(CCoderScheme* scheme, int flag);
     void TakePictureFromRecord();
     void ApplyStoredSettings();
@@ -458,6 +459,7 @@ private:
     void WakeEventThread();
     void DrainEvents(bool& finished);
     bool HasVisibleVideo() const;
+    bool OnEventThread() const;
 };
 
 } // namespace ymdshow

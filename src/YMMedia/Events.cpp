@@ -85,7 +85,7 @@ void CMedia::EndEventThread() {
     Shared(m_eventThreadQuit).store(1);
     DWORD code = 0;
     if (GetExitCodeThread(m_hEventThread, &code) != FALSE && code == STILL_ACTIVE &&
-        GetThreadId(m_hEventThread) != GetCurrentThreadId()) {
+        !OnEventThread()) {
         DWORD suspended = 0;
         do {
             suspended = ResumeThread(m_hEventThread);
@@ -96,6 +96,11 @@ void CMedia::EndEventThread() {
     }
     CloseHandle(m_hEventThread);
     m_hEventThread = nullptr;
+}
+
+/// True in the host's event callback.
+bool CMedia::OnEventThread() const {
+    return m_hEventThread != nullptr && GetThreadId(m_hEventThread) == GetCurrentThreadId();
 }
 
 bool CMedia::HasVisibleVideo() const {
@@ -132,8 +137,7 @@ DWORD WINAPI CMedia::_EventThreadFun(void* param) {
 
 EventHold::EventHold(CMedia& media) : m_media(media) {
     Shared(m_media.m_eventThreadHolds).fetch_add(1);
-    if (m_media.m_hEventThread == nullptr ||
-        GetThreadId(m_media.m_hEventThread) == GetCurrentThreadId()) {
+    if (m_media.m_hEventThread == nullptr || m_media.OnEventThread()) {
         return;
     }
     for (int waited = 0; waited < kHoldWait && Shared(m_media.m_eventThreadBusy).load() != 0;

@@ -70,6 +70,10 @@ std::vector<ComPtr<IPin>> ConnectionsBehind(IBaseFilter* source) {
 
 int CMedia::LinkAllFilter() {
     CYMAutoLock lock(m_lock);
+    return OrWhenOutOfMemory(0, [this] { return LinkAllFilterLocked(); });
+}
+
+int CMedia::LinkAllFilterLocked() {
     if (m_pGB == nullptr || m_pSourceFilter == nullptr) {
         return 0;
     }

@@ -46,9 +46,11 @@ int CMedia::Pause() {
     if (FAILED(m_pMediaControl->Pause())) {
         return 0;
     }
+    // A callback that pauses must not suspend the thread that it runs on, lock in hand.
     DWORD code = 0;
-    if (m_hEventThread != nullptr && GetExitCodeThread(m_hEventThread, &code) != FALSE &&
-        code == STILL_ACTIVE && SuspendThread(m_hEventThread) == static_cast<DWORD>(-1)) {
+    if (m_hEventThread != nullptr && !OnEventThread() &&
+        GetExitCodeThread(m_hEventThread, &code) != FALSE && code == STILL_ACTIVE &&
+        SuspendThread(m_hEventThread) == static_cast<DWORD>(-1)) {
         YMD_LOG_ERROR("ymdshow::CMedia::Pause", "Suspend Event Thread Failed, Error Code %d : %s",
                       static_cast<int>(GetLastError()), m_mediaPath.c_str());
     }
