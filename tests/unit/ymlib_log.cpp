@@ -112,6 +112,7 @@ TEST(YmlibLog, LevelsDropWhatIsBelow) {
         }
         EXPECT_EQ(test.level, category.GetLevel());
     }
+    category.SetLevel(LOG_PROGRESS); // for a repeated run
 }
 
 TEST(YmlibLog, NarrowFormats) {
