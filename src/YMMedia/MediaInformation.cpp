@@ -59,6 +59,24 @@ std::wstring LanguageText(const std::string& bytes) {
     return wide.empty() ? text::ToWide(text) : wide;
 }
 
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+Pairs CutIntoPairs(std::string_view report) {
+    Pairs pairs;
+    while (!report.empty()) {
+        const std::string_view line = report.substr(0, report.find('\n'));
+        report.remove_prefix(std::min(line.size() + 1, report.size()));
+        const std::size_t colon = line.find(':');
+        const std::string_view key = text::Trim(line.substr(0, colon));
+        const std::string_view value =
+            colon == line.npos ? std::string_view() : text::Trim(line.substr(colon + 1));
+        if (!key.empty() || !value.empty()) {
+            pairs.emplace_back(key, value);
+        }
+    }
+    return pairs;
+}
+
 } // namespace
 
 int CMedia::_ReadInfoByMediaIfo() {
@@ -98,20 +116,7 @@ const std::string& CMedia::GetMediaInfo() const {
 
 std::vector<std::pair<std::string, std::string>> CMedia::GetMediaInfoPairs() const {
     const ymlib::CYMAutoLock lock(m_lock);
-    std::vector<std::pair<std::string, std::string>> pairs;
-    std::string_view rest = m_mediaInfo;
-    while (!rest.empty()) {
-        const std::string_view line = rest.substr(0, rest.find('\n'));
-        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-        const std::size_t colon = line.find(':');
-        const std::string_view key = text::Trim(line.substr(0, colon));
-        const std::string_view value =
-            colon == line.npos ? std::string_view() : text::Trim(line.substr(colon + 1));
-        if (!key.empty() || !value.empty()) {
-            pairs.emplace_back(key, value);
-        }
-    }
-    return pairs;
+    return OrWhenOutOfMemory(Pairs(), [&] { return CutIntoPairs(m_mediaInfo); });
 }
 
 std::int64_t CMedia::GetMediaDurationByMediaInfo(const std::string& path) {

@@ -298,8 +298,7 @@ TEST_F(MediaInfoRecords, ContainerFactsAndNumberedSequences) {
     };
     for (const auto& c : cases) {
         Media media;
-        ReadOne(media, Audio,
-                {}); // resets; the answers of the general stream follow for a second reading
+        MediaInfoFake()->reset();
         Answer(General, 0,
                {{"Format", "MPEG-4"},
                 {"Duration", "12345"},
