@@ -29,10 +29,6 @@ std::size_t EntryBudget(const ScriptText& text) {
     return base + text.ForReader().size() / 8;
 }
 
-std::wstring Widen(std::string_view ascii) {
-    return {ascii.begin(), ascii.end()};
-}
-
 } // namespace
 
 std::vector<std::string> SplitTypes(std::string_view text, bool* cut) {
