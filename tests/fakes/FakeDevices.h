@@ -1,0 +1,53 @@
+#pragma once
+
+#include <windows.h>
+
+#include <dshow.h>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fakes/FakeClass.h"
+#include "fakes/FakeObject.h"
+
+namespace fakes {
+
+/// A member of a filter category.
+struct Device {
+    std::wstring friendlyName;
+    GUID clsid = GUID_NULL;
+    std::function<ComPtr<FakeFilter>()> make; ///< of BindToObject; E_FAIL without
+
+    // Oddities.
+    std::optional<std::wstring> clsidText{}; ///< instead of the CLSID's registry form
+    HRESULT bindToStorage = S_OK;
+    HRESULT bindToObject = S_OK;
+    HRESULT readClsid = S_OK;
+    HRESULT readName = S_OK;
+};
+
+/// The system device enumerator (CLSID_SystemDeviceEnum) of this process while it lives.
+/// Journal names: "SystemDeviceEnum.CreateInstance", "devices.CreateClassEnumerator",
+/// "<friendly name>.BindToStorage", ".BindToObject", ".Read(CLSID)".
+class FakeDevices : public FakeClass {
+public:
+    FakeDevices();
+
+    /// A category that is not listed, or empty, answers S_FALSE.
+    void Add(const GUID& category, Device device);
+
+    /// Answers of the device enumerator, its monikers and their property bags.
+    ResultTable deviceResults;
+
+private:
+    friend class DeviceEnumerator;
+    struct Less {
+        bool operator()(const GUID& a, const GUID& b) const;
+    };
+    std::map<GUID, std::vector<Device>, Less> m_categories;
+};
+
+} // namespace fakes

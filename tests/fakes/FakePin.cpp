@@ -1,0 +1,231 @@
+#include <cwchar>
+
+#include "fakes/FakeEnum.h"
+#include "fakes/FakeFilter.h"
+#include "fakes/TaskMemory.h"
+
+namespace fakes {
+
+namespace {
+
+/// IUnknown of a pin or filter that stands for an interface nobody calls.
+class BareFacet final : public Facet<IUnknown> {
+public:
+    using Facet::Facet;
+};
+
+template <std::size_t N> void CopyName(wchar_t (&out)[N], const std::wstring& name) {
+    wcsncpy(out, name.c_str(), N - 1);
+    out[N - 1] = L'\0';
+}
+
+} // namespace
+
+FakePin::FakePin(FakeFilter& filter, const PinSpec& spec, std::string name)
+    : FakeCom(filter.Name() + "." + name, false), types(spec.types), direction(spec.direction),
+      pinName(Widen(name)), m_filter(filter) {}
+
+FakePin::~FakePin() {
+    Unjoin();
+}
+
+FakeObject& FakePin::Listed() {
+    return m_filter;
+}
+
+ULONG FakePin::AddReference() {
+    m_filter.AddReference();
+    return FakeObject::AddReference();
+}
+
+ULONG FakePin::DropReference() {
+    const ULONG left = FakeObject::DropReference();
+    m_filter.DropReference();
+    return left;
+}
+
+IUnknown* FakePin::FindInterface(REFIID iid) {
+    if (iid == IID_IUnknown || iid == IID_IPin) {
+        return this;
+    }
+    for (const auto& [known, object] : m_interfaces) {
+        if (known == iid) {
+            return object ? object.Get() : this;
+        }
+    }
+    return nullptr;
+}
+
+void FakePin::Expose(REFIID iid, IUnknown* object) {
+    m_interfaces.emplace_back(iid, object);
+}
+
+bool FakePin::Agree(const FakePin& out, const FakePin& in, MediaType& type) {
+    if (out.types.empty() || in.types.empty()) {
+        const FakePin& one = out.types.empty() ? in : out;
+        type = one.types.empty() ? AnyType() : one.types.front();
+        return true;
+    }
+    for (const MediaType& offered : out.types) {
+        for (const MediaType& taken : in.types) {
+            if (offered.Fits(taken)) {
+                type = offered;
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void FakePin::Join(FakePin& out, FakePin& in, const MediaType& type) {
+    Silence silence;
+    out.m_peer = &in;
+    in.m_peer = &out;
+    in.AddReference();
+    out.AddReference();
+    out.connectionType = type;
+    in.connectionType = type;
+}
+
+void FakePin::Unjoin() {
+    if (m_peer != nullptr) {
+        IPin* const peer = m_peer;
+        m_peer = nullptr;
+        peer->Release();
+    }
+}
+
+HRESULT FakePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
+    return Call(
+        "Connect",
+        [&]() -> HRESULT {
+            if (m_peer != nullptr) {
+                return VFW_E_ALREADY_CONNECTED;
+            }
+            MediaType agreed;
+            const auto* fake = AsFake<FakePin>(receiver);
+            if (type != nullptr) {
+                agreed = MediaType::From(*type);
+            } else if (fake == nullptr || !Agree(*this, *fake, agreed)) {
+                agreed = types.empty() ? AnyType() : types.front();
+            }
+            const AM_MEDIA_TYPE view = agreed.View();
+            const HRESULT result = receiver->ReceiveConnection(this, &view);
+            if (SUCCEEDED(result)) {
+                m_peer = receiver;
+                m_peer->AddRef();
+                connectionType = agreed;
+            }
+            return result;
+        },
+        receiver);
+}
+
+HRESULT FakePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
+    return Call(
+        "ReceiveConnection",
+        [&]() -> HRESULT {
+            if (m_peer != nullptr) {
+                return VFW_E_ALREADY_CONNECTED;
+            }
+            m_peer = connector;
+            m_peer->AddRef();
+            connectionType = MediaType::From(*type);
+            return S_OK;
+        },
+        connector);
+}
+
+HRESULT FakePin::Disconnect() {
+    return Call("Disconnect", [&]() -> HRESULT {
+        if (m_peer == nullptr) {
+            return S_FALSE;
+        }
+        Unjoin();
+        return S_OK;
+    });
+}
+
+HRESULT FakePin::ConnectedTo(IPin** peer) {
+    if (peer == nullptr) {
+        return E_POINTER;
+    }
+    *peer = nullptr;
+    return Call("ConnectedTo", [&]() -> HRESULT {
+        if (m_peer == nullptr) {
+            return VFW_E_NOT_CONNECTED;
+        }
+        *peer = m_peer;
+        m_peer->AddRef();
+        return S_OK;
+    });
+}
+
+HRESULT FakePin::ConnectionMediaType(AM_MEDIA_TYPE* type) {
+    *type = AM_MEDIA_TYPE{};
+    return Call("ConnectionMediaType", [&]() -> HRESULT {
+        if (m_peer == nullptr) {
+            return VFW_E_NOT_CONNECTED;
+        }
+        connectionType.CopyTo(type);
+        return S_OK;
+    });
+}
+
+HRESULT FakePin::QueryPinInfo(PIN_INFO* info) {
+    *info = PIN_INFO{};
+    return Call("QueryPinInfo", [&]() -> HRESULT {
+        info->dir = direction;
+        CopyName(info->achName, pinName);
+        info->pFilter = &m_filter;
+        m_filter.AddRef();
+        return S_OK;
+    });
+}
+
+HRESULT FakePin::QueryDirection(PIN_DIRECTION* result) {
+    return Call("QueryDirection", [&]() -> HRESULT {
+        *result = direction;
+        return S_OK;
+    });
+}
+
+HRESULT FakePin::QueryId(LPWSTR* id) {
+    *id = nullptr;
+    return Call("QueryId", [&]() -> HRESULT {
+        *id = NewTaskText(pinName, "a pin id");
+        return S_OK;
+    });
+}
+
+HRESULT FakePin::QueryAccept(const AM_MEDIA_TYPE* type) {
+    return Call("QueryAccept", [&]() -> HRESULT {
+        const MediaType wanted = MediaType::From(*type);
+        for (const MediaType& known : types) {
+            if (known.Fits(wanted)) {
+                return S_OK;
+            }
+        }
+        return types.empty() ? S_OK : S_FALSE;
+    });
+}
+
+HRESULT FakePin::EnumMediaTypes(IEnumMediaTypes** out) {
+    *out = nullptr;
+    return Call("EnumMediaTypes", [&]() -> HRESULT {
+        *out = new FakeEnum<IEnumMediaTypes, AM_MEDIA_TYPE>(
+            *this, ".EnumMediaTypes", IID_IEnumMediaTypes, [this](std::size_t index) {
+                return index < types.size() ? types[index].NewCopy() : nullptr;
+            });
+        return S_OK;
+    });
+}
+
+HRESULT FakePin::QueryInternalConnections(IPin**, ULONG* count) {
+    return Call("QueryInternalConnections", [&]() -> HRESULT {
+        *count = 0;
+        return E_NOTIMPL;
+    });
+}
+
+} // namespace fakes

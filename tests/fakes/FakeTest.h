@@ -1,0 +1,62 @@
+#pragma once
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "fakes/FakeClass.h"
+#include "fakes/FakeFilter.h"
+#include "fakes/FakeGraph.h"
+#include "fakes/FakeObject.h"
+#include "fakes/Journal.h"
+#include "fakes/LogCapture.h"
+
+namespace fakes {
+
+/// The base of every fixture on fakes: COM in the multithreaded apartment, an empty journal,
+/// and at the end, after the members of the derived fixture are gone, the check that no fake
+/// is alive and that every media type and task memory block was freed.
+class FakeTest : public testing::Test {
+protected:
+    FakeTest();
+    ~FakeTest() override;
+
+    Journal& journal = Journal::Get();
+    Ledger& ledger = Ledger::Get();
+
+private:
+    Ledger::Mark m_mark;
+};
+
+struct FaultOptions {
+    HRESULT result = E_FAIL;
+    std::string pattern = "*"; ///< the calls that are made to fail
+    unsigned kinds = kCall | kEnumCall | kQueryCall;
+
+    /// After each run: the number of the failing call (0: the run without) and its text.
+    std::function<void(std::size_t n, const std::string& where)> check;
+};
+
+/// Runs the scenario once counting its calls, then once for each call with that call failing.
+/// Every run must leave no fake alive that it has made. The scenario makes its own fakes, and
+/// makes them quietly. Gives the number of calls of the first run.
+std::size_t RunFaultPlan(const std::function<void()>& scenario, const FaultOptions& options = {});
+
+/// The journal against these lines ("*" matches any run of characters); clears it.
+testing::AssertionResult JournalIs(std::initializer_list<std::string> expected);
+#define EXPECT_JOURNAL(...) EXPECT_TRUE(::fakes::JournalIs(__VA_ARGS__))
+
+/// An HRESULT that prints in hex.
+struct Result {
+    HRESULT value;
+    bool operator==(const Result&) const = default;
+};
+void PrintTo(Result result, std::ostream* out);
+#define EXPECT_HR(expected, actual) EXPECT_EQ(::fakes::Result{expected}, ::fakes::Result{actual})
+
+} // namespace fakes

@@ -1,0 +1,242 @@
+#include "fakes/Journal.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+namespace fakes {
+
+namespace {
+
+/// The nesting depth of each thread, in a system slot: thread_local may allocate.
+DWORD DepthSlot() {
+    static const DWORD slot = TlsAlloc();
+    return slot;
+}
+
+void (*g_reporter)(const std::string& text) = nullptr;
+
+} // namespace
+
+bool Matches(std::string_view text, std::string_view pattern) {
+    std::size_t t = 0;
+    std::size_t p = 0;
+    std::size_t star = std::string_view::npos;
+    std::size_t mark = 0;
+    while (t < text.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            mark = t;
+        } else if (p < pattern.size() && pattern[p] == text[t]) {
+            ++p;
+            ++t;
+        } else if (star != std::string_view::npos) {
+            p = star + 1;
+            t = ++mark;
+        } else {
+            return false;
+        }
+    }
+    while (p < pattern.size() && pattern[p] == '*') {
+        ++p;
+    }
+    return p == pattern.size();
+}
+
+void Line::Text(std::string_view text) {
+    const std::size_t size = std::min(text.size(), sizeof m_text - m_size);
+    std::memcpy(m_text + m_size, text.data(), size);
+    m_size += size;
+}
+
+void Line::Number(long long number) {
+    char digits[24];
+    std::size_t at = sizeof digits;
+    unsigned long long rest = number < 0 ? 0ULL - static_cast<unsigned long long>(number)
+                                         : static_cast<unsigned long long>(number);
+    do {
+        digits[--at] = static_cast<char>('0' + rest % 10);
+        rest /= 10;
+    } while (rest != 0);
+    if (number < 0) {
+        digits[--at] = '-';
+    }
+    Text({digits + at, sizeof digits - at});
+}
+
+void Write(Line& line, std::string_view text) {
+    line.Text(text);
+}
+
+void Write(Line& line, const wchar_t* text) {
+    if (text == nullptr) {
+        line.Text("null");
+        return;
+    }
+    char bytes[160];
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text,
+                                         static_cast<int>(std::min<std::size_t>(wcslen(text), 50)),
+                                         bytes, sizeof bytes, nullptr, nullptr);
+    line.Text({bytes, static_cast<std::size_t>(std::max(size, 0))});
+}
+
+Journal::Journal() : m_slots(kCapacity) {
+    DepthSlot();
+}
+
+Journal& Journal::Get() {
+    static Journal journal;
+    return journal;
+}
+
+void Journal::Append(std::string_view line) {
+    const std::size_t index = m_size.fetch_add(1, std::memory_order_relaxed);
+    if (index >= m_slots.size()) {
+        return; // Lines() reports the overflow
+    }
+    Slot& slot = m_slots[index];
+    slot.size = static_cast<unsigned char>(std::min(line.size(), sizeof slot.text));
+    std::memcpy(slot.text, line.data(), slot.size);
+    slot.ready.store(true, std::memory_order_release);
+}
+
+void Journal::Clear() {
+    const std::size_t size = std::min(m_size.load(), m_slots.size());
+    for (std::size_t i = 0; i < size; ++i) {
+        m_slots[i].ready.store(false, std::memory_order_relaxed);
+    }
+    m_size = 0;
+}
+
+std::vector<std::string> Journal::Lines() const {
+    const std::size_t size = m_size.load();
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < std::min(size, m_slots.size()); ++i) {
+        if (m_slots[i].ready.load(std::memory_order_acquire)) {
+            lines.emplace_back(m_slots[i].text, m_slots[i].size);
+        }
+    }
+    if (size > m_slots.size()) {
+        ReportFailure("the journal is full: switch it off or clear it");
+    }
+    return lines;
+}
+
+std::vector<std::string> Journal::Take() {
+    std::vector<std::string> lines = Lines();
+    Clear();
+    return lines;
+}
+
+std::vector<std::string> Journal::Matching(std::string_view pattern) const {
+    std::vector<std::string> lines = Lines();
+    std::erase_if(lines, [&](const std::string& line) { return !Matches(line, pattern); });
+    return lines;
+}
+
+std::size_t Journal::Count(std::string_view pattern) const {
+    return Matching(pattern).size();
+}
+
+bool Journal::InOrder(std::initializer_list<std::string_view> patterns) const {
+    auto pattern = patterns.begin();
+    for (const std::string& line : Lines()) {
+        if (pattern != patterns.end() && Matches(line, *pattern)) {
+            ++pattern;
+        }
+    }
+    return pattern == patterns.end();
+}
+
+ResultTable::Entry& ResultTable::Entry::operator=(HRESULT result) {
+    return *this = Answer{result, SUCCEEDED(result)};
+}
+
+ResultTable::Entry& ResultTable::Entry::operator=(Answer answer) {
+    m_answers.assign(1, answer);
+    m_next = 0;
+    m_always = true;
+    return *this;
+}
+
+ResultTable::Entry& ResultTable::Entry::operator=(std::initializer_list<HRESULT> results) {
+    m_answers.clear();
+    for (const HRESULT result : results) {
+        m_answers.push_back({result, SUCCEEDED(result)});
+    }
+    m_next = 0;
+    m_always = false;
+    return *this;
+}
+
+ResultTable::Entry& ResultTable::operator[](std::string_view method) {
+    for (auto& [name, entry] : m_entries) {
+        if (name == method) {
+            return entry;
+        }
+    }
+    return m_entries.emplace_back(std::string(method), Entry()).second;
+}
+
+bool ResultTable::Take(std::string_view method, Answer& answer) {
+    for (auto& [name, entry] : m_entries) {
+        if (name == method) {
+            if (entry.m_next >= entry.m_answers.size()) {
+                return false;
+            }
+            answer = entry.m_answers[entry.m_next];
+            entry.m_next += entry.m_always ? 0 : 1;
+            return true;
+        }
+    }
+    return false;
+}
+
+Silence::Silence() : m_depth(reinterpret_cast<std::size_t>(TlsGetValue(DepthSlot()))) {
+    TlsSetValue(DepthSlot(), reinterpret_cast<void*>(m_depth + 1));
+}
+
+Silence::~Silence() {
+    TlsSetValue(DepthSlot(), reinterpret_cast<void*>(m_depth));
+}
+
+std::atomic<FaultPlan*> FaultPlan::s_current{nullptr};
+
+FaultPlan::FaultPlan(std::size_t n, HRESULT result, std::string pattern, unsigned kinds)
+    : m_n(n), m_result(result), m_pattern(std::move(pattern)), m_kinds(kinds) {
+    FaultPlan* none = nullptr;
+    if (!s_current.compare_exchange_strong(none, this)) {
+        throw std::logic_error("one fault plan at a time");
+    }
+}
+
+FaultPlan::~FaultPlan() {
+    s_current = nullptr;
+}
+
+bool FaultPlan::Strikes(const Line& line) {
+    if (m_pattern != "*" && !Matches(line.View(), m_pattern)) {
+        return false;
+    }
+    if (++m_calls != m_n) {
+        return false;
+    }
+    m_where = line;
+    m_hit = true;
+    return true;
+}
+
+void ReportFailure(const std::string& text) {
+    if (g_reporter != nullptr) {
+        g_reporter(text);
+    } else {
+        std::fprintf(stderr, "fakes: %s\n", text.c_str());
+    }
+}
+
+void SetFailureReporter(void (*reporter)(const std::string& text)) {
+    g_reporter = reporter;
+}
+
+} // namespace fakes

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <initializer_list>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace fakes {
+
+/// What one category logs while it lives.
+class LogCapture {
+public:
+    struct Record {
+        int level;
+        std::string source;   ///< source file
+        std::string function; ///< qualified name
+        std::wstring text;
+
+        /// "8 ymdshow::CMedia::Load: _InitFilters Failed"
+        std::string Line() const;
+    };
+
+    explicit LogCapture(std::string category = "YMDShow");
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    std::vector<Record> Records() const;
+    std::vector<std::string> Lines() const;
+    std::vector<std::string> Take(); ///< the lines, then clears
+    void Clear();
+
+    /// Records whose Line matches the pattern ("*": any run of characters).
+    std::size_t Count(std::string_view pattern) const;
+    bool Has(std::string_view pattern) const { return Count(pattern) != 0; }
+
+private:
+    std::string m_category;
+    unsigned m_sink;
+    mutable std::mutex m_mutex;
+    std::vector<Record> m_records;
+};
+
+} // namespace fakes

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <windows.h>
+
+#include <dshow.h>
+
+#include <vector>
+
+namespace fakes {
+
+/// A media type as a value.
+struct MediaType {
+    GUID major = GUID_NULL;
+    GUID subtype = GUID_NULL;
+    GUID formatType = GUID_NULL;
+    std::vector<BYTE> format;
+
+    /// GUID_NULL stands for any.
+    bool Fits(const MediaType& other) const;
+
+    /// Fills `out` with memory of its own, as pins hand media types out.
+    void CopyTo(AM_MEDIA_TYPE* out) const;
+    /// The same in a structure of its own.
+    AM_MEDIA_TYPE* NewCopy() const;
+    /// Pointers into this value.
+    AM_MEDIA_TYPE View() const;
+    static MediaType From(const AM_MEDIA_TYPE& type);
+};
+
+MediaType AnyType();
+MediaType Major(const GUID& major);
+/// MEDIATYPE_Video without a format block.
+MediaType Video();
+/// A VIDEOINFOHEADER (or VIDEOINFOHEADER2) whose target is 0, 0, width, height.
+MediaType Video(long width, long height, long long frameTime = 400000, bool header2 = false);
+MediaType Audio();
+/// A WAVEFORMATEX.
+MediaType Audio(unsigned long rate, unsigned short channels = 2, unsigned short bits = 16);
+MediaType Text();
+MediaType Stream();
+
+/// While on, each media type that is handed out carries an object in its pUnk that the ledger
+/// lists until the type is freed.
+void TrackMediaTypes(bool on);
+
+} // namespace fakes
