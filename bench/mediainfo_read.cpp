@@ -1,11 +1,13 @@
 // Reading a file's facts through CMedia beside the same queries made of the library by hand,
-// turn by turn in the same run. Takes the files to read; fails above the ratio's limit.
+// turn by turn in the same run. Reads the files named, or the samples of YMD_MEDIA_DIR/mediainfo;
+// fails above the ratio's limit.
 
 #include <windows.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -89,23 +91,41 @@ double Median(std::vector<double> values) {
     return *middle;
 }
 
+/// The arguments that are no options, else the samples.
+std::vector<std::string> Files(int argc, char** argv) {
+    std::vector<std::string> files;
+    for (int i = 1; i < argc; ++i) {
+        if (argv[i][0] != '-') {
+            files.emplace_back(argv[i]);
+        }
+    }
+    const char* const samples = std::getenv("YMD_MEDIA_DIR");
+    if (files.empty() && samples != nullptr) {
+        for (const char* name :
+             {"plain.mp4", "two_audio.mkv", "divx.avi", "song.mp3", "still.jpg"}) {
+            files.push_back(std::string(samples) + "/mediainfo/" + name);
+        }
+    }
+    return files;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     const BareLibrary library;
-    if (argc < 2 || !library.IsComplete()) {
+    const std::vector<std::string> files = Files(argc, argv);
+    if (files.empty() || !library.IsComplete()) {
         std::puts("usage: mediainfo_read FILE..., with MediaInfo.dll beside it");
         return 2;
     }
     bool withinLimit = true;
     std::puts("file                              bare ms   CMedia ms   ratio");
-    for (int i = 1; i < argc; ++i) {
-        const char* const path = argv[i];
+    for (const std::string& path : files) {
         std::size_t length = 0;
         std::vector<double> bare;
         std::vector<double> media;
         const auto readBare = [&] {
-            bare.push_back(Milliseconds([&] { length = library.Read(path); }));
+            bare.push_back(Milliseconds([&] { length = library.Read(path.c_str()); }));
         };
         const auto readMedia = [&] {
             media.push_back(Milliseconds([&] {
@@ -124,12 +144,14 @@ int main(int argc, char** argv) {
             }
         }
         if (length == 0) {
-            std::printf("%s: nothing read\n", path);
+            std::printf("%s: nothing read\n", path.c_str());
             return 2;
         }
         const double ratio = Median(media) / Median(bare);
         withinLimit = withinLimit && ratio <= kRatioLimit;
-        std::printf("%-32.32s %9.3f %11.3f %7.3f\n", path, Median(bare), Median(media), ratio);
+        const std::size_t name = path.find_last_of("/\\") + 1;
+        std::printf("%-32.32s %9.3f %11.3f %7.3f\n", path.c_str() + name, Median(bare),
+                    Median(media), ratio);
     }
     std::printf("limit of the ratio: %.2f\n", kRatioLimit);
     return withinLimit ? 0 : 1;
