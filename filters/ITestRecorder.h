@@ -1,0 +1,68 @@
+#pragma once
+
+#include <windows.h>
+
+#include <unknwn.h>
+
+/// One thing that happened to a test renderer. Times are in 100 ns units.
+struct TestRecord {
+    enum Kind : LONG {
+        Sample = 0,
+        NewSegment,  ///< start, stop and rate are the segment's
+        BeginFlush,  ///< a flush that began
+        EndFlush,    ///< and one that ended
+        EndOfStream, ///< the stream's end arrived
+        Complete,    ///< EC_COMPLETE was sent
+        Stopped,     ///< the filter stopped
+        Paused,      ///< the filter was paused
+        Running,     ///< the filter was run
+        KindCount
+    };
+
+    LONG kind;
+    LONG frame;            ///< frame number read from an RGB picture, else -1
+    LONG bytes;            ///< length of the sample's data
+    DWORD flags;           ///< AM_SAMPLE_* of the sample (discontinuity, preroll, ...)
+    BOOL hasTimes;         ///< start and stop are valid
+    LONGLONG start;        ///< time stamps, relative to the segment
+    LONGLONG stop;         ///<
+    LONGLONG segmentStart; ///< start of the segment in force: add to start for media time
+    double rate;           ///< rate of the segment in force
+    LONGLONG wall;         ///< system time (performance counter) when it happened
+    LONGLONG lateness;     ///< of a sample rendered by the clock; 0 otherwise
+    double frequency;      ///< of 16-bit PCM, from its zero crossings; 0 for silence
+    LONG peak;             ///< largest magnitude of 16-bit PCM
+    BOOL isPaused;         ///< a sample that arrived while paused
+};
+
+/// The record of a test renderer, asked of its filter. All threads may use it.
+/// {6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C101}
+struct ITestRecorder : public IUnknown {
+    /// The number of records so far.
+    virtual HRESULT STDMETHODCALLTYPE GetCount(ULONG* count) = 0;
+
+    /// Copies up to `count` records from number `first` on. S_FALSE when there are fewer.
+    virtual HRESULT STDMETHODCALLTYPE GetRecords(ULONG first, ULONG count, TestRecord* records,
+                                                 ULONG* fetched) = 0;
+
+    virtual HRESULT STDMETHODCALLTYPE Clear() = 0;
+
+    /// Waits until there are `count` records of a kind. S_FALSE when the time is up.
+    virtual HRESULT STDMETHODCALLTYPE WaitFor(LONG kind, ULONG count, DWORD milliseconds) = 0;
+
+    /// FALSE: samples are taken as fast as they come although the graph has a clock.
+    virtual HRESULT STDMETHODCALLTYPE SetSync(BOOL isOn) = 0;
+
+    /// TRUE: the input can be connected and disconnected while the graph is not stopped.
+    virtual HRESULT STDMETHODCALLTYPE SetLiveConnect(BOOL isOn) = 0;
+
+    /// TRUE: from now on samples are refused with E_FAIL, as by a broken device.
+    virtual HRESULT STDMETHODCALLTYPE SetBroken(BOOL isOn) = 0;
+};
+
+inline constexpr IID IID_ITestRecorder = {
+    0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc1, 0x01}};
+#if defined(__MINGW32__)
+__CRT_UUID_DECL(ITestRecorder, 0x6b0c0e2a, 0x4f35, 0x4b0e, 0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc1,
+                0x01)
+#endif
