@@ -1,0 +1,191 @@
+#include "Play.h"
+
+#include <memory>
+
+#include <ymlib/Log.h>
+
+#include "Console.h"
+#include "MediaPath.h"
+#include "Playback.h"
+#include "Report.h"
+#include "Text.h"
+#include "Watchdog.h"
+#include "Window.h"
+
+namespace ymds {
+
+namespace {
+
+constexpr unsigned LoadPatience = 90;
+constexpr unsigned TurnPatience = 40;
+constexpr unsigned TeardownPatience = 15;
+
+// Wine's default video renderer draws nothing into another window and gives no usable
+// picture, its plain one does both. Standing in the graph beforehand, it is used.
+constexpr char WineScheme[] = R"({"Schemes": [{"Type": "video_global;unknown", "Filters": [
+    {"Name": "Video Renderer", "CLSID": "{70E102B0-5556-11CE-97C0-00AA0055595A}",
+     "Type": "render", "IsCache": false}]}]})";
+
+void ShowRecord(const ymlib::LogRecord& record) {
+    const wchar_t* level = record.level >= ymlib::LOG_ERROR     ? L"error"
+                           : record.level >= ymlib::LOG_WARNING ? L"warning"
+                                                                : L"note";
+    Err().Write(std::wstring(level) + L": " + record.text + L"  [" + FromUtf8(record.function) +
+                L"]\n");
+}
+
+class PlayRun {
+public:
+    explicit PlayRun(const PlayOptions& options);
+    int Run();
+
+private:
+    bool Prepare();
+    bool LoadScheme();
+    bool Load();
+    void Describe();
+    bool Fail(const std::wstring& reason, HRESULT result = S_OK);
+    void PrintReport() const;
+
+    const PlayOptions& m_options;
+    PlayReport m_report;
+    Watchdog m_watchdog;
+    std::unique_ptr<PlayWindow> m_window; // outlives the graph that draws into it
+    ymdshow::CMediaPlayer m_player;
+    ymdshow::CMedia* m_media = nullptr; // the player's
+    std::unique_ptr<SchemeFilterWatch> m_filterWatch;
+};
+
+/// For a main thread that hangs in a filter: tells what can be told and ends the process.
+void GiveUp(PlayReport report, bool json) {
+    report.end = L"error";
+    report.error = L"a filter does not answer";
+    if (json) {
+        Out().Write(ReportJson(report));
+    }
+    Complain(L"cannot play " + report.path + L": " + report.error);
+    TerminateProcess(GetCurrentProcess(), ExitFailed);
+}
+
+PlayRun::PlayRun(const PlayOptions& options) : m_options(options) {
+    m_report.path = options.file;
+    m_report.snapshotNote = L"nothing was played";
+}
+
+int PlayRun::Run() {
+    const auto expect = [this](unsigned seconds) {
+        m_watchdog.Expect(seconds,
+                          [report = m_report, json = m_options.json] { GiveUp(report, json); });
+    };
+    expect(LoadPatience);
+    if (Prepare() && LoadScheme() && Load()) {
+        Describe();
+        expect(TurnPatience);
+        Playback(m_options, *m_media, *m_window, m_watchdog, m_report).Run();
+    }
+    PrintReport();
+    const int code = m_report.error.empty() ? ExitPlayed : ExitFailed;
+    m_watchdog.Expect(TeardownPatience, [code] {
+        Complain(L"warning: a filter does not let go of the graph");
+        TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
+    });
+    m_player.RemoveAllMedias();
+    return code;
+}
+
+bool PlayRun::Prepare() {
+    auto* logger = ymlib::CLoger::GetLoger();
+    if (m_options.verbose) {
+        logger->AddSink(ShowRecord);
+    }
+    if (!m_options.log.empty() && logger->AddFileSink(m_options.log) == 0) {
+        return Fail(L"the log file " + m_options.log + L" cannot be written");
+    }
+    return true;
+}
+
+bool PlayRun::LoadScheme() {
+    ymdshow::CCoderScheme& scheme = m_player.GetCoderScheme();
+    if (m_options.scheme.empty()) {
+        return !RunsUnderWine() || scheme.LoadSchemeByScript(WineScheme, 0);
+    }
+    if (scheme.LoadScheme(m_options.scheme, 0)) {
+        return true;
+    }
+    return Fail(L"the scheme script " + m_options.scheme +
+                L" does not load; see `ymds scheme check`");
+}
+
+bool PlayRun::Load() {
+    const MediaPath path = ResolveMedia(m_options.file);
+    if (!path.error.empty()) {
+        return Fail(path.error);
+    }
+    m_media = m_player.AddMedia(path.library, 0);
+    if (m_media == nullptr) {
+        return Fail(L"the library cannot find it");
+    }
+    m_window = std::make_unique<PlayWindow>(m_options.window, Stem(m_options.file));
+    m_media->SetPlayWindow(m_window->Stage());
+    m_filterWatch = std::make_unique<SchemeFilterWatch>(*m_media);
+    const bool known =
+        m_media->GetOriginalVideoTrackNum() + m_media->GetOriginalAudioTrackNum() > 0;
+    const bool loaded = m_player.LoadMedia(m_media);
+    m_report.load = m_media->GetLoadReport();
+    if (!loaded) {
+        const std::wstring head = known ? L"no filter graph could be built"
+                                        : L"nothing can read it, no filter graph could be built";
+        return Fail(head + (m_report.load.failure.empty() ? L"" : L": " + m_report.load.failure),
+                    m_report.load.failureResult);
+    }
+    m_report.loaded = true;
+    return true;
+}
+
+void PlayRun::Describe() {
+    m_report.duration = m_media->GetOriginalDuration();
+    m_report.videoTracks = m_media->GetVideoTrackNum();
+    m_report.audioTracks = m_media->GetAudioTrackNum();
+    m_report.filters = ListFilters(*m_media, *m_filterWatch);
+    double aspectRatio = 0;
+    if (m_report.videoTracks > 0) {
+        m_report.width = m_media->GetVideoOriginalWidth();
+        m_report.height = m_media->GetVideoOriginalHeight();
+        if (m_media->IsEnableDisplayAspectRatio() && m_media->GetDisplayAspectRatio() > 0) {
+            aspectRatio = static_cast<double>(m_media->GetDisplayAspectRatio());
+        } else if (m_report.height > 0) {
+            aspectRatio =
+                static_cast<double>(m_report.width) / static_cast<double>(m_report.height);
+        }
+    }
+    m_window->Shape(m_report.width, m_report.height, aspectRatio);
+}
+
+bool PlayRun::Fail(const std::wstring& reason, HRESULT result) {
+    m_report.error = Reason(reason, result);
+    m_report.errorResult = result;
+    return false;
+}
+
+void PlayRun::PrintReport() const {
+    if (m_options.json) {
+        Out().Write(ReportJson(m_report));
+    } else if (m_report.loaded) {
+        Out().Write(ReportText(m_report));
+    }
+    if (!m_report.error.empty()) {
+        Complain(L"cannot play " + m_report.path + L": " + m_report.error);
+        if (!m_report.loaded) {
+            Err().Write(AttemptsText(m_report.load));
+        }
+    }
+}
+
+} // namespace
+
+int Play(const PlayOptions& options) {
+    WatchInterrupt();
+    return PlayRun(options).Run();
+}
+
+} // namespace ymds

@@ -1,0 +1,131 @@
+#include "Player.h"
+
+#include <algorithm>
+
+#include "Console.h"
+#include "Text.h"
+
+namespace ymds {
+
+namespace {
+
+constexpr std::int64_t SeekStep = 5LL * 10000000;
+constexpr std::int64_t UsualFrameTime = 400000;
+
+} // namespace
+
+Player::Player(ymdshow::CMedia& media) : m_media(media) {}
+
+const wchar_t* Player::State() const {
+    return m_paused ? L"paused" : m_muted ? L"playing (muted)" : L"playing";
+}
+
+std::wstring Player::Do(Action action) {
+    switch (action) {
+    case Action::TogglePause:
+        return TogglePause();
+    case Action::SeekBack:
+        Seek(Position() - SeekStep);
+        return {};
+    case Action::SeekForward:
+        Seek(Position() + SeekStep);
+        return {};
+    case Action::Step:
+        return Step();
+    case Action::ToggleMute:
+        return ToggleMute();
+    case Action::ToggleLoop:
+        return ToggleLoop();
+    case Action::ClipStart:
+        return Clip(Position(), m_media.GetClipEndTime());
+    case Action::ClipEnd:
+        return Clip(m_media.GetClipStartTime(), Position());
+    case Action::NextAudioTrack:
+        return NextAudioTrack();
+    case Action::Snapshot:
+    case Action::Quit:
+        break;
+    }
+    return {};
+}
+
+// A splitter of Wine's that feeds several streams blocks for good after a seek in a graph
+// that is not stopped.
+template <typename Operation> void Player::WhileStill(Operation operation) {
+    if (!RunsUnderWine()) {
+        operation();
+        return;
+    }
+    m_media.Stop();
+    operation();
+    m_media.Play();
+    if (m_paused) {
+        m_media.Pause();
+    }
+}
+
+void Player::Seek(std::int64_t position) {
+    const std::int64_t duration = m_media.GetOriginalDuration();
+    std::int64_t target = std::max<std::int64_t>(position, 0);
+    if (duration > 0) {
+        target = std::min(target, duration);
+    }
+    WhileStill([&] { m_media.SetMediaPosition(target); });
+}
+
+std::wstring Player::TogglePause() {
+    const int done = m_paused ? m_media.Play() : m_media.Pause();
+    m_paused = done == 1 ? !m_paused : m_paused;
+    return done == 1 ? L"" : L"the graph refused";
+}
+
+std::wstring Player::Step() {
+    const std::int64_t position = Position();
+    if (!m_paused) {
+        m_paused = m_media.Pause() == 1;
+    }
+    if (m_media.CanStep() == 1) {
+        return m_media.StepFrame() == 1 ? L"" : L"the graph refused the step";
+    }
+    const std::int64_t frame = m_media.GetVideoOiginalAvgFrameTime();
+    Seek(position + (frame > 0 ? frame : UsualFrameTime));
+    return L"stepped by seeking";
+}
+
+std::wstring Player::ToggleMute() {
+    if (m_muted) {
+        // The library's ResumeAudio would come back at full volume.
+        m_muted = m_media.SetVolume(m_volume) != 1;
+        return L"sound on";
+    }
+    m_volume = m_media.GetVolume();
+    m_muted = m_media.MuteAudio() == 1;
+    return m_muted ? L"muted" : L"there is no sound to mute";
+}
+
+std::wstring Player::ToggleLoop() {
+    m_media.SetLoop(m_media.IsLoop() == 0 ? 1 : 0);
+    return m_media.IsLoop() != 0 ? L"loop on" : L"loop off";
+}
+
+std::wstring Player::Clip(std::int64_t start, std::int64_t end) {
+    int done = 0;
+    WhileStill([&] { done = m_media.TimeClip(start, end); });
+    return done == 1 ? L"clip " + Clock(m_media.GetClipStartTime()) + L" to " +
+                           Clock(m_media.GetClipEndTime())
+                     : L"the graph refused the clip";
+}
+
+std::wstring Player::NextAudioTrack() {
+    const unsigned count = m_media.GetAudioTrackNum();
+    if (count < 2) {
+        return L"there is no other audio track";
+    }
+    const unsigned next =
+        static_cast<unsigned>(m_media.GetFirstEnabledAudioTrackIndex() + 1) % count;
+    const bool done = m_media.EnableOnlyOneAudioTrack(next);
+    return done ? L"audio track " + std::to_wstring(next + 1) + L" of " + std::to_wstring(count)
+                : L"the track could not be switched";
+}
+
+} // namespace ymds

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include <ymdshow/ymdshow.h>
+
+#include "Keys.h"
+
+namespace ymds {
+
+/// What the keys do to a media item that plays. Positions are in 100 ns units.
+class Player {
+public:
+    explicit Player(ymdshow::CMedia& media);
+
+    /// Does everything but Snapshot and Quit, and answers with a remark for the user.
+    std::wstring Do(Action action);
+
+    std::int64_t Position() const { return m_media.GetMediaPosition(); }
+    bool IsPaused() const { return m_paused; }
+    const wchar_t* State() const;
+
+    /// Moves to a position and keeps the state.
+    void Seek(std::int64_t position);
+
+private:
+    std::wstring TogglePause();
+    std::wstring Step();
+    std::wstring ToggleMute();
+    std::wstring ToggleLoop();
+    std::wstring Clip(std::int64_t start, std::int64_t end);
+    std::wstring NextAudioTrack();
+    template <typename Operation> void WhileStill(Operation operation);
+
+    ymdshow::CMedia& m_media;
+    bool m_paused = false;
+    bool m_muted = false;
+    long m_volume = 0; ///< before muting
+};
+
+} // namespace ymds

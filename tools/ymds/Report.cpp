@@ -1,0 +1,186 @@
+#include "Report.h"
+
+#include <ymlib/Json.h>
+
+#include "JsonText.h"
+#include "Text.h"
+
+namespace ymds {
+
+namespace {
+
+void Line(std::wstring& text, const wchar_t* label, const std::wstring& value) {
+    std::wstring head = label;
+    head.resize(12, L' ');
+    text += head + value + L"\n";
+}
+
+std::wstring Tracks(unsigned video, unsigned audio) {
+    return std::to_wstring(video) + L" video, " + std::to_wstring(audio) + L" audio";
+}
+
+std::wstring EventsText(const std::vector<EventCount>& events) {
+    std::wstring text;
+    for (const EventCount& event : events) {
+        text += (text.empty() ? L"" : L", ") + EventName(event.code);
+        if (event.count > 1) {
+            text += L" x" + std::to_wstring(event.count);
+        }
+    }
+    return text.empty() ? L"none" : text;
+}
+
+Json::Value Utf8(const std::wstring& text) {
+    return Json::Value(ToUtf8(text));
+}
+
+/// Null for an empty text.
+Json::Value Utf8OrNull(const std::wstring& text) {
+    return text.empty() ? Json::Value() : Utf8(text);
+}
+
+Json::Value FiltersJson(const std::vector<FilterLine>& filters) {
+    Json::Value list(Json::arrayValue);
+    for (const FilterLine& filter : filters) {
+        Json::Value entry;
+        entry["name"] = Utf8(filter.name);
+        entry["clsid"] = Utf8(GuidText(filter.clsid));
+        entry["file"] = Utf8OrNull(filter.file);
+        entry["module"] = Utf8OrNull(filter.module);
+        list.append(entry);
+    }
+    return list;
+}
+
+Json::Value EventsJson(const std::vector<EventCount>& events) {
+    Json::Value list(Json::arrayValue);
+    for (const EventCount& event : events) {
+        Json::Value entry;
+        entry["code"] = static_cast<Json::Int64>(event.code);
+        entry["name"] = Utf8(EventName(event.code));
+        entry["count"] = event.count;
+        list.append(entry);
+    }
+    return list;
+}
+
+Json::Value LoadJson(const ymdshow::LoadReport& load) {
+    Json::Value names(Json::arrayValue);
+    for (const auto& name : load.names) {
+        Json::Value entry;
+        entry["name"] = Utf8(name.name);
+        entry["found"] = name.found;
+        names.append(entry);
+    }
+    Json::Value filters(Json::arrayValue);
+    for (const auto& filter : load.filters) {
+        Json::Value entry;
+        entry["name"] = Utf8(filter.name);
+        entry["clsid"] = Utf8(GuidText(filter.clsid));
+        entry["module"] = Utf8OrNull(filter.module);
+        entry["created"] = filter.created;
+        entry["added"] = filter.added;
+        entry["result"] = Utf8(Hex(filter.result));
+        filters.append(entry);
+    }
+    Json::Value attempts(Json::arrayValue);
+    for (const auto& attempt : load.attempts) {
+        Json::Value entry;
+        entry["way"] = attempt.way;
+        entry["step"] = Utf8(attempt.step);
+        entry["filter"] = Utf8OrNull(attempt.filter);
+        entry["result"] = Utf8(Hex(attempt.result));
+        entry["text"] = Utf8(attempt.text.empty() ? Words(attempt.result) : attempt.text);
+        attempts.append(entry);
+    }
+    Json::Value value;
+    value["names"] = names;
+    value["filters"] = filters;
+    value["attempts"] = attempts;
+    return value;
+}
+
+} // namespace
+
+std::wstring ReportText(const PlayReport& report) {
+    std::wstring text;
+    Line(text, L"Path", report.path);
+    Line(text, L"Duration", report.duration > 0 ? Clock(report.duration) : L"not known");
+    Line(text, L"Tracks", Tracks(report.videoTracks, report.audioTracks));
+    if (report.width > 0) {
+        Line(text, L"Picture",
+             std::to_wstring(report.width) + L"x" + std::to_wstring(report.height));
+    }
+    Line(text, L"Filters", std::to_wstring(report.filters.size()));
+    unsigned number = 0;
+    for (const FilterLine& filter : report.filters) {
+        text += L"  " + std::to_wstring(++number) + L" " + filter.name + L"\n      " +
+                GuidText(filter.clsid);
+        if (!filter.module.empty()) {
+            text += L"  from module " + filter.module;
+        } else if (!filter.file.empty()) {
+            text += L"  " + filter.file;
+        }
+        text += L"\n";
+    }
+    Line(text, L"Events", EventsText(report.events));
+    Line(text, L"Played",
+         Clock(report.played) + (report.end.empty() ? L"" : L" (" + report.end + L")"));
+    Line(text, L"Snapshot",
+         report.snapshot.empty() ? L"none: " + report.snapshotNote : report.snapshot);
+    return text;
+}
+
+std::wstring ReportJson(const PlayReport& report) {
+    Json::Value value;
+    value["path"] = Utf8(report.path);
+    value["loaded"] = report.loaded;
+    value["error"] = Utf8OrNull(report.error);
+    value["error_result"] =
+        FAILED(report.errorResult) ? Utf8(Hex(report.errorResult)) : Json::Value();
+    value["end"] = Utf8OrNull(report.end);
+    value["duration_ms"] = static_cast<Json::Int64>(Milliseconds(report.duration));
+    value["played_ms"] = static_cast<Json::Int64>(Milliseconds(report.played));
+    value["video_tracks"] = report.videoTracks;
+    value["audio_tracks"] = report.audioTracks;
+    value["width"] = static_cast<Json::Int64>(report.width);
+    value["height"] = static_cast<Json::Int64>(report.height);
+    value["filters"] = FiltersJson(report.filters);
+    value["events"] = EventsJson(report.events);
+    value["snapshot"] = Utf8OrNull(report.snapshot);
+    value["snapshot_note"] = Utf8OrNull(report.snapshotNote);
+    value["load"] = LoadJson(report.load);
+    return JsonText(value);
+}
+
+std::wstring AttemptsText(const ymdshow::LoadReport& load) {
+    std::wstring text;
+    if (!load.names.empty()) {
+        text += L"  scheme names:";
+        for (const auto& name : load.names) {
+            text += L" " + name.name + (name.found ? L" (found)" : L"");
+        }
+        text += L"\n";
+    }
+    for (const auto& filter : load.filters) {
+        text += L"  filter " + filter.name + L" " +
+                (filter.module.empty() ? GuidText(filter.clsid) : filter.module) + L": " +
+                (filter.added     ? L"added"
+                 : filter.created ? L"refused by the graph, " + HexAndWords(filter.result)
+                                  : L"not created, " + HexAndWords(filter.result)) +
+                L"\n";
+    }
+    for (const auto& attempt : load.attempts) {
+        text += L"  way " + std::to_wstring(attempt.way) + L", " + attempt.step;
+        text += attempt.filter.empty() ? L"" : L" " + attempt.filter;
+        text += L": " + Hex(attempt.result);
+        const std::wstring words = Words(attempt.result);
+        if (!words.empty() || !attempt.text.empty()) {
+            text += L", " + (words.empty() ? attempt.text : words);
+        }
+        text += L"\n";
+    }
+    return text;
+}
+
+} // namespace ymds
