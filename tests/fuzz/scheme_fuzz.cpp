@@ -1,0 +1,110 @@
+// Loads arbitrary scripts and looks at what came of them. The first byte chooses: bit 0
+// replace or merge, bit 1 the bytes of a file or a script text.
+
+#include "Check.h"
+#include "YMCoderScheme/SchemeLoader.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <set>
+#include <utility>
+
+#include <ymdshow/CoderScheme.h>
+
+using namespace ymdshow;
+
+namespace {
+
+/// A scheme set whose loads also take the bytes of a file.
+class Set : public CCoderScheme {
+public:
+    bool LoadFile(const std::string& bytes, bool replace, SchemeLoadReport& report) {
+        ReportBuilder builder(report);
+        ScriptText script;
+        TextPosition bad;
+        if (!script.SetFile(bytes, &bad)) {
+            return builder.Fail(SchemeLoadReport::Failure::Encoding, L"malformed", bad);
+        }
+        return SchemeLoader({m_mapFilterInfo, m_mapScheme}, script, replace, builder).Load();
+    }
+
+    /// Every entry of every list is owned by the set, and stands under its name.
+    void CheckEntries() const {
+        for (const auto& [name, info] : m_mapFilterInfo) {
+            FUZZ_CHECK(info != nullptr && info->strName == name);
+        }
+        for (const auto& [type, scheme] : m_mapScheme) {
+            for (const FilterInfo* info : scheme->listFilter) {
+                FUZZ_CHECK(m_mapFilterInfo.at(info->strName).get() == info);
+            }
+        }
+    }
+};
+
+void CheckReport(const SchemeLoadReport& report, bool loaded, const std::string& text) {
+    FUZZ_CHECK(loaded == (report.failure == SchemeLoadReport::Failure::None));
+    FUZZ_CHECK(loaded == report.failureReason.empty());
+    FUZZ_CHECK(loaded || report.entries.empty());
+    const auto lines =
+        static_cast<std::size_t>(std::count_if(text.begin(), text.end(),
+                                               [](char c) { return c == '\n' || c == '\r'; })) +
+        1;
+    for (const SchemeLoadReport::Entry& entry : report.entries) {
+        FUZZ_CHECK(entry.line >= 1 && entry.line <= lines);
+        FUZZ_CHECK(entry.column >= 1 && entry.column <= text.size() + 1);
+        FUZZ_CHECK(!entry.place.empty() && !entry.reason.empty());
+    }
+}
+
+/// What was read by one load into an empty set, replacing.
+void CheckLists(CCoderScheme& set) {
+    for (const std::string& type : set.GetSchemeTypes()) {
+        CCoderScheme::Scheme* scheme = nullptr;
+        FUZZ_CHECK(set.FindScheme(type, &scheme) && scheme != nullptr);
+        FUZZ_CHECK(type.find(';') == type.npos);
+        std::set<std::wstring> seen;
+        for (const FilterInfo* info : scheme->listFilter) {
+            FUZZ_CHECK(!info->bOnlyOne || seen.insert(info->strName).second);
+        }
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size == 0) {
+        return 0;
+    }
+    const bool replace = (data[0] & 1) != 0;
+    const bool isFile = (data[0] & 2) != 0;
+    const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
+
+    Set set;
+    SchemeLoadReport report;
+    const bool loaded =
+        isFile ? set.LoadFile(text, replace, report) : set.LoadSchemeByScript(text, replace);
+    CheckReport(isFile ? report : set.GetLoadReport(), loaded, text);
+    FUZZ_CHECK(loaded || set.GetSchemeTypes().empty());
+    set.CheckEntries();
+    if (!loaded) {
+        return 0;
+    }
+    if (replace) {
+        CheckLists(set);
+    }
+
+    // A copy outlives its source, and another load and merge.
+    CCoderScheme copy(set);
+    const std::vector<std::string> types = set.GetSchemeTypes();
+    FUZZ_CHECK(set.LoadSchemeByScript(text, 0) || isFile);
+    set.CheckEntries();
+    set.UnloadScheme();
+    CCoderScheme::Scheme merged;
+    FUZZ_CHECK(copy.ConfigScheme(types, merged));
+    std::size_t length = 0;
+    for (const FilterInfo* info : merged.listFilter) {
+        length += info->strName.size();
+    }
+    FUZZ_CHECK(copy.GetSchemeTypes() == types && length < (1U << 30));
+    return 0;
+}
