@@ -63,9 +63,7 @@ public:
             if (FAILED(m_device.bindToStorage)) {
                 return m_device.bindToStorage;
             }
-            ComPtr<IUnknown> bag;
-            bag.Attach(new Bag(m_device));
-            return bag->QueryInterface(iid, out);
+            return Adopt(new Bag(m_device))->QueryInterface(iid, out);
         });
     }
     HRESULT STDMETHODCALLTYPE BindToObject(IBindCtx*, IMoniker*, REFIID iid, void** out) override {
@@ -135,9 +133,7 @@ private:
 
 FakeDevices::FakeDevices()
     : FakeClass("SystemDeviceEnum", CLSID_SystemDeviceEnum, [this]() -> ComPtr<IUnknown> {
-          ComPtr<IUnknown> enumerator;
-          enumerator.Attach(new DeviceEnumerator(*this));
-          return enumerator;
+          return Adopt<IUnknown>(new DeviceEnumerator(*this));
       }) {}
 
 void FakeDevices::Add(const GUID& category, Device device) {

@@ -19,13 +19,18 @@ public:
 
     FakeEnum(FakeObject& owner, const char* suffix, const IID& iid, At at,
              Version version = nullptr, std::size_t next = 0)
-        : FakeCom<Enum>(owner.Name() + suffix), m_owner(owner), m_iid(iid), m_at(std::move(at)),
+        : FakeCom<Enum>(owner.Name() + suffix), m_owner(&owner), m_iid(iid), m_at(std::move(at)),
           m_version(std::move(version)), m_next(next) {
-        m_owner.AddReference();
+        m_owner->AddReference();
         this->results = owner.enumResults;
         m_seen = m_version ? m_version() : 0;
     }
-    ~FakeEnum() override { m_owner.DropReference(); }
+    ~FakeEnum() override {
+        if (m_owner != nullptr) {
+            m_owner->DropReference();
+        }
+    }
+    void Abandon() override { m_owner = nullptr; }
 
     IUnknown* FindInterface(REFIID iid) override {
         return iid == IID_IUnknown || iid == m_iid ? this : nullptr;
@@ -69,7 +74,7 @@ public:
     HRESULT STDMETHODCALLTYPE Clone(Enum** out) override {
         *out = nullptr;
         return EnumCall("Clone", [&] {
-            *out = new FakeEnum(m_owner, "~clone", m_iid, m_at, m_version, m_next);
+            *out = new FakeEnum(*m_owner, "~clone", m_iid, m_at, m_version, m_next);
             return S_OK;
         });
     }
@@ -79,7 +84,7 @@ private:
         return fakes::Invoke(this->Name(), this->results, kEnumCall, method, act);
     }
 
-    FakeObject& m_owner;
+    FakeObject* m_owner;
     const IID& m_iid;
     At m_at;
     Version m_version;

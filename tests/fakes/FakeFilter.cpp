@@ -140,6 +140,15 @@ FakeFilter::FakeFilter(std::string name, const PinSpecs& pins)
 
 FakeFilter::~FakeFilter() = default;
 
+void FakeFilter::Abandon() {
+    for (auto& [iid, object] : m_interfaces) {
+        object.Detach();
+    }
+    for (const auto& pin : m_pins) {
+        pin->Abandon();
+    }
+}
+
 FakeFilter& FakeFilter::AcceptFiles(HRESULT result) {
     fileSource.present = true;
     fileSource.results["Load"] = result;
@@ -351,15 +360,11 @@ HRESULT FakeFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
 }
 
 ComPtr<FakeFilter> MakeFilter(std::string name, const PinSpecs& pins) {
-    ComPtr<FakeFilter> filter;
-    filter.Attach(new FakeFilter(std::move(name), pins));
-    return filter;
+    return Adopt(new FakeFilter(std::move(name), pins));
 }
 
 ComPtr<IUnknown> MakeUnknown(std::string name) {
-    ComPtr<IUnknown> unknown;
-    unknown.Attach(new Unknown(std::move(name)));
-    return unknown;
+    return Adopt<IUnknown>(new Unknown(std::move(name)));
 }
 
 void Join(FakePin& out, FakePin& in) {

@@ -64,6 +64,7 @@ public:
     void Unjoin(); ///< this end only
 
     FakeObject& Listed() override;
+    void Abandon() override;
     IUnknown* FindInterface(REFIID iid) override;
     ULONG AddReference() override;
     ULONG DropReference() override;
@@ -161,6 +162,7 @@ public:
     IFilterGraph* Graph() const { return m_graph; }
     const std::wstring& GraphName() const { return m_graphName; }
 
+    void Abandon() override;
     std::string Describe() const override;
     IUnknown* FindInterface(REFIID iid) override;
 

@@ -50,10 +50,16 @@ FakeGraph::~FakeGraph() {
     }
 }
 
+void FakeGraph::Abandon() {
+    m_filters.clear();
+    config.Abandon();
+    for (ComPtr<FakeFilter>& transform : transforms) {
+        transform.Detach();
+    }
+}
+
 ComPtr<FakeGraph> MakeGraph(std::string name) {
-    ComPtr<FakeGraph> graph;
-    graph.Attach(new FakeGraph(std::move(name)));
-    return graph;
+    return Adopt(new FakeGraph(std::move(name)));
 }
 
 FakeFilter& FakeGraph::Add(std::string name, const PinSpecs& pins) {

@@ -68,6 +68,7 @@ public:
     void Leave(IBaseFilter* filter);
     unsigned Version() const { return m_version; }
 
+    void Abandon() override;
     std::string Describe() const override;
     IUnknown* FindInterface(REFIID iid) override;
 

@@ -99,6 +99,14 @@ std::vector<std::string> Ledger::Settle(Mark since) {
     problems.insert(problems.end(), alive.begin(), alive.end());
 
     g_demolishing = true;
+    {
+        const std::lock_guard lock(m_mutex);
+        for (FakeObject* object = m_first; object != nullptr; object = object->m_next) {
+            if (object->m_serial > since) {
+                object->Abandon();
+            }
+        }
+    }
     for (;;) {
         FakeObject* leaked = nullptr;
         {

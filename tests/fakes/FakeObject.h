@@ -16,6 +16,13 @@ namespace fakes {
 
 using Microsoft::WRL::ComPtr;
 
+/// A ComPtr that takes over the caller's reference. (ComPtr::Attach adds one in mingw-w64.)
+template <class T> ComPtr<T> Adopt(T* object) {
+    ComPtr<T> owner;
+    *owner.GetAddressOf() = object;
+    return owner;
+}
+
 class FakeObject;
 
 /// Every listed fake that is alive, so that a test can tell what was not released.
@@ -78,6 +85,9 @@ public:
 
     /// The interface without a reference, or null.
     virtual IUnknown* FindInterface(REFIID iid) = 0;
+
+    /// Forgets the references to others without releasing them: the others are destroyed too.
+    virtual void Abandon() {}
 
     HRESULT Query(REFIID iid, void** out);
     virtual ULONG AddReference();

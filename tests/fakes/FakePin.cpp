@@ -8,12 +8,6 @@ namespace fakes {
 
 namespace {
 
-/// IUnknown of a pin or filter that stands for an interface nobody calls.
-class BareFacet final : public Facet<IUnknown> {
-public:
-    using Facet::Facet;
-};
-
 template <std::size_t N> void CopyName(wchar_t (&out)[N], const std::wstring& name) {
     wcsncpy(out, name.c_str(), N - 1);
     out[N - 1] = L'\0';
@@ -27,6 +21,13 @@ FakePin::FakePin(FakeFilter& filter, const PinSpec& spec, std::string name)
 
 FakePin::~FakePin() {
     Unjoin();
+}
+
+void FakePin::Abandon() {
+    m_peer = nullptr;
+    for (auto& [iid, object] : m_interfaces) {
+        object.Detach();
+    }
 }
 
 FakeObject& FakePin::Listed() {

@@ -22,12 +22,11 @@ bool ConfigFacet::IsCached(IBaseFilter* filter) const {
 }
 
 ComPtr<IBaseFilter> ConfigFacet::Withdraw(IBaseFilter* filter) {
-    ComPtr<IBaseFilter> taken;
-    if (std::erase(m_cache, filter) != 0) {
-        taken.Attach(filter);
-        ++m_version;
+    if (std::erase(m_cache, filter) == 0) {
+        return nullptr;
     }
-    return taken;
+    ++m_version;
+    return Adopt(filter);
 }
 
 void ConfigFacet::Empty() {

@@ -33,6 +33,7 @@ public:
     /// Takes the filter out of the cache with the cache's reference; null when not cached.
     ComPtr<IBaseFilter> Withdraw(IBaseFilter* filter);
     void Empty();
+    void Abandon() { m_cache.clear(); }
 
     HRESULT STDMETHODCALLTYPE AddFilterToCache(IBaseFilter* filter) override;
     HRESULT STDMETHODCALLTYPE EnumCacheFilter(IEnumFilters** out) override;

@@ -22,6 +22,8 @@ enum CallKind : unsigned {
     kRefCall = 8    ///< AddRef and Release (journal only)
 };
 
+using Lines = std::vector<std::string>;
+
 /// Glob match with "*" for any run of characters.
 bool Matches(std::string_view text, std::string_view pattern);
 

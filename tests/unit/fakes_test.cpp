@@ -15,10 +15,6 @@ namespace {
 
 class Fakes : public FakeTest {};
 
-std::vector<std::string> Texts(std::initializer_list<std::string> texts) {
-    return texts;
-}
-
 TEST_F(Fakes, LedgerNamesWhatIsLeft) {
     const Ledger::Mark mark = ledger.Now();
     {
@@ -30,7 +26,7 @@ TEST_F(Fakes, LedgerNamesWhatIsLeft) {
         graph->video.AddRef();
     }
     EXPECT_EQ(ledger.Alive(mark),
-              Texts({"graph: 1 references, 1 on video",
+              Lines({"graph: 1 references, 1 on video",
                      "Source: 1 references, 2 on Source.Out1 (connected), in a graph",
                      "Render: 1 references, 1 on Render.In1 (connected), in a graph"}));
     EXPECT_EQ(ledger.Settle(mark).size(), 3U);
@@ -45,13 +41,13 @@ TEST_F(Fakes, LedgerWantsTheExpectedLeaks) {
         filter->OutPin().AddRef();
         ledger.ExpectLeak(filter->OutPin(), 2);
     }
-    EXPECT_EQ(ledger.Settle(mark), Texts({}));
+    EXPECT_EQ(ledger.Settle(mark), Lines({}));
     {
         const ComPtr<FakeFilter> filter = MakeFilter("A", {Out()});
         filter->OutPin().AddRef();
         ledger.ExpectLeak(filter->OutPin(), 2);
     }
-    EXPECT_EQ(ledger.Settle(mark), Texts({"A.Out1: only 1 of 2 expected leaks"}));
+    EXPECT_EQ(ledger.Settle(mark), Lines({"A.Out1: only 1 of 2 expected leaks"}));
 }
 
 TEST_F(Fakes, UnfreedMediaTypesAreFound) {
@@ -65,8 +61,8 @@ TEST_F(Fakes, UnfreedMediaTypesAreFound) {
         CoTaskMemFree(type); // neither its format block nor its interface
         EXPECT_HR(S_FALSE, types->Next(1, &type, nullptr));
     }
-    EXPECT_EQ(TakeUnfreedTaskMemory(), Texts({"a format block that was not freed"}));
-    EXPECT_EQ(ledger.Settle(mark), Texts({"a media type that was not freed: 1 references"}));
+    EXPECT_EQ(TakeUnfreedTaskMemory(), Lines({"a format block that was not freed"}));
+    EXPECT_EQ(ledger.Settle(mark), Lines({"a media type that was not freed: 1 references"}));
 }
 
 /// Hands out a pin and drops it, with a leak when `ConnectedTo` fails.
@@ -88,7 +84,7 @@ TEST_F(Fakes, FaultPlanHitsEachCallOnce) {
     FaultOptions options;
     options.check = [&](std::size_t, const std::string& where) { hits.push_back(where); };
     EXPECT_EQ(RunFaultPlan([] { LeakyScenario(false); }, options), 3U);
-    EXPECT_EQ(hits, Texts({"", "A.EnumPins", "A.EnumPins.Next", "A.Out1.ConnectedTo"}));
+    EXPECT_EQ(hits, Lines({"", "A.EnumPins", "A.EnumPins.Next", "A.Out1.ConnectedTo"}));
     EXPECT_NONFATAL_FAILURE(
         RunFaultPlan([] { LeakyScenario(true); }),
         "after call 3 failed: A.Out1.ConnectedTo: A: 0 references, 1 on A.Out1");
@@ -115,8 +111,7 @@ TEST_F(Fakes, AnswersComeAsPlanned) {
     EXPECT_HR(S_FALSE, graph->Connect(&a.OutPin(), &b.InPin()));
     EXPECT_HR(E_FAIL, graph->Connect(&a.OutPin(1), &b.InPin(1)));
     EXPECT_HR(S_OK, graph->Connect(&a.OutPin(1), &b.InPin(1)));
-    EXPECT_EQ(graph->Connections(), Texts({"A.Out1 -> B.In1", "A.Out2 -> B.In2"}));
-    EXPECT_EQ(journal.Count("graph.Connect(A.Out?, B.In?)"), 0U);
+    EXPECT_EQ(graph->Connections(), Lines({"A.Out1 -> B.In1", "A.Out2 -> B.In2"}));
     EXPECT_EQ(journal.Count("graph.Connect(A.Out*, B.In*)"), 7U);
 }
 
@@ -124,7 +119,7 @@ TEST_F(Fakes, GraphKeepsTheRulesOfDirectShow) {
     const ComPtr<FakeGraph> graph = MakeGraph();
     FakeFilter& a = graph->Add("A", {Out(Video())});
     FakeFilter& b = graph->Add("B", {In(Video())});
-    EXPECT_EQ(graph->FilterNames(), Texts({"B", "A"}));
+    EXPECT_EQ(graph->FilterNames(), Lines({"B", "A"}));
     EXPECT_HR(S_OK, graph->Connect(&a.OutPin(), &b.InPin()));
     EXPECT_JOURNAL({"graph.Connect(A.Out1, B.In1)"});
     EXPECT_EQ(a.Refs(), 2U); // the graph's, and the peer's on the pin
@@ -158,7 +153,7 @@ TEST_F(Fakes, IntelligentConnectionUsesCacheGraphAndTransforms) {
             graph->transforms.push_back(decoder);
         }
         EXPECT_HR(S_OK, graph->Connect(&a.OutPin(), &b.InPin())) << place;
-        EXPECT_EQ(graph->Connections(), Texts({"A.Out1 -> Decoder.In1", "Decoder.Out1 -> B.In1"}));
+        EXPECT_EQ(graph->Connections(), Lines({"A.Out1 -> Decoder.In1", "Decoder.Out1 -> B.In1"}));
         EXPECT_FALSE(graph->config.IsCached(decoder.Get()));
         EXPECT_TRUE(graph->Contains(decoder.Get()));
     }
@@ -207,7 +202,7 @@ TEST_F(Fakes, DevicesAreListedByCategory) {
 }
 
 TEST_F(Fakes, EventQueueCrossesThreads) {
-    constexpr long kEvents = 20000;
+    constexpr long kEvents = 3000;
     const ComPtr<FakeGraph> graph = MakeGraph();
     journal.SetKinds(0);
     OAEVENT handle = 0;
