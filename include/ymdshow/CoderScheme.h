@@ -13,6 +13,7 @@
 #include <dshow.h>
 
 #include <ymdshow/Export.h>
+#include <ymdshow/LoadReport.h>
 #include <ymdshow/SchemeReport.h>
 #include <ymlib/Module.h>
 
@@ -90,6 +91,12 @@ public:
     /// the next load, kept by UnloadScheme.
     const SchemeLoadReport& GetLoadReport() const;
 
+    /// Makes the filters of `scheme` in order: from its module when the entry names one that
+    /// loads, as a DMO, or from the system. Each is added to the graph of `media`, unless that
+    /// is null, and put with one reference for the caller into the list of its role; null
+    /// lists and roles outside `typeMask` (bits of DSFilterType) drop theirs. An entry that
+    /// gives no filter is logged and passed over; CMedia::GetLoadReport says why. False only
+    /// for an unknown `type`, or when memory runs out.
     bool LoadSchemeFilters(CMedia* media, const Scheme& scheme, std::vector<IBaseFilter*>* sources,
                            std::vector<IBaseFilter*>* transforms,
                            std::vector<IBaseFilter*>* renders, DWORD typeMask);
@@ -115,6 +122,10 @@ protected:
     std::map<std::string, std::shared_ptr<Scheme>> m_mapScheme;
 
 private:
+    static void AddSchemeFilter(CMedia* media, const FilterInfo& info, IBaseFilter* filter,
+                                LoadReport::Filter& report, std::vector<IBaseFilter*>* list,
+                                DWORD typeMask);
+
     SchemeLoadReport m_report;
 };
 
