@@ -3,6 +3,7 @@
 #include "Text/Text.h"
 
 #include <iterator>
+#include <utility>
 
 #include <objbase.h>
 
@@ -170,9 +171,9 @@ void FilterReader::ReadDmoCategory(const Json::Value& value, const ScriptPlace& 
 
 std::int32_t FilterReader::ReadRole(const Json::Value& value, const ScriptPlace& place) {
     m_document.GetWide(value, m_text);
-    m_text = text::LowerAscii(std::wstring(text::Trim(m_text)));
+    m_text = text::LowerAscii(std::move(m_text));
     for (const Role& role : roles) {
-        if (role.name == m_text) {
+        if (role.name == text::Trim(m_text)) {
             return role.value;
         }
     }

@@ -4,6 +4,7 @@
 #include <list>
 #include <string_view>
 #include <unordered_set>
+#include <vector>
 
 #include <ymdshow/CoderScheme.h>
 
@@ -28,6 +29,27 @@ private:
     std::unordered_set<std::wstring_view> m_names;
     std::list<FilterInfo*>::const_iterator m_last{};
     std::size_t m_counted = 0;
+};
+
+/// Remembers filters by their names, for look-ups that are far more frequent than the
+/// names are many: one cache line each, where the ordered map takes a dozen and more.
+class FilterCache {
+public:
+    /// Null when it is not remembered.
+    FilterInfo* Find(std::wstring_view name) const;
+    void Remember(FilterInfo* info);
+
+private:
+    struct Slot {
+        std::size_t hash = 0;
+        FilterInfo* info = nullptr;
+    };
+
+    static std::size_t SlotOf(const std::vector<Slot>& slots, std::size_t hash,
+                              std::wstring_view name);
+
+    std::vector<Slot> m_slots; ///< a power of two of them, at least half empty
+    std::size_t m_count = 0;
 };
 
 /// Appends each entry of `from` unless it may stand only once and its name stood in

@@ -22,6 +22,16 @@ const Json::Value* Member(const Json::Value& object, std::string_view key) {
     return value == nullptr || value->isNull() ? nullptr : value;
 }
 
+Json::Value* Member(Json::Value& object, std::string_view key) {
+    return const_cast<Json::Value*>(Member(std::as_const(object), key));
+}
+
+/// Frees a part of the document that has been read, while it is still in the caches; what
+/// is made of the next part takes its memory.
+void Discard(Json::Value& value) {
+    Json::Value().swap(value);
+}
+
 /// The entries that one script may put into lists. A few names of types before a long
 /// list multiply; no script in use comes near this, a hostile one must not fill memory.
 std::size_t EntryBudget(const ScriptText& text) {
@@ -29,25 +39,26 @@ std::size_t EntryBudget(const ScriptText& text) {
     return base + text.ForReader().size() / 8;
 }
 
-} // namespace
-
-std::vector<std::string> SplitTypes(std::string_view text, bool* cut) {
-    std::string types(text::Trim(text));
-    std::transform(types.begin(), types.end(), types.begin(),
+/// The names in the "Type" of a scheme, separated by ";", up to the first empty one. The
+/// text is lower-cased byte by byte in the process locale, second bytes of double-byte
+/// characters included; that is kept. True when names stand behind the empty one.
+bool SplitTypes(std::string& text, std::vector<std::string_view>& names) {
+    std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    std::vector<std::string> names;
-    *cut = false;
+    const std::string_view types = text::Trim(text);
+    names.clear();
     for (std::size_t at = 0; at < types.size();) {
         const std::size_t end = std::min(types.find(';', at), types.size());
         if (end == at) {
-            *cut = types.find_first_not_of("; \t\r\n", at) != types.npos;
-            break;
+            return types.find_first_not_of("; \t\r\n", at) != types.npos;
         }
-        names.emplace_back(text::Trim(std::string_view(types).substr(at, end - at)));
+        names.push_back(text::Trim(types.substr(at, end - at)));
         at = end + 1;
     }
-    return names;
+    return false;
 }
+
+} // namespace
 
 SchemeLoader::SchemeLoader(const SchemeTables& tables, const ScriptText& text, bool replace,
                            ReportBuilder& report)
@@ -55,27 +66,28 @@ SchemeLoader::SchemeLoader(const SchemeTables& tables, const ScriptText& text, b
       m_replace(replace), m_report(report), m_entriesLeft(EntryBudget(text)) {}
 
 bool SchemeLoader::Load() {
-    const Json::Value* schemes = ParseSchemes();
+    Json::Value* schemes = ParseSchemes();
     if (schemes == nullptr) {
         return false;
     }
     ReportRootKeys();
-    const Json::Value* filters = Member(m_document.Root(), "Filter");
+    Json::Value* filters = Member(m_document.Root(), "Filter");
     if (filters != nullptr && filters->isArray()) {
         ReadFilters(*filters);
     } else if (filters != nullptr) {
         m_report.Add(Kind::WrongType, {}, "Filter", *filters, L"is no array");
     }
     ScriptPlace place{ScriptPlace::List::Schemes, 0};
-    for (const Json::Value& scheme : *schemes) {
+    for (Json::Value& scheme : *schemes) {
         ReadScheme(scheme, place);
+        Discard(scheme);
         ++place.index;
     }
     m_report.Finish(m_text);
     return true;
 }
 
-const Json::Value* SchemeLoader::ParseSchemes() {
+Json::Value* SchemeLoader::ParseSchemes() {
     using Failure = SchemeLoadReport::Failure;
     if (m_text.ForReader().empty()) {
         m_report.Fail(Failure::EmptyScript, L"the script is empty");
@@ -87,7 +99,7 @@ const Json::Value* SchemeLoader::ParseSchemes() {
                       m_text.Locate({error.offset}).front());
         return nullptr;
     }
-    const Json::Value* schemes = Member(m_document.Root(), "Schemes");
+    Json::Value* schemes = Member(m_document.Root(), "Schemes");
     if (schemes == nullptr || !schemes->isArray()) {
         m_report.Fail(Failure::NoSchemes, schemes == nullptr ? L"the script has no \"Schemes\""
                                                              : L"\"Schemes\" is no array");
@@ -107,25 +119,34 @@ void SchemeLoader::ReportRootKeys() {
     }
 }
 
-void SchemeLoader::ReadFilters(const Json::Value& filters) {
+void SchemeLoader::ReadFilters(Json::Value& filters) {
     ScriptPlace place{ScriptPlace::List::Filter, 0};
-    for (const Json::Value& element : filters) {
-        const FilterObject object = m_reader.Collect(element, place);
-        if (object.name == nullptr || object.clsid == nullptr) {
-            m_report.Add(Kind::IgnoredFilter, place, {}, element,
-                         !element.isObject()      ? L"is no object"
-                         : object.name == nullptr ? L"has no \"Name\""
-                                                  : L"has no \"CLSID\"");
-        } else if (const std::wstring& name = m_reader.GetName(object);
-                   m_tables.filters.count(name) != 0) {
-            m_report.Add(Kind::DuplicateName, place, {}, element,
-                         L"a filter of this name is described already:", name);
-        } else if (auto info = m_reader.Read(object, place)) {
-            m_tables.filters.emplace(info->strName, info);
-        } else {
-            m_report.Add(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
-        }
+    for (Json::Value& element : filters) {
+        ReadFilter(element, place);
+        Discard(element);
         ++place.index;
+    }
+}
+
+void SchemeLoader::ReadFilter(const Json::Value& element, const ScriptPlace& place) {
+    const FilterObject object = m_reader.Collect(element, place);
+    if (object.name == nullptr || object.clsid == nullptr) {
+        m_report.Add(Kind::IgnoredFilter, place, {}, element,
+                     !element.isObject()      ? L"is no object"
+                     : object.name == nullptr ? L"has no \"Name\""
+                                              : L"has no \"CLSID\"");
+        return;
+    }
+    const std::wstring& name = m_reader.GetName(object);
+    const auto at = m_tables.filters.lower_bound(name);
+    if (at != m_tables.filters.end() && at->first == name) {
+        m_report.Add(Kind::DuplicateName, place, {}, element,
+                     L"a filter of this name is described already:", name);
+    } else if (auto info = m_reader.Read(object, place)) {
+        m_known.Remember(info.get());
+        m_tables.filters.emplace_hint(at, info->strName, std::move(info));
+    } else {
+        m_report.Add(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
     }
 }
 
@@ -148,15 +169,15 @@ void SchemeLoader::ReadScheme(const Json::Value& scheme, ScriptPlace place) {
         }
     }
     FilterList list = ReadList(*filters, place);
-    const std::vector<std::string> types = ReadTypes(*type, place);
-    if (types.empty()) {
+    ReadTypes(*type, place);
+    if (m_types.empty()) {
         m_report.Add(Kind::IgnoredScheme, place, "Type", *type, L"names no file type");
     }
-    for (std::size_t i = 0; i < types.size(); ++i) {
-        if (!Store(types[i], list, i + 1 == types.size())) {
+    for (std::size_t i = 0; i < m_types.size(); ++i) {
+        if (!Store(m_types[i], list, i + 1 == m_types.size())) {
             m_report.Add(Kind::TooLarge, place, {}, scheme,
                          L"the lists of the script grow too long here; not stored from the type",
-                         ShownText(types[i]));
+                         ShownText(m_types[i]));
             break;
         }
     }
@@ -188,14 +209,13 @@ FilterInfo* SchemeLoader::FindOrRead(const Json::Value& element, const ScriptPla
         return nullptr;
     }
     const std::wstring& name = m_reader.GetName(object);
-    const auto found = m_tables.filters.find(name);
-    if (found != m_tables.filters.end()) {
+    if (FilterInfo* known = FindFilter(name)) {
         if (!object.IsReference()) {
             m_report.Add(Kind::DuplicateName, place, {}, element,
                          L"a filter of this name is described already, and that one stands here:",
                          name);
         }
-        return found->second.get();
+        return known;
     }
     if (object.clsid == nullptr) {
         YMD_LOG_WARNING(loadFunction, L"Load Filter Info Failed, Has No Enougth Value : %s",
@@ -209,31 +229,40 @@ FilterInfo* SchemeLoader::FindOrRead(const Json::Value& element, const ScriptPla
         m_report.Add(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
         return nullptr;
     }
-    return m_tables.filters.emplace(info->strName, info).first->second.get();
+    m_known.Remember(info.get());
+    return m_tables.filters.emplace(info->strName, std::move(info)).first->second.get();
 }
 
-std::vector<std::string> SchemeLoader::ReadTypes(const Json::Value& type,
-                                                 const ScriptPlace& place) {
-    std::string text;
-    if (!m_document.GetNarrow(type, text)) {
+FilterInfo* SchemeLoader::FindFilter(const std::wstring& name) {
+    if (FilterInfo* known = m_known.Find(name)) {
+        return known;
+    }
+    const auto found = m_tables.filters.find(name);
+    if (found == m_tables.filters.end()) {
+        return nullptr;
+    }
+    m_known.Remember(found->second.get());
+    return found->second.get();
+}
+
+void SchemeLoader::ReadTypes(const Json::Value& type, const ScriptPlace& place) {
+    if (!m_document.GetNarrow(type, m_typeText)) {
         m_report.Add(Kind::UnreadableText, place, "Type", type,
                      L"has characters that are not in code page 936, read as \"?\"");
     }
-    bool cut = false;
-    std::vector<std::string> types = SplitTypes(text, &cut);
-    if (cut) {
+    if (SplitTypes(m_typeText, m_types)) {
         m_report.Add(Kind::CutTypeList, place, "Type", type,
-                     L"has an empty name; those behind it are not read:", ShownText(text));
+                     L"has an empty name; those behind it are not read:", ShownText(m_typeText));
     }
-    return types;
 }
 
-bool SchemeLoader::Store(const std::string& type, FilterList& list, bool mayMove) {
+bool SchemeLoader::Store(std::string_view type, FilterList& list, bool mayMove) {
     if (list.size() > m_entriesLeft) {
         return false;
     }
     m_entriesLeft -= list.size();
-    auto& scheme = m_tables.schemes[type];
+    m_typeKey = type;
+    auto& scheme = m_tables.schemes[m_typeKey];
     const bool isNew = scheme == nullptr;
     if (isNew) {
         scheme = std::make_shared<CCoderScheme::Scheme>();

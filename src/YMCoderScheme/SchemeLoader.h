@@ -34,14 +34,16 @@ private:
     using FilterList = std::list<FilterInfo*>;
     using Kind = SchemeLoadReport::Kind;
 
-    const Json::Value* ParseSchemes();
+    Json::Value* ParseSchemes();
     void ReportRootKeys();
-    void ReadFilters(const Json::Value& filters);
+    void ReadFilters(Json::Value& filters);
+    void ReadFilter(const Json::Value& element, const ScriptPlace& place);
     void ReadScheme(const Json::Value& scheme, ScriptPlace place);
     FilterList ReadList(const Json::Value& filters, ScriptPlace place);
     FilterInfo* FindOrRead(const Json::Value& element, const ScriptPlace& place);
-    std::vector<std::string> ReadTypes(const Json::Value& type, const ScriptPlace& place);
-    bool Store(const std::string& type, FilterList& list, bool mayMove);
+    FilterInfo* FindFilter(const std::wstring& name);
+    void ReadTypes(const Json::Value& type, const ScriptPlace& place);
+    bool Store(std::string_view type, FilterList& list, bool mayMove);
     NameIndex& IndexOf(CCoderScheme::Scheme& scheme);
 
     SchemeTables m_tables;
@@ -51,11 +53,11 @@ private:
     bool m_replace;
     ReportBuilder& m_report;
     std::size_t m_entriesLeft;
+    FilterCache m_known; ///< filters of m_tables, as far as this script has named them
     std::unordered_map<CCoderScheme::Scheme*, NameIndex> m_indexes; ///< of schemes merged into
+    std::string m_typeText;
+    std::string m_typeKey;
+    std::vector<std::string_view> m_types; ///< the names in m_typeText
 };
-
-/// The names in the "Type" of a scheme: lower-cased byte by byte in the process locale,
-/// separated by ";", up to the first empty one. `cut` tells that more stand behind it.
-std::vector<std::string> SplitTypes(std::string_view text, bool* cut);
 
 } // namespace ymdshow

@@ -2,7 +2,7 @@
 
 #include "Text/Text.h"
 
-#include <cstring>
+#include <algorithm>
 
 #include <ymlib/Json.h>
 
@@ -60,7 +60,9 @@ bool ScriptDocument::IsUtf8(const Json::Value& string) const {
 void ScriptDocument::GetWide(const Json::Value& string, std::wstring& wide) const {
     const std::string_view bytes = BytesOf(string);
     if (text::IsAscii(bytes)) {
-        wide.assign(bytes.begin(), bytes.end());
+        // Not assign(), which makes a string of its own first.
+        wide.resize(bytes.size());
+        std::copy(bytes.begin(), bytes.end(), wide.begin());
     } else if (IsUtf8(string)) {
         wide = text::DecodeUtf8(bytes);
     } else {

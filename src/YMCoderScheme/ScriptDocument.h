@@ -26,7 +26,8 @@ public:
     /// what stands behind the document is not looked at.
     bool Parse(SyntaxError& error);
 
-    const Json::Value& Root() const { return m_root; }
+    /// Its reader may take out what it has done with.
+    Json::Value& Root() { return m_root; }
 
     /// The value of a string as UTF-16: decoded as UTF-8 when it is surely that, else
     /// converted from code page 936. Empty when neither is possible.
