@@ -1,6 +1,9 @@
 // What the toolkit reads from the registry, with keys that the tests make and remove, and
-// the registration of DLLs. TOOLKIT_SERVER_DLL and TOOLKIT_PLAIN_DLL are built beside the
-// test.
+// the registration of DLLs.
+#include "toolkit_server.h"
+
+#include "GraphToolkit/Attempts.h"
+
 #include <windows.h>
 
 #include <dshow.h>
@@ -142,20 +145,32 @@ protected:
     static DWORD Calls(const char* name) {
         DWORD count = 0;
         DWORD size = sizeof count;
-        RegGetValueA(HKEY_CLASSES_ROOT, TOOLKIT_SERVER_KEY, name, RRF_RT_REG_DWORD, nullptr, &count,
-                     &size);
+        RegGetValueA(HKEY_CLASSES_ROOT, kServerKey, name, RRF_RT_REG_DWORD, nullptr, &count, &size);
         return count;
     }
-    void SetUp() override { RemoveKey(TOOLKIT_SERVER_KEY); }
-    void TearDown() override { RemoveKey(TOOLKIT_SERVER_KEY); }
+    void SetUp() override { RemoveKey(kServerKey); }
+    void TearDown() override { RemoveKey(kServerKey); }
 };
 
 TEST_F(Server, CallsTheEntryPointAndUnloadsTheDll) {
-    const std::string dll = BesideTest(TOOLKIT_SERVER_DLL);
+    const std::string dll = BesideTest(kServerDll);
     EXPECT_TRUE(RegisterServer(dll.c_str()));
     EXPECT_EQ(Calls("Registered"), 1u);
     EXPECT_EQ(Calls("Unregistered"), 0u);
     EXPECT_EQ(GetModuleHandleA(dll.c_str()), nullptr);
+
+    // The filter is registered.
+    std::string server;
+    EXPECT_TRUE(FindFileNameFromCLSID(kServerClass, server));
+    EXPECT_EQ(server.substr(server.find_last_of("\\/") + 1), kServerDll);
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    IBaseFilter* filter = nullptr;
+    GetFilterByCLSID(kServerClass, &filter);
+    EXPECT_EQ(CheckFilterType(filter), DSFT_TRANSFORM);
+    if (filter) {
+        filter->Release();
+    }
+    CoUninitialize(); // unloads the DLL
 
     // Its answer is E_FAIL, which nobody sees.
     EXPECT_TRUE(UnregisterServer(dll.c_str()));
@@ -165,10 +180,25 @@ TEST_F(Server, CallsTheEntryPointAndUnloadsTheDll) {
 }
 
 TEST_F(Server, WithoutEntryPointsIsStillLoaded) {
-    const std::string dll = BesideTest(TOOLKIT_PLAIN_DLL);
+    const std::string dll = BesideTest(kPlainDll);
     EXPECT_TRUE(RegisterServer(dll.c_str()));
     EXPECT_TRUE(UnregisterServer(dll.c_str()));
     EXPECT_EQ(GetModuleHandleA(dll.c_str()), nullptr);
+}
+
+TEST_F(Server, MakesItsFilterUnregistered) {
+    HMODULE module = LoadLibraryA(BesideTest(kPlainDll).c_str());
+    ASSERT_NE(module, nullptr);
+    IBaseFilter* filter = nullptr;
+    EXPECT_EQ(ymdshow::toolkit::CreateInstanceFromModule(module, kServerClass, IID_IBaseFilter,
+                                                         reinterpret_cast<void**>(&filter)),
+              S_OK);
+    EXPECT_EQ(CheckFilterType(filter), DSFT_TRANSFORM);
+    EXPECT_EQ(GetIUnknownRef(filter), 1);
+    if (filter) {
+        filter->Release();
+    }
+    FreeLibrary(module);
 }
 
 TEST_F(Server, ThatCannotBeLoadedIsRefused) {
