@@ -97,7 +97,7 @@ public:
 
     /// Names the file or URL (code page 936), unloads what was loaded and reads
     /// the media information. 0 for an empty path or a local file that does not
-    /// exist; nothing changes then.
+    /// exist; then nothing changes but IsMediaPathURL.
     int SetMediaPath(const std::string& path);
     const std::string& GetMediaPath() const;
 
@@ -235,9 +235,10 @@ public:
 
     /// Forwards graph events to `fn` while the item plays; null ends that. The
     /// thread that calls `fn` is suspended by Pause and, when `fn` does not return
-    /// in time, terminated by Stop, Unload and the destructor: `fn` keeps short,
-    /// takes no lock that another thread needs, and does not call back into
-    /// locked operations of the same item.
+    /// in time, terminated by Stop, Unload and the destructor: `fn` keeps short and
+    /// takes no lock that another thread needs. It should not call back into locked
+    /// operations of the same item, which wait for a host thread that stops the item
+    /// and are then terminated; it must not delete the item.
     void SetEventCallBackFun(EventCallBack fn, void* user);
     void SetAddFilterCallBack(AddFilterCallBack fn, void* user);
 
@@ -246,7 +247,8 @@ public:
     void EnumMediaFilter(void (*fn)(IBaseFilter*, void*), void* user, int all);
 
     /// The interface of the first filter of the graph that has it, with one
-    /// reference for the caller, or null. A non-zero `flag` searches pins too.
+    /// reference for the caller, or null. With a non-zero `flag` only the graph's
+    /// first filter counts, with its pins.
     void* FindInterfaceInGraphFilters(const GUID& iid, int flag);
 
     // --- Video and audio output -------------------------------------------------
@@ -363,6 +365,18 @@ protected:
 
     static DWORD WINAPI _EventThreadFun(void* param);
 
+    /// How host threads and the event thread agree. A copied item has no event thread.
+    struct EventThreadState {
+        EventThreadState() = default;
+        EventThreadState(const EventThreadState&) {}
+        EventThreadState& operator=(const EventThreadState&) { return *this; }
+
+        std::int32_t quit = 0;  ///< the thread is to leave
+        std::int32_t busy = 0;  ///< the thread is not at a point where it can be held
+        std::int32_t holds = 0; ///< host threads that want it held
+        std::int32_t stay = 0;  ///< playback was started anew from the callback
+    };
+
     CMediaPlayer* m_pMediaPlayer = nullptr;
     std::string m_mediaPath;
     std::string m_fileExt;
@@ -432,9 +446,9 @@ protected:
     mutable ymlib::CLock m_lock;
 
     LoadReport m_loadReport;
-    std::int32_t m_eventThreadQuit = 0;
-    std::int32_t m_eventThreadBusy = 0;
-    std::int32_t m_eventThreadHolds = 0;
+    EventThreadState m_eventThread;
+    std::int32_t m_givenClipRange[4]{};
+    std::int32_t m_givenDisplayRange[4]{};
 
 private:
     int SetMediaPathLocked(const std::string& path);
@@ -455,9 +469,13 @@ private:
     bool IsComplete(unsigned int video, unsigned int audio) const;
 
     void CreateEventThread();
-    void EndEventThread();
+    void EndEventThread(DWORD waited = 0);
     void WakeEventThread();
+    bool EventThreadMustLeave();
+    bool EnterEvents();
     void DrainEvents(bool& finished);
+    bool HandleCompletion();
+    void ForwardEvent(long code, LONG_PTR param1, LONG_PTR param2);
     bool HasVisibleVideo() const;
     bool OnEventThread() const;
 };

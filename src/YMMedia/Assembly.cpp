@@ -27,13 +27,20 @@ int CMedia::_InitFilters(CCoderScheme* scheme, int tryRenderSource) {
     if (m_pGB == nullptr) {
         return 0;
     }
-    std::vector<IBaseFilter*> sources;
+    // The scan takes what is left of the sources; whatever keeps it from that gives them back.
+    struct Sources {
+        CMedia& media;
+        std::vector<IBaseFilter*> filters;
+        ~Sources() {
+            for (IBaseFilter* source : filters) {
+                media._RemoveFilter(source);
+                source->Release();
+            }
+        }
+    } unused{*this, {}};
+    std::vector<IBaseFilter*>& sources = unused.filters;
     _LoadFilterWithScheme(scheme, sources);
     if (_TrySourceFilter(sources, tryRenderSource) == 0) {
-        for (IBaseFilter* source : sources) {
-            _RemoveFilter(source);
-            source->Release();
-        }
         return 0;
     }
     _RemoveAllCachedFilterInGraphConfig();

@@ -1,5 +1,3 @@
-#include <atomic>
-
 #include <ymdshow/GraphToolkit.h>
 #include <ymdshow/Media.h>
 
@@ -15,12 +13,16 @@ namespace {
 
 constexpr DWORD kEventWait = 100;     // ms between looks at the play state
 constexpr DWORD kThreadEndWait = 500; // ms until an event thread is terminated
-constexpr int kHoldWait = 200;        // ms until a busy event thread is held no longer
+constexpr ULONGLONG kHoldWait = 200;  // ms until a busy event thread is held no longer
 constexpr DWORD kThreadCallFailed = static_cast<DWORD>(-1);
 
-/// Shared between the event thread, which takes no lock, and host threads.
-std::atomic_ref<std::int32_t> Shared(std::int32_t& value) {
-    return std::atomic_ref<std::int32_t>(value);
+/// Resumes a thread until it runs. False when that fails.
+bool ResumeFully(HANDLE thread) {
+    DWORD suspended = 0;
+    do {
+        suspended = ResumeThread(thread);
+    } while (suspended != 0 && suspended != kThreadCallFailed);
+    return suspended == 0;
 }
 
 } // namespace
@@ -28,9 +30,11 @@ std::atomic_ref<std::int32_t> Shared(std::int32_t& value) {
 void CMedia::SetEventCallBackFun(EventCallBack fn, void* user) {
     CYMAutoLock lock(m_lock);
     {
-        const EventHold hold(*this); // the thread reads the two as a pair
-        m_pEventCallBack = fn;
-        m_pEventCallBackUser = user;
+        // The thread reads the two as a pair: it finds the old one, none, or the new one.
+        const EventHold hold(*this);
+        std::atomic_ref<EventCallBack>(m_pEventCallBack).store(nullptr);
+        std::atomic_ref<void*>(m_pEventCallBackUser).store(user);
+        std::atomic_ref<EventCallBack>(m_pEventCallBack).store(fn);
     }
     if (fn != nullptr && m_playState == State_Running && m_hEventThread == nullptr &&
         m_pMediaEvent != nullptr) {
@@ -44,13 +48,23 @@ void CMedia::SetAddFilterCallBack(AddFilterCallBack fn, void* user) {
 }
 
 void CMedia::CreateEventThread() {
-    Shared(m_eventThreadQuit).store(0);
-    Shared(m_eventThreadBusy).store(0);
+    Shared(m_eventThread.quit).store(0);
+    Shared(m_eventThread.stay).store(0);
+    // Until it has entered its loop, and again while it leaves, it must not be suspended.
+    Shared(m_eventThread.busy).store(1);
     m_hEventThread = CreateThread(nullptr, 0, _EventThreadFun, this, 0, nullptr);
 }
 
 /// Makes sure that a live, running event thread exists.
 void CMedia::WakeEventThread() {
+    if (OnEventThread()) {
+        Shared(m_eventThread.quit).store(0);
+        Shared(m_eventThread.stay).store(1);
+        return;
+    }
+    if (m_hEventThread != nullptr && Shared(m_eventThread.quit).load() != 0) {
+        EndEventThread(); // stopped by its own callback, it may still be leaving
+    }
     if (m_hEventThread == nullptr) {
         CreateEventThread();
         return;
@@ -63,35 +77,33 @@ void CMedia::WakeEventThread() {
         CloseHandle(m_hEventThread);
         m_hEventThread = nullptr;
         CreateEventThread();
-        return;
-    }
-    DWORD suspended = 0;
-    do {
-        suspended = ResumeThread(m_hEventThread);
-    } while (suspended != 0 && suspended != kThreadCallFailed);
-    if (suspended == kThreadCallFailed) {
+    } else if (!ResumeFully(m_hEventThread)) {
         // Kept: the resume path logs the same text as Pause.
         YMD_LOG_ERROR("ymdshow::CMedia::Play", "Suspend Event Thread Failed, Error Code %d : %s",
                       static_cast<int>(GetLastError()), m_mediaPath.c_str());
     }
 }
 
-/// Lets the event thread leave by itself, and terminates it when it does not in time. A
-/// suspended thread is resumed first: terminated where it stands it could take a lock with it.
-void CMedia::EndEventThread() {
+/// Lets the event thread leave by itself, and terminates it when it does not in time; the
+/// caller may have waited for it already. A suspended thread is resumed first: terminated
+/// where it stands it could take a lock with it. On the event thread itself the handle stays,
+/// for others to join.
+void CMedia::EndEventThread(DWORD waited) {
     if (m_hEventThread == nullptr) {
         return;
     }
-    Shared(m_eventThreadQuit).store(1);
+    Shared(m_eventThread.quit).store(1);
+    if (OnEventThread()) {
+        return;
+    }
     DWORD code = 0;
-    if (GetExitCodeThread(m_hEventThread, &code) != FALSE && code == STILL_ACTIVE &&
-        !OnEventThread()) {
-        DWORD suspended = 0;
-        do {
-            suspended = ResumeThread(m_hEventThread);
-        } while (suspended != 0 && suspended != kThreadCallFailed);
-        if (WaitForSingleObject(m_hEventThread, kThreadEndWait) == WAIT_TIMEOUT) {
+    if (GetExitCodeThread(m_hEventThread, &code) != FALSE && code == STILL_ACTIVE) {
+        ResumeFully(m_hEventThread);
+        const DWORD left = waited < kThreadEndWait ? kThreadEndWait - waited : 0;
+        if (WaitForSingleObject(m_hEventThread, left) == WAIT_TIMEOUT) {
             TerminateThread(m_hEventThread, 0);
+            // It ends some time after the call; the interfaces that it uses go next.
+            WaitForSingleObject(m_hEventThread, kThreadEndWait);
         }
     }
     CloseHandle(m_hEventThread);
@@ -115,67 +127,114 @@ DWORD WINAPI CMedia::_EventThreadFun(void* param) {
     if (media.m_pMediaEvent == nullptr) {
         return 0;
     }
+    IMediaEventEx* events = nullptr;
     OAEVENT queue = 0;
-    media.m_pMediaEvent->GetEventHandle(&queue);
     bool finished = false;
-    while (!finished && Shared(media.m_playState).load() != State_Stopped &&
-           Shared(media.m_eventThreadQuit).load() == 0) {
-        if (WaitForSingleObject(reinterpret_cast<HANDLE>(queue), kEventWait) != WAIT_OBJECT_0) {
-            continue;
+    Shared(media.m_eventThread.busy).store(0);
+    while (!finished && !media.EventThreadMustLeave()) {
+        if (events != media.m_pMediaEvent) { // a callback may have loaded the item anew
+            events = media.m_pMediaEvent;
+            queue = 0;
+            if (events != nullptr) {
+                events->GetEventHandle(&queue);
+            }
         }
-        Shared(media.m_eventThreadBusy).store(1);
-        if (Shared(media.m_eventThreadHolds).load() == 0) {
+        const DWORD wait = WaitForSingleObject(reinterpret_cast<HANDLE>(queue), kEventWait);
+        if (wait == WAIT_OBJECT_0 && media.EnterEvents()) {
             media.DrainEvents(finished);
-            Shared(media.m_eventThreadBusy).store(0);
-        } else {
-            Shared(media.m_eventThreadBusy).store(0);
-            Sleep(1);
+            Shared(media.m_eventThread.busy).store(0);
+        } else if (wait != WAIT_OBJECT_0 && wait != WAIT_TIMEOUT) {
+            Sleep(kEventWait);
         }
     }
+    Shared(media.m_eventThread.busy).store(1);
     return 0;
 }
 
-EventHold::EventHold(CMedia& media) : m_media(media) {
-    Shared(m_media.m_eventThreadHolds).fetch_add(1);
-    if (m_media.m_hEventThread == nullptr || m_media.OnEventThread()) {
-        return;
-    }
-    for (int waited = 0; waited < kHoldWait && Shared(m_media.m_eventThreadBusy).load() != 0;
-         ++waited) {
+bool CMedia::EventThreadMustLeave() {
+    return Shared(m_playState).load() == State_Stopped || Shared(m_eventThread.quit).load() != 0;
+}
+
+/// Waits until no host thread holds the event thread. False when it is to leave instead.
+bool CMedia::EnterEvents() {
+    for (;;) {
+        Shared(m_eventThread.busy).store(1);
+        if (Shared(m_eventThread.holds).load() == 0) {
+            return true;
+        }
+        Shared(m_eventThread.busy).store(0);
+        if (EventThreadMustLeave()) {
+            return false;
+        }
         Sleep(1);
     }
 }
 
+EventHold::EventHold(CMedia& media) : m_media(media) {
+    const bool nested = Shared(m_media.m_eventThread.holds).fetch_add(1) != 0;
+    // A paused item's thread is suspended, and was at a safe point when it was.
+    if (nested || m_media.m_hEventThread == nullptr || m_media.m_playState == State_Paused ||
+        m_media.OnEventThread()) {
+        return;
+    }
+    const ULONGLONG start = GetTickCount64();
+    while (Shared(m_media.m_eventThread.busy).load() != 0 && GetTickCount64() - start < kHoldWait &&
+           WaitForSingleObject(m_media.m_hEventThread, 1) == WAIT_TIMEOUT) {
+    }
+    m_waited = static_cast<DWORD>(GetTickCount64() - start);
+}
+
 EventHold::~EventHold() {
-    Shared(m_media.m_eventThreadHolds).fetch_sub(1);
+    Shared(m_media.m_eventThread.holds).fetch_sub(1);
 }
 
 /// Handles and forwards every queued event. The last one decides whether playback has ended.
 void CMedia::DrainEvents(bool& finished) {
+    IMediaEventEx* const events = m_pMediaEvent;
     long code = 0;
     LONG_PTR param1 = 0;
     LONG_PTR param2 = 0;
-    while (Shared(m_eventThreadQuit).load() == 0 &&
-           SUCCEEDED(m_pMediaEvent->GetEvent(&code, &param1, &param2, 0))) {
+    while (events == m_pMediaEvent && Shared(m_eventThread.quit).load() == 0 &&
+           SUCCEEDED(events->GetEvent(&code, &param1, &param2, 0))) {
         finished = code == EC_COMPLETE || code == EC_END_OF_SEGMENT;
         if (finished) {
-            const bool looping = Shared(m_isLoop).load() != 0;
-            if (looping && m_pMediaControl != nullptr) {
-                // On the graph itself: the item stays in its running state.
-                m_pMediaControl->Stop();
-                m_pMediaControl->Run();
-                finished = false;
-            } else if (!looping && HasVisibleVideo()) {
-                m_pVideoWindow->put_Visible(OAFALSE);
-            }
+            finished = !HandleCompletion();
         }
-        if (m_pEventCallBack != nullptr) {
-            m_pEventCallBack(this, m_pEventCallBackUser, code, param1, param2);
+        ForwardEvent(code, param1, param2);
+        if (Shared(m_eventThread.stay).exchange(0) != 0) {
+            finished = false;
         }
-        if (m_pMediaEvent == nullptr) {
-            return; // the callback has unloaded the item
+        if (events == m_pMediaEvent) { // else the callback has unloaded the item
+            events->FreeEventParams(code, param1, param2);
         }
-        m_pMediaEvent->FreeEventParams(code, param1, param2);
+    }
+}
+
+/// Restarts a looping graph and answers true; else hides the picture.
+bool CMedia::HandleCompletion() {
+    const bool looping = Shared(m_isLoop).load() != 0;
+    if (looping && m_pMediaControl != nullptr) {
+        // On the graph itself: the item stays in its running state. A host thread that is
+        // waiting gets its turn in between, and may have stopped the item then.
+        m_pMediaControl->Stop();
+        Shared(m_eventThread.busy).store(0);
+        if (EnterEvents()) {
+            m_pMediaControl->Run();
+        }
+        return true;
+    }
+    if (!looping && HasVisibleVideo()) {
+        m_pVideoWindow->put_Visible(OAFALSE);
+    }
+    return false;
+}
+
+void CMedia::ForwardEvent(long code, LONG_PTR param1, LONG_PTR param2) {
+    std::atomic_ref<EventCallBack> shared(m_pEventCallBack);
+    EventCallBack fn = shared.load();
+    void* const user = std::atomic_ref<void*>(m_pEventCallBackUser).load();
+    if (fn != nullptr && fn == shared.load()) {
+        fn(this, user, code, param1, param2);
     }
 }
 

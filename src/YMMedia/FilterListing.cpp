@@ -20,11 +20,11 @@ void AppendFilter(std::wstring& listing, std::size_t index, IBaseFilter* filter)
     if (SUCCEEDED(filter->QueryFilterInfo(info.Put()))) {
         listing += info->achName;
     }
+    listing += L"\n\t";
     CLSID clsid{};
     std::array<wchar_t, 39> clsidText{};
     if (SUCCEEDED(filter->GetClassID(&clsid))) {
         if (StringFromGUID2(clsid, clsidText.data(), static_cast<int>(clsidText.size())) > 0) {
-            listing += L"\n\t";
             listing += clsidText.data();
         }
         std::string file;
@@ -48,15 +48,22 @@ void CMedia::ShowFilterPropertyPage(int index, HWND parent) {
 void CMedia::GetFilterInfo(std::wstring& listing) const {
     listing.clear();
     CYMAutoLock lock(m_lock);
-    for (std::size_t i = 0; i < m_usedFilters.size(); ++i) {
-        AppendFilter(listing, i, m_usedFilters[i]);
-    }
+    OrWhenOutOfMemory(false, [&] {
+        for (std::size_t i = 0; i < m_usedFilters.size(); ++i) {
+            AppendFilter(listing, i, m_usedFilters[i]);
+        }
+        return true;
+    });
 }
 
 void CMedia::GetFilterInfo(std::string& listing) const {
     std::wstring wide;
     GetFilterInfo(wide);
-    listing = text::ToNarrow(wide);
+    listing.clear();
+    OrWhenOutOfMemory(false, [&] {
+        listing = text::ToNarrow(wide);
+        return true;
+    });
 }
 
 } // namespace ymdshow

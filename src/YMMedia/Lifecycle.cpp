@@ -1,5 +1,6 @@
 #include <io.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include <ymdshow/CoderScheme.h>
@@ -136,14 +137,8 @@ void CMedia::ForgetStreamFacts() {
 /// Rectangles and a clip end that an earlier load derived from its file go with that file;
 /// those that the host chose stay.
 void CMedia::ForgetPictureFacts() {
-    for (auto* range : {&m_videoClipRange, &m_videoDisplayRange}) {
-        auto& [left, top, width, height] = *range;
-        if (left == 0 && top == 0 && width == m_videoOriginalWidth &&
-            height == m_videoOriginalHeight) {
-            width = 0;
-            height = 0;
-        }
-    }
+    std::copy_n(m_givenClipRange, 4, m_videoClipRange);
+    std::copy_n(m_givenDisplayRange, 4, m_videoDisplayRange);
     if (m_clipStartTime == 0 && m_clipEndTime == m_originalDuration) {
         m_clipEndTime = 0;
     }
@@ -187,7 +182,14 @@ int CMedia::IsReadyForPlay() const {
 
 int CMedia::Load(CCoderScheme* scheme, int flag) {
     CYMAutoLock lock(m_lock);
-    return OrWhenOutOfMemory(0, [&] { return LoadLocked(scheme, flag); });
+    try {
+        return LoadLocked(scheme, flag);
+    } catch (const std::bad_alloc&) {
+        // Half a graph would pass for a loaded one.
+        _FreeFilters();
+        _FreeDirectShow();
+        return 0;
+    }
 }
 
 int CMedia::LoadLocked(CCoderScheme* scheme, int flag) {

@@ -7,6 +7,7 @@
 
 #include "BaseClasses/ComTypes.h"
 #include "GraphToolkit/Ranges.h"
+#include "YMMedia/EventHold.h"
 #include "YMMedia/Seeking.h"
 #include "YMMedia/Support.h"
 
@@ -131,7 +132,7 @@ int CMedia::IsAllFilterLinked() const {
 void CMedia::_FreeFilters() {
     if (m_playState == State_Running) {
         Stop();
-        m_playState = State_Stopped;
+        Shared(m_playState).store(State_Stopped);
     }
     // The event thread uses the interfaces that go now.
     EndEventThread();
@@ -163,7 +164,7 @@ void CMedia::_FreeFilters() {
     m_streamSelectVideoNum = 0;
     m_streamSelectAudioNum = 0;
     m_isAllFilterLinked = false;
-    m_playState = State_Stopped;
+    Shared(m_playState).store(State_Stopped);
 
     const auto drop = [this](IBaseFilter* filter, const char* warning) {
         _RemoveFilter(filter);
@@ -185,49 +186,49 @@ void CMedia::_FreeFilters() {
     }
 }
 
-void CMedia::_RemoveAllFilterInGraphBuilder() {
-    if (m_pGB == nullptr) {
-        return;
-    }
-    ComPtr<IEnumFilters> filters;
-    if (FAILED(m_pGB->EnumFilters(&filters)) || filters == nullptr) {
-        return;
-    }
+namespace {
+
+/// Hands the first filter that `filters` lists to `remove`, which takes it out and gives the
+/// enumerator's reference back, until none is left. A filter that stays listed is tried again
+/// once and then left, with all behind it.
+template <class Remove> void RemoveFirstUntilEmpty(IEnumFilters* filters, Remove&& remove) {
+    const IBaseFilter* previous = nullptr;
+    int repeats = 0;
     IBaseFilter* filter = nullptr;
-    IBaseFilter* refused = nullptr;
-    while (filters->Next(1, &filter, nullptr) == S_OK) {
-        const bool removed = SUCCEEDED(m_pGB->RemoveFilter(filter));
+    while (repeats < 2 && filters->Next(1, &filter, nullptr) == S_OK) {
+        repeats = filter == previous ? repeats + 1 : 0;
+        previous = filter;
+        remove(filter);
+        filters->Reset(); // the list has changed
+    }
+}
+
+} // namespace
+
+void CMedia::_RemoveAllFilterInGraphBuilder() {
+    ComPtr<IEnumFilters> filters;
+    if (m_pGB == nullptr || FAILED(m_pGB->EnumFilters(&filters)) || filters == nullptr) {
+        return;
+    }
+    RemoveFirstUntilEmpty(filters.Get(), [this](IBaseFilter* filter) {
+        m_pGB->RemoveFilter(filter);
         if (filter->Release() != 0) {
             YMD_LOG_WARNING("ymdshow::CMedia::_RemoveAllFilterInGraphBuilder",
                             "Remove Filter Warning! RefCount : %d", GetIUnknownRef(filter));
         }
-        filters->Reset();
-        if (!removed && filter == refused) {
-            break; // the graph would list the same filter for ever
-        }
-        refused = removed ? nullptr : filter;
-    }
+    });
 }
 
 void CMedia::_RemoveAllCachedFilterInGraphConfig() {
-    if (m_pGraphConfig == nullptr) {
-        return;
-    }
     ComPtr<IEnumFilters> filters;
-    if (FAILED(m_pGraphConfig->EnumCacheFilter(&filters)) || filters == nullptr) {
+    if (m_pGraphConfig == nullptr || FAILED(m_pGraphConfig->EnumCacheFilter(&filters)) ||
+        filters == nullptr) {
         return;
     }
-    IBaseFilter* filter = nullptr;
-    IBaseFilter* refused = nullptr;
-    while (filters->Next(1, &filter, nullptr) == S_OK) {
-        const bool removed = RemoveFilterFromGraphBuilderCache(m_pGraphConfig, filter) != 0;
+    RemoveFirstUntilEmpty(filters.Get(), [this](IBaseFilter* filter) {
+        RemoveFilterFromGraphBuilderCache(m_pGraphConfig, filter);
         filter->Release();
-        filters->Reset();
-        if (!removed && filter == refused) {
-            break;
-        }
-        refused = removed ? nullptr : filter;
-    }
+    });
 }
 
 } // namespace ymdshow

@@ -24,7 +24,7 @@ int CMedia::Play() {
         return 0;
     }
     // Before the thread is started or resumed: it ends at once when it finds state 0.
-    m_playState = State_Running;
+    Shared(m_playState).store(State_Running);
     if ((m_pEventCallBack != nullptr || m_isLoop != 0) && m_pMediaEvent != nullptr) {
         WakeEventThread();
     }
@@ -54,7 +54,7 @@ int CMedia::Pause() {
         YMD_LOG_ERROR("ymdshow::CMedia::Pause", "Suspend Event Thread Failed, Error Code %d : %s",
                       static_cast<int>(GetLastError()), m_mediaPath.c_str());
     }
-    m_playState = State_Paused;
+    Shared(m_playState).store(State_Paused);
     return 1;
 }
 
@@ -67,7 +67,7 @@ int CMedia::Stop() {
     if (FAILED(m_pMediaControl->Stop())) {
         return 0;
     }
-    m_playState = State_Stopped;
+    Shared(m_playState).store(State_Stopped);
     if (HasVisibleVideo()) {
         m_pVideoWindow->put_Visible(OAFALSE);
     }
@@ -80,7 +80,7 @@ int CMedia::Stop() {
                                           AM_SEEKING_NoPositioning);
         }
     }
-    EndEventThread();
+    EndEventThread(hold.Waited());
     return 1;
 }
 
@@ -120,7 +120,7 @@ int CMedia::SetMediaPosition(std::int64_t position) {
     const PausedGraph paused(m_pMediaControl);
     const HRESULT result =
         SeekInUnits(seeking, m_videoOriginalAvgFrameTime, paused.StateResult(),
-                    [seeking, position](std::int64_t unit, bool) {
+                    [seeking, position](std::int64_t unit, TimeFormat) {
                         LONGLONG target = position / unit;
                         return seeking->SetPositions(&target, AM_SEEKING_AbsolutePositioning,
                                                      nullptr, AM_SEEKING_NoPositioning);
@@ -158,12 +158,12 @@ int CMedia::TimeClip(const std::int64_t& start, const std::int64_t& end) {
     const PausedGraph paused(m_pMediaControl);
     const HRESULT result =
         SeekInUnits(seeking, m_videoOriginalAvgFrameTime, paused.StateResult(),
-                    [this, seeking](std::int64_t unit, bool native) {
+                    [this, seeking](std::int64_t unit, TimeFormat format) {
                         LONGLONG first = m_clipStartTime / unit;
                         LONGLONG stop = m_clipEndTime / unit;
                         LONGLONG duration = 0;
-                        if (native && unit == 1 && SUCCEEDED(seeking->GetDuration(&duration)) &&
-                            stop >= duration) {
+                        if (format == TimeFormat::NativeMediaTime &&
+                            SUCCEEDED(seeking->GetDuration(&duration)) && stop >= duration) {
                             stop = duration - 1;
                         }
                         return seeking->SetPositions(&first, AM_SEEKING_AbsolutePositioning, &stop,
@@ -224,7 +224,7 @@ int CMedia::IsStopped() const {
 
 void CMedia::SetLoop(int loop) {
     CYMAutoLock lock(m_lock);
-    m_isLoop = loop;
+    Shared(m_isLoop).store(loop);
     if (loop != 0 && m_playState == State_Running && m_hEventThread == nullptr &&
         m_pMediaEvent != nullptr) {
         CreateEventThread();

@@ -42,29 +42,34 @@ private:
     OAFilterState m_state = State_Paused;
 };
 
-/// Calls `seek(unit, native)` in a time format of the graph's: `unit` is the length of one
-/// position in 100 ns units (1 for media time, `frameTime` for frames), `native` tells that
-/// the format was in force or could not be asked for, so that nothing is restored. Answers
-/// what `seek` answers, or `otherwise` when no format fits.
+enum class TimeFormat {
+    NativeMediaTime, ///< media time, in force before or taken when the format was unknown
+    Other,           ///< frames, or media time for the one operation
+};
+
+/// Calls `seek(unit, format)` in a time format of the graph's: `unit` is the length of one
+/// position in 100 ns units (1 for media time, `frameTime` for frames). A format that was
+/// changed is restored. Answers what `seek` answers, or `otherwise` when no format fits.
 template <class Seek>
 HRESULT SeekInUnits(IMediaSeeking* seeking, std::int64_t frameTime, HRESULT otherwise,
                     Seek&& seek) {
     GUID format{};
     if (FAILED(seeking->GetTimeFormat(&format))) {
-        return SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME)) ? seek(1, true)
-                                                                          : otherwise;
+        return SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))
+                   ? seek(1, TimeFormat::NativeMediaTime)
+                   : otherwise;
     }
     if (format == TIME_FORMAT_MEDIA_TIME) {
-        return seek(1, true);
+        return seek(1, TimeFormat::NativeMediaTime);
     }
     if (format == TIME_FORMAT_FRAME && frameTime > 0) {
-        return seek(frameTime, true);
+        return seek(frameTime, TimeFormat::Other);
     }
     HRESULT result = otherwise;
     if (SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))) {
-        result = seek(1, false);
+        result = seek(1, TimeFormat::Other);
     } else if (frameTime >= 1 && SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_FRAME))) {
-        result = seek(frameTime, false);
+        result = seek(frameTime, TimeFormat::Other);
     } else {
         return otherwise;
     }

@@ -72,7 +72,7 @@ bool CMedia::FilterTrackInfo::Link(IGraphBuilder* graph) {
 }
 
 bool CMedia::FilterTrackInfo::Unlink(IGraphBuilder* graph) {
-    if (!brokenLinks.empty()) {
+    if (!brokenLinks.empty() || graph == nullptr) {
         return true;
     }
     std::deque<ComPtr<IBaseFilter>> filters{renderer};

@@ -25,6 +25,12 @@ template <class Format> const Format* FormatBlock(const AM_MEDIA_TYPE& type, con
                : nullptr;
 }
 
+/// A hostile format block may hold anything; 0 when the distance is no picture size.
+std::int32_t Distance(LONG from, LONG to) {
+    const std::int64_t distance = std::abs(std::int64_t{to} - std::int64_t{from});
+    return distance <= INT32_MAX ? static_cast<std::int32_t>(distance) : 0;
+}
+
 /// A small disagreement follows the connection, a large one keeps the record's value.
 void CorrectSize(std::int32_t& record, std::int32_t connected) {
     if (record < 1 || std::abs(record - connected) < kSizeTolerance) {
@@ -179,8 +185,8 @@ void TrackScan::CorrectVideoRecord(VideoInfo& record, const AM_MEDIA_TYPE& type)
     } else {
         return;
     }
-    const PictureSize connected{std::abs(target.right - target.left),
-                                std::abs(target.bottom - target.top)};
+    const PictureSize connected{Distance(target.left, target.right),
+                                Distance(target.top, target.bottom)};
     if (connected.width >= 1 && connected.height >= 1) {
         const PictureSize size =
             CorrectedPictureSize(connected, m_media.m_fix1088Height, m_media.m_evenVideoSize);

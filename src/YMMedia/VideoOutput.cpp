@@ -14,6 +14,7 @@ using ymlib::CYMAutoLock;
 namespace {
 
 constexpr long kChildStyle = WS_CHILD | WS_CLIPSIBLINGS | WS_CLIPCHILDREN;
+constexpr double kLongestFrame = 1.0e9;  // seconds; beyond it a value is no frame time
 constexpr double kTimeUnit = 10000000.0; // 100 ns units in a second
 
 /// Unlike the graph scan, a large disagreement lets the record win here.
@@ -66,6 +67,7 @@ void CMedia::SetPlayWindow(HWND window) {
 bool CMedia::SetVideoClipRange(long left, long top, long width, long height) {
     CYMAutoLock lock(m_lock);
     StoreRange(m_videoClipRange, left, top, width, height);
+    StoreRange(m_givenClipRange, left, top, width, height);
     return m_pBasicVideo != nullptr &&
            SUCCEEDED(m_pBasicVideo->SetSourcePosition(left, top, width, height));
 }
@@ -73,6 +75,7 @@ bool CMedia::SetVideoClipRange(long left, long top, long width, long height) {
 bool CMedia::SetVideoDisplayRange(long left, long top, long width, long height) {
     CYMAutoLock lock(m_lock);
     StoreRange(m_videoDisplayRange, left, top, width, height);
+    StoreRange(m_givenDisplayRange, left, top, width, height);
     return m_pBasicVideo != nullptr &&
            SUCCEEDED(m_pBasicVideo->SetDestinationPosition(left, top, width, height));
 }
@@ -146,7 +149,7 @@ int CMedia::_ReadAndSetByIBasicVideo() {
     }
     double seconds = 0.0;
     const bool timed = SUCCEEDED(m_pBasicVideo->get_AvgTimePerFrame(&seconds));
-    if (timed) {
+    if (timed && std::fabs(seconds) < kLongestFrame) {
         m_videoOriginalAvgFrameTime = static_cast<std::int64_t>(seconds * kTimeUnit);
     }
     if (record != nullptr && record->avgFrameTime >= 1) {

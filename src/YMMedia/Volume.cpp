@@ -32,12 +32,12 @@ float CMedia::GetVolumePercent() const {
     if (volume == kSilence) {
         return 0.0F;
     }
-    if (volume == kFullVolume) {
+    if (volume >= kFullVolume) {
         return 1.0F;
     }
     const int attenuation =
         static_cast<int>(std::pow(static_cast<float>(-volume), 1.1764706F)) / 100;
-    return static_cast<float>(100 - attenuation) * 0.01F;
+    return static_cast<float>((100 - attenuation) * 0.01);
 }
 
 int CMedia::SetVolume(long volume) {

@@ -58,7 +58,7 @@ unsigned CMediaPlayer::GetMediaNum() const {
     return static_cast<unsigned>(m_medias.size());
 }
 
-bool CMediaPlayer::RemoveMedia(const std::string& path) {
+bool CMediaPlayer::RemoveMedia(const std::string& path) try {
     // The caller's text may be that of a media item that is deleted on the way.
     const std::string wanted = path;
     bool removed = false;
@@ -72,6 +72,8 @@ bool CMediaPlayer::RemoveMedia(const std::string& path) {
         }
     }
     return removed;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 bool CMediaPlayer::RemoveMedia(unsigned index) {
