@@ -8,6 +8,7 @@
 #include "MediaPath.h"
 #include "Playback.h"
 #include "Report.h"
+#include "SchemeCheck.h"
 #include "Text.h"
 #include "Watchdog.h"
 #include "Window.h"
@@ -112,8 +113,9 @@ bool PlayRun::LoadScheme() {
     if (scheme.LoadScheme(m_options.scheme, 0)) {
         return true;
     }
-    return Fail(L"the scheme script " + m_options.scheme +
-                L" does not load; see `ymds scheme check`");
+    const ymdshow::SchemeLoadReport& report = scheme.GetLoadReport();
+    return Fail(L"the scheme script " + ScriptPlace(m_options.scheme, report.line, report.column) +
+                L" does not load: " + report.failureReason);
 }
 
 bool PlayRun::Load() {

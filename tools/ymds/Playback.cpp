@@ -192,7 +192,9 @@ void Playback::SaveReportSnapshot(bool resume) {
         return;
     }
     if (m_media.GetVideoTrackNum() == 0) {
-        m_report.snapshotNote = L"the file has no picture";
+        m_report.snapshotNote = m_media.GetOriginalVideoTrackNum() > 0
+                                    ? L"no renderer took the picture"
+                                    : L"the file has no picture";
         return;
     }
     const std::wstring path =

@@ -10,6 +10,8 @@ namespace ymds {
 namespace {
 
 constexpr std::int64_t SeekStep = 5LL * 10000000;
+// A seek to the very end leaves nothing to show, and Wine's splitter waiting for it.
+constexpr std::int64_t EndMargin = 5000000;
 constexpr std::int64_t UsualFrameTime = 400000;
 
 } // namespace
@@ -68,7 +70,7 @@ void Player::Seek(std::int64_t position) {
     const std::int64_t duration = m_media.GetOriginalDuration();
     std::int64_t target = std::max<std::int64_t>(position, 0);
     if (duration > 0) {
-        target = std::min(target, duration);
+        target = std::min(target, std::max<std::int64_t>(duration - EndMargin, 0));
     }
     WhileStill([&] { m_media.SetMediaPosition(target); });
 }

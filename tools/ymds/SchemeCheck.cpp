@@ -57,11 +57,6 @@ const wchar_t* KindText(Report::Kind kind) {
     }
 }
 
-std::wstring Place(const std::wstring& script, std::size_t line, std::size_t column) {
-    return line == 0 ? script
-                     : script + L":" + std::to_wstring(line) + L":" + std::to_wstring(column);
-}
-
 std::wstring SchemesText(ymdshow::CCoderScheme& scheme) {
     std::wstring text;
     const std::vector<std::string> types = scheme.GetSchemeTypes();
@@ -82,8 +77,8 @@ std::wstring SchemesText(ymdshow::CCoderScheme& scheme) {
 std::wstring EntriesText(const std::wstring& script, const Report& report) {
     std::wstring text;
     for (const Report::Entry& entry : report.entries) {
-        text += Place(script, entry.line, entry.column) + L": " + KindText(entry.kind) + L": " +
-                entry.place + L": " + entry.reason + L"\n";
+        text += ScriptPlace(script, entry.line, entry.column) + L": " + KindText(entry.kind) +
+                L": " + entry.place + L": " + entry.reason + L"\n";
     }
     if (report.omitted > 0) {
         text += L"and " + std::to_wstring(report.omitted) + L" more\n";
@@ -93,12 +88,17 @@ std::wstring EntriesText(const std::wstring& script, const Report& report) {
 
 } // namespace
 
+std::wstring ScriptPlace(const std::wstring& script, std::size_t line, std::size_t column) {
+    return line == 0 ? script
+                     : script + L":" + std::to_wstring(line) + L":" + std::to_wstring(column);
+}
+
 int SchemeCheck(const SchemeCheckOptions& options) {
     ymdshow::CCoderScheme scheme;
     const bool loaded = scheme.LoadScheme(options.script, 0);
     const Report& report = scheme.GetLoadReport();
     if (!loaded) {
-        Complain(Place(options.script, report.line, report.column) +
+        Complain(ScriptPlace(options.script, report.line, report.column) +
                  L": the script does not load: " + report.failureReason);
         return ExitFailed;
     }
