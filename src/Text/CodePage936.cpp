@@ -1,5 +1,7 @@
 #include "Text/Text.h"
 
+#include <algorithm>
+
 #ifdef _WIN32
 #include <windows.h>
 
@@ -13,17 +15,6 @@
 namespace ymdshow::text {
 
 namespace {
-
-/// A lead byte with nothing behind it. The C runtime's answer to it is failure, but
-/// some read past the end on the way there, so it is told beforehand.
-bool EndsInsideCharacter(std::string_view narrow) {
-    for (std::size_t at = 0; at < narrow.size(); ++at) {
-        if (IsLeadByte(static_cast<unsigned char>(narrow[at])) && ++at == narrow.size()) {
-            return true;
-        }
-    }
-    return false;
-}
 
 bool IsAsciiWide(std::wstring_view wide) {
     for (const wchar_t c : wide) {
@@ -146,17 +137,70 @@ bool ConvertToNarrow(const std::wstring& wide, std::string& narrow) {
 
 #endif
 
+/// The code page's characters as the conversion above gives them, one by one: it has no
+/// state, and asking it for each text costs several times as much.
+class WideTable {
+public:
+    WideTable() {
+        for (unsigned first = 1; first < 0x100; ++first) {
+            std::string bytes(1, static_cast<char>(first));
+            if (!IsLeadByte(static_cast<unsigned char>(first))) {
+                m_single[first] = Convert(bytes);
+                continue;
+            }
+            for (unsigned second = 1; second < 0x100; ++second) {
+                m_pair[first - 0x81][second] = Convert(bytes + static_cast<char>(second));
+            }
+        }
+    }
+
+    /// The character at the start of `bytes` and its length; 0 when none is there.
+    wchar_t Find(std::string_view bytes, std::size_t& length) const {
+        const auto first = static_cast<unsigned char>(bytes[0]);
+        if (!IsLeadByte(first)) {
+            return m_single[first];
+        }
+        length = 2;
+        return bytes.size() < 2 ? L'\0'
+                                : m_pair[first - 0x81][static_cast<unsigned char>(bytes[1])];
+    }
+
+private:
+    static wchar_t Convert(const std::string& bytes) {
+        std::wstring wide;
+        return ConvertToWide(bytes, wide) && wide.size() == 1 ? wide[0] : L'\0';
+    }
+
+    wchar_t m_single[0x100] = {};
+    wchar_t m_pair[0xFE - 0x81 + 1][0x100] = {};
+};
+
 } // namespace
 
-std::wstring ToWide(const std::string& narrow) {
-    const std::string_view text(narrow.c_str());
+void ToWide(std::string_view narrow, std::wstring& wide) {
+    const std::string_view text = narrow.substr(0, narrow.find('\0'));
+    wide.resize(text.size());
     if (IsAscii(text)) {
-        return std::wstring(text.begin(), text.end());
+        std::copy(text.begin(), text.end(), wide.begin());
+        return;
     }
+    static const WideTable table;
+    std::size_t size = 0;
+    for (std::size_t at = 0; at < text.size(); ++size) {
+        std::size_t length = 1;
+        wide[size] = table.Find(text.substr(at, 2), length);
+        if (wide[size] == L'\0') {
+            wide.clear();
+            return;
+        }
+        at += length;
+    }
+    wide.resize(size);
+}
+
+std::wstring ToWide(const std::string& narrow) {
     std::wstring wide;
-    if (!EndsInsideCharacter(text)) {
-        ConvertToWide(narrow, wide);
-    }
+    ToWide(narrow, wide);
     return wide;
 }
 

@@ -15,6 +15,9 @@ namespace ymdshow::text {
 /// code page gives an empty string. The process locale is neither used nor changed.
 std::wstring ToWide(const std::string& narrow);
 
+/// The same into a string whose memory is used again.
+void ToWide(std::string_view narrow, std::wstring& wide);
+
 /// UTF-16 to code page 936 as wcstombs does it under "chs", up to the first zero. A
 /// character that the code page lacks becomes '?', so that the rest of a path or a
 /// name stays readable; TryToNarrow tells that case.

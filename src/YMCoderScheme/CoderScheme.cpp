@@ -131,7 +131,7 @@ bool CCoderScheme::ConfigScheme(const std::vector<std::string>& types, Scheme& o
         for (const std::string& type : types) {
             Scheme* scheme = nullptr;
             if (FindScheme(type, &scheme)) {
-                MergeFilters(out.listFilter, scheme->listFilter, index);
+                MergeFilters(out.listFilter, std::list<FilterInfo*>(scheme->listFilter), index);
             }
         }
         return true;

@@ -143,7 +143,7 @@ void SchemeLoader::ReadFilter(const Json::Value& element, const ScriptPlace& pla
         m_report.Add(Kind::DuplicateName, place, {}, element,
                      L"a filter of this name is described already:", name);
     } else if (auto info = m_reader.Read(object, place)) {
-        m_known.Remember(info.get());
+        m_known.Insert(info.get());
         m_tables.filters.emplace_hint(at, info->strName, std::move(info));
     } else {
         m_report.Add(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
@@ -229,7 +229,7 @@ FilterInfo* SchemeLoader::FindOrRead(const Json::Value& element, const ScriptPla
         m_report.Add(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
         return nullptr;
     }
-    m_known.Remember(info.get());
+    m_known.Insert(info.get());
     return m_tables.filters.emplace(info->strName, std::move(info)).first->second.get();
 }
 
@@ -241,7 +241,7 @@ FilterInfo* SchemeLoader::FindFilter(const std::wstring& name) {
     if (found == m_tables.filters.end()) {
         return nullptr;
     }
-    m_known.Remember(found->second.get());
+    m_known.Insert(found->second.get());
     return found->second.get();
 }
 
@@ -267,15 +267,12 @@ bool SchemeLoader::Store(std::string_view type, FilterList& list, bool mayMove) 
     if (isNew) {
         scheme = std::make_shared<CCoderScheme::Scheme>();
     }
+    FilterList own = mayMove ? std::move(list) : list;
     if (!isNew && !m_replace) {
-        MergeFilters(scheme->listFilter, list, IndexOf(*scheme));
+        MergeFilters(scheme->listFilter, std::move(own), IndexOf(*scheme));
         return true;
     }
-    if (mayMove) {
-        scheme->listFilter = std::move(list);
-    } else {
-        scheme->listFilter = list;
-    }
+    scheme->listFilter = std::move(own);
     if (const auto index = m_indexes.find(scheme.get()); index != m_indexes.end()) {
         index->second.Reset();
     }

@@ -53,7 +53,7 @@ private:
     bool m_replace;
     ReportBuilder& m_report;
     std::size_t m_entriesLeft;
-    FilterCache m_known; ///< filters of m_tables, as far as this script has named them
+    FilterTable m_known; ///< filters of m_tables, as far as this script has named them
     std::unordered_map<CCoderScheme::Scheme*, NameIndex> m_indexes; ///< of schemes merged into
     std::string m_typeText;
     std::string m_typeKey;

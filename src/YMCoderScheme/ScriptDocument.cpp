@@ -66,7 +66,7 @@ void ScriptDocument::GetWide(const Json::Value& string, std::wstring& wide) cons
     } else if (IsUtf8(string)) {
         wide = text::DecodeUtf8(bytes);
     } else {
-        wide = text::ToWide(std::string(bytes));
+        text::ToWide(bytes, wide);
     }
 }
 

@@ -60,7 +60,7 @@ Literal ScanLiteral(std::string_view text, std::size_t begin) {
     std::size_t at = begin + 1;
     while (at < text.size() && text[at] != '"') {
         if (!IsHighByte(text[at])) {
-            at = StepAnsi(text, at, literal);
+            at = text[at] == '\\' ? StepAnsi(text, at, literal) : at + 1;
             continue;
         }
         const std::size_t length = text::Utf8SequenceLength(text.substr(at, 4));
@@ -177,9 +177,13 @@ void RewriteLiteral(std::string_view text, std::size_t begin, const Literal& lit
 template <class Sink> bool RewriteText(std::string_view text, bool force, Sink& sink) {
     bool rewritten = false;
     std::size_t copied = 0;
-    for (std::size_t at = 0; (at = text.find_first_of("\"/", at)) != text.npos;) {
+    for (std::size_t at = 0; at < text.size();) {
         if (text[at] == '/') {
             at = SkipComment(text, at);
+            continue;
+        }
+        if (text[at] != '"') {
+            ++at;
             continue;
         }
         const Literal literal = ScanLiteral(text, at);
@@ -207,6 +211,7 @@ void ScriptText::SetScript(std::string_view script) {
         return;
     }
     Rewriter rewriter(m_rewritten);
+    m_rewritten.reserve(script.size() + script.size() / 16);
     if (RewriteText(script, false, rewriter)) {
         m_forReader = m_rewritten;
         m_mayHaveEscapes = m_rewritten.find("\\u") != std::string::npos;

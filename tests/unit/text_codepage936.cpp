@@ -53,6 +53,14 @@ TEST(CodePage936, EveryOneAndTwoByteTextConvertsLikeTheCRuntime) {
             converted += wide.empty() ? 0 : 1;
         }
     }
+    std::string all;
+    for (int first = 0x81; first <= 0xFE; ++first) {
+        for (int second = 0x40; second <= 0xFE; ++second) {
+            const std::string pair{static_cast<char>(first), static_cast<char>(second)};
+            all += text::ToWide(pair).empty() ? "-" : pair;
+        }
+    }
+    EXPECT_EQ(text::ToWide(all), runtime.Widen(all));
     EXPECT_GT(converted, 128 * 128 + 20000); // pairs of single bytes, and the characters
 }
 
