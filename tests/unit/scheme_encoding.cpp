@@ -1,4 +1,4 @@
-#include "scheme_support.h"
+#include "unit/scheme_support.h"
 
 #include <gtest/gtest.h>
 

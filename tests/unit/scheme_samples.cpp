@@ -1,0 +1,205 @@
+#include "unit/scheme_support.h"
+
+#include <gtest/gtest.h>
+
+#include <json/json.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <regex>
+#include <sstream>
+
+namespace {
+
+using namespace scheme_tests;
+using ymdshow::CCoderScheme;
+using ymdshow::SchemeLoadReport;
+
+/// A draft-07 validator of the keywords that the script's schema uses. Any other fails,
+/// so that none is passed over.
+class Schema {
+public:
+    explicit Schema(Json::Value root) : m_root(std::move(root)) {}
+
+    const Json::Value& Root() const { return m_root; }
+    bool Accepts(const Json::Value& value) const { return Accepts(m_root, value); }
+
+private:
+    bool Accepts(const Json::Value& schema, const Json::Value& value) const {
+        if (schema.isMember("$ref")) { // stands alone in draft-07
+            const std::string path = schema["$ref"].asString();
+            const std::string name = path.substr(path.rfind('/') + 1);
+            EXPECT_EQ(path, "#/definitions/" + name);
+            return Accepts(m_root["definitions"][name], value);
+        }
+        bool accepts = true;
+        for (const std::string& keyword : schema.getMemberNames()) {
+            accepts = Check(schema, keyword, value) && accepts;
+        }
+        return accepts;
+    }
+
+    bool Check(const Json::Value& schema, const std::string& keyword,
+               const Json::Value& value) const {
+        const Json::Value& rule = schema[keyword];
+        if (keyword == "type") {
+            return rule == "object"   ? value.isObject()
+                   : rule == "array"  ? value.isArray()
+                   : rule == "string" ? value.isString()
+                                      : rule == "boolean" && value.isBool();
+        }
+        if (keyword == "enum") {
+            return std::find(rule.begin(), rule.end(), value) != rule.end();
+        }
+        if (keyword == "pattern") {
+            return !value.isString() ||
+                   std::regex_search(value.asString(), std::regex(rule.asString()));
+        }
+        if (keyword == "anyOf") {
+            return std::any_of(rule.begin(), rule.end(),
+                               [&](const Json::Value& option) { return Accepts(option, value); });
+        }
+        if (keyword == "items") {
+            return !value.isArray() ||
+                   std::all_of(value.begin(), value.end(),
+                               [&](const auto& item) { return Accepts(rule, item); });
+        }
+        if (keyword == "required") {
+            return !value.isObject() || std::all_of(rule.begin(), rule.end(), [&](const auto& key) {
+                return value.isMember(key.asString());
+            });
+        }
+        if (keyword == "properties" || keyword == "additionalProperties") {
+            return !value.isObject() || CheckMembers(schema["properties"], keyword, value);
+        }
+        const char* const notes[] = {"$schema", "title", "description", "default", "definitions"};
+        const bool isNote =
+            std::find(std::begin(notes), std::end(notes), keyword) != std::end(notes);
+        EXPECT_TRUE(isNote) << "a keyword that this validator lacks: " << keyword;
+        return isNote;
+    }
+
+    bool CheckMembers(const Json::Value& properties, const std::string& keyword,
+                      const Json::Value& value) const {
+        for (const std::string& key : value.getMemberNames()) {
+            const bool isKnown = properties.isMember(key);
+            if (keyword == "properties" ? isKnown && !Accepts(properties[key], value[key])
+                                        : !isKnown) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    Json::Value m_root;
+};
+
+std::filesystem::path SamplesDirectory() {
+    const std::string path = YMD_SAMPLES_DIR;
+    return path.front() == '/' ? "Z:" + path : path; // cross-built, run under Wine
+}
+
+std::string ReadFile(const std::filesystem::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+Json::Value Parse(const std::string& text) {
+    Json::Value root;
+    std::istringstream(text) >> root;
+    return root;
+}
+
+Schema ScriptSchema() {
+    return Schema(Parse(ReadFile(SamplesDirectory() / "scheme.schema.json")));
+}
+
+TEST(SchemeSamples, LoadWithoutAFaultAndFitTheSchema) {
+    const Schema schema = ScriptSchema();
+    int samples = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(SamplesDirectory())) {
+        const std::string name = entry.path().filename().string();
+        if (entry.path().extension() != ".json" || name == "scheme.schema.json") {
+            continue;
+        }
+        ++samples;
+        CCoderScheme set;
+        EXPECT_TRUE(set.LoadScheme(entry.path().wstring(), 0)) << name;
+        EXPECT_FALSE(set.GetSchemeTypes().empty()) << name;
+        for (const SchemeLoadReport::Entry& fault : set.GetLoadReport().entries) {
+            ADD_FAILURE() << name << ":" << fault.line << ": "
+                          << testing::PrintToString(fault.reason);
+        }
+        EXPECT_TRUE(schema.Accepts(Parse(ReadFile(entry.path())))) << name;
+    }
+    EXPECT_GE(samples, 2);
+}
+
+TEST(SchemeSchema, RefusesWhatTheLoaderPassesOver) {
+    const Schema schema = ScriptSchema();
+    const std::string type = R"(,"Type":)";
+    const struct {
+        std::string script;
+        bool isGood;
+    } cases[] = {
+        {R"({"Schemes":[]})", true},
+        {Script("mp4; mov;", Filter("a") + R"(,{"Name":"a"})"), true},
+        {Script("mp4",
+                Filter("a", R"(,"DMOCategoryClsid":"{11111111-2222-3333-4444-555555555555}")")),
+         true},
+        {R"({"Filter":[]})", false},
+        {R"({"Schemes":{}})", false},
+        {R"({"Schemes":[],"Scheme":[]})", false},
+        {R"({"Schemes":[{"Type":"x"}]})", false},
+        {R"({"Schemes":[{"Filters":[]}]})", false},
+        {R"({"Schemes":[{"Type":"x","Filters":[],"Name":"y"}]})", false},
+        {Script("mp4;;mov", ""), false},
+        {Script(" ", ""), false},
+        {Script("x", "5"), false},
+        {Script("x", R"({"CLSID":"{}"})"), false},
+        {Script("x", Filter("a", type + "\"renderer\"")), false},
+        {Script("x", Filter("a", type + "4")), false},
+        {Script("x", Filter("a", R"(,"Cache":true)")), false},
+        {Script("x", Filter("a", R"(,"CategoryCLSID":"x")")), false},
+        {Script("x", Filter("a", R"(,"DMOCategoryClsid":"dmocategory_audio_decoder")")), false},
+        {Script("x", "", R"({"Name":"a"})"), false},
+        {Script("x", R"({"Name":"a","CLSID":"{11111111-2222-3333-4444-55555555555}"})"), false},
+    };
+    for (const auto& test : cases) {
+        CCoderScheme set;
+        const bool loaded = set.LoadSchemeByScript(test.script, 0);
+        EXPECT_EQ(loaded && set.GetLoadReport().entries.empty(), test.isGood) << test.script;
+        EXPECT_EQ(schema.Accepts(Parse(test.script)), test.isGood) << test.script;
+    }
+}
+
+TEST(SchemeSchema, NamesTheKeysRolesAndCategoriesOfTheLoader) {
+    const Schema schema = ScriptSchema();
+    const Json::Value& members = schema.Root()["definitions"]["filter"]["properties"];
+    EXPECT_EQ(members.size(), 9u);
+    for (const std::string& key : members.getMemberNames()) {
+        CCoderScheme set;
+        ASSERT_TRUE(set.LoadSchemeByScript(Script("x", "{\"" + key + "\":null}"), 0));
+        for (const SchemeLoadReport::Entry& entry : set.GetLoadReport().entries) {
+            EXPECT_NE(entry.kind, SchemeLoadReport::Kind::UnknownKey) << key;
+        }
+    }
+    const auto loads = [](const std::string& key, const Json::Value& value) {
+        CCoderScheme set;
+        const std::string member = ",\"" + key + "\":\"" + value.asString() + "\"";
+        return set.LoadSchemeByScript(Script("x", Filter("a", member)), 0) &&
+               set.GetLoadReport().entries.empty();
+    };
+    EXPECT_EQ(members["Type"]["enum"].size(), 3u);
+    for (const Json::Value& role : members["Type"]["enum"]) {
+        EXPECT_TRUE(loads("Type", role)) << role;
+    }
+    const Json::Value& categories = members["DMOCategoryClsid"]["anyOf"][0]["enum"];
+    EXPECT_EQ(categories.size(), 7u);
+    for (const Json::Value& category : categories) {
+        EXPECT_TRUE(loads("DMOCategoryClsid", category)) << category;
+    }
+}
+
+} // namespace
