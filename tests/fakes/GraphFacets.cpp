@@ -77,7 +77,7 @@ HRESULT ConfigFacet::RemoveFilterFromCache(IBaseFilter* filter) {
             }
             if (removeRefDelta >= 0) {
                 IBaseFilter* const left = taken.Detach(); // its reference is the caller's now
-                if (removeRefDelta > 0) {
+                for (int i = 0; i < removeRefDelta; ++i) {
                     left->AddRef();
                 }
             }

@@ -22,7 +22,7 @@ public:
     ConfigFacet(FakeGraph& graph, std::string name);
 
     /// What RemoveFilterFromCache does to the filter's count: 0 leaves the cache's reference
-    /// to the caller, as DirectShow does; -1 releases it, 1 adds one more.
+    /// to the caller, as DirectShow does; -1 releases it, n adds n more.
     int removeRefDelta = 0;
 
     /// The cache's calls answer E_NOTIMPL from now on.
