@@ -7,7 +7,8 @@ int main(int argc, char** argv) {
         ymdshow::CMediaPlayer player;
         ymdshow::CMedia* media = player.AddMedia(argc > 1 ? argv[1] : "sample.mp4", 1);
         if (media != nullptr && media->Play() == 1) {
-            std::printf("playing %.1f s\n", static_cast<double>(media->GetOriginalDuration()) / 1e7);
+            std::printf("playing %.1f s\n",
+                        static_cast<double>(media->GetOriginalDuration()) / 1e7);
             Sleep(2000);
         }
     } // the player stops and releases its items here
