@@ -27,6 +27,8 @@ configured() {
     echo "$wanted" >"$YMD_BUILD/.configured"
 }
 
+run_ninja() { ninja -C "$YMD_BUILD" "$@" >"$YMD_BUILD/log/build.log" 2>&1 </dev/null; }
+
 build() {
     local log=$YMD_BUILD/log/build.log steps
     configured
@@ -34,7 +36,7 @@ build() {
     steps=$(ninja -C "$YMD_BUILD" -n "$@" | sed -n '$s/^\[[0-9]*\/\([0-9]*\)\].*/\1/p')
     [ -n "$steps" ] || return 0
     [ "$steps" -lt 5 ] || say "setup: building ($steps steps; several minutes from scratch)"
-    if ! step "build" ninja -C "$YMD_BUILD" "$@" >"$log" 2>&1 </dev/null; then
+    if ! step "build" run_ninja "$@"; then
         # The compiler's words without the command lines and what did build.
         grep -vE '^(\[[0-9]+/[0-9]+\]|FAILED:|ninja: |/usr/bin/(ccache|x86_64-w64))' "$log" | head -n 60 >&2
         die "the build failed (all of it: $log)"
