@@ -32,6 +32,26 @@ TEST_F(Inspection, RoleComesFromThePins) {
     EXPECT_EQ(CheckFilterType(odd.Get()), DSFT_UNKNOWN);
 }
 
+// Next has to answer exactly S_OK, and what comes with another answer is released; so is an
+// enumerator that comes with a failure.
+TEST_F(Inspection, EnumeratorsThatBendTheRules) {
+    const auto up = MakeFilter("Up", {Out()});
+    const auto filter = MakeFilter("F", {In()});
+    Join(up, filter);
+    filter->enumResults["Next"] = Do(S_FALSE);
+    EXPECT_EQ(CheckFilterType(filter.Get()), DSFT_SOURCE);
+    EXPECT_EQ(IsFilterLinked(filter.Get()), 0);
+    filter->enumResults.Clear();
+    EXPECT_EQ(IsFilterLinked(filter.Get()), 1);
+    filter->results["EnumPins"] = Do(E_FAIL);
+    EXPECT_EQ(IsFilterLinked(filter.Get()), 0);
+    EXPECT_EQ(CheckFilterType(filter.Get()), DSFT_UNKNOWN);
+    filter->results["EnumPins"] = Skip(S_OK); // succeeds with nothing
+    EXPECT_EQ(IsFilterLinked(filter.Get()), 0);
+    EXPECT_EQ(CheckFilterType(filter.Get()), DSFT_UNKNOWN);
+    Part(up->OutPin());
+}
+
 struct PinCounts {
     int inputs = -1, outputs = -1, unlinked = -1, reserved = -1;
     int total = -1;
@@ -294,6 +314,8 @@ TEST_F(Inspection, InterfaceOfAFilterOrItsFirstEligiblePin) {
     // The first pin is the only one asked.
     EXPECT_EQ(FindFilterInterface(filter.Get(), IID_IKsPropertySet, &found, 1, 1), 1);
     EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(FindFilterInterface(filter.Get(), IID_IPin, &found, 1, 1), 1);
+    EXPECT_EQ(TakeName(found), "F.In1");
     Join(up->OutPin(), filter->InPin(1));
     EXPECT_EQ(FindFilterInterface(filter.Get(), IID_IAMStreamConfig, &found, 1, 0), 1);
     EXPECT_EQ(found, nullptr);

@@ -164,6 +164,7 @@ TEST_F(Rendering, SourceFeedsEachInputFromTheTop) {
     EXPECT_EQ(counters.Kinds(), (Kinds{1, 1, 0}));
     // After the audio is linked the walk starts again: the stream pin, which fed nothing,
     // stays a candidate.
+    EXPECT_EQ(Journal::Get().Count("S.EnumPins"), 2u);
     EXPECT_EQ(CallsOf("graph.Connect*"),
               (Lines{"graph.Connect(S.Out1, V.In1)", "graph.Connect(S.Out1, A.In1)",
                      "graph.Connect(S.Out2, V.In1)", "graph.Connect(S.Out3, V.In1)"}));
