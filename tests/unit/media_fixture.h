@@ -60,7 +60,8 @@ public:
     using CMedia::m_volume;
 };
 
-/// The graph manager makes FakeGraphs whose AddSourceFilter gives a filter "Source".
+/// The graph manager makes FakeGraphs whose AddSourceFilter gives a filter "Source". There is
+/// no media information library: the program stands away from it (DIRECTORY alone).
 class MediaTest : public FakeTest {
 protected:
     /// Changes each graph before the library gets it.
