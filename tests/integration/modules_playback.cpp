@@ -211,9 +211,8 @@ TEST_F(Playback, AStreamThatBreaksOffEndsWithAnErrorEvent) {
     const auto video = AddVideoRenderer();
     Connect(source.Get(), L"Video", video.Get());
     Run();
-    long code = 0;
-    EXPECT_EQ(m_events->WaitForCompletion(5000, &code), S_OK);
-    EXPECT_EQ(code, EC_ERRORABORT);
+    EXPECT_TRUE(WaitForEvent(EC_ERRORABORT, 5000));
+    EXPECT_TRUE(WaitForComplete(5000)) << "the renderer still comes to its end";
     EXPECT_EQ(Records(video.Get(), TestRecord::Sample).size(), 5U);
 }
 

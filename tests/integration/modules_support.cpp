@@ -74,7 +74,8 @@ ComPtr<IBaseFilter> ModulesTest::Make(const wchar_t* module, const CLSID& clsid)
 
 ComPtr<IBaseFilter> ModulesTest::Add(const wchar_t* module, const CLSID& clsid) {
     ComPtr<IBaseFilter> filter = Make(module, clsid);
-    EXPECT_EQ(m_graph->AddFilter(filter.Get(), module), S_OK);
+    const std::wstring name = module + std::to_wstring(m_filters.size());
+    EXPECT_EQ(m_graph->AddFilter(filter.Get(), name.c_str()), S_OK);
     m_filters.push_back(filter);
     return filter;
 }
@@ -143,9 +144,21 @@ void ModulesTest::Seek(LONGLONG start, LONGLONG stop) {
     ASSERT_GE(m_seeking->SetPositions(&start, AM_SEEKING_AbsolutePositioning, &stop, stopFlags), 0);
 }
 
-bool ModulesTest::WaitForComplete(long milliseconds) {
-    long code = 0;
-    return m_events->WaitForCompletion(milliseconds, &code) == S_OK && code == EC_COMPLETE;
+// Not by WaitForCompletion: a graph that was complete once stays so for it.
+bool ModulesTest::WaitForEvent(long wanted, long milliseconds) {
+    const auto begin = Clock::now();
+    for (long left = milliseconds; left > 0; left = milliseconds - Milliseconds(begin)) {
+        long code = 0;
+        LONG_PTR first = 0;
+        LONG_PTR second = 0;
+        if (m_events->GetEvent(&code, &first, &second, left) == S_OK) {
+            m_events->FreeEventParams(code, first, second);
+            if (code == wanted) {
+                return true;
+            }
+        }
+    }
+    return false;
 }
 
 void ModulesTest::SetFreeRunning() {

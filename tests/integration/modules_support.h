@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "BaseClasses/InterfaceIds.h"
-#include "Clsids.h"
-#include "ITestRecorder.h"
+#include "../filters/Clsids.h"
+#include "../filters/ITestRecorder.h"
+#include "../src/BaseClasses/InterfaceIds.h"
 
 namespace modules {
 
@@ -71,8 +71,9 @@ protected:
     void Stop();
     void Seek(LONGLONG start, LONGLONG stop = -1);
 
-    /// True when the graph is complete within the time.
-    bool WaitForComplete(long milliseconds);
+    /// True when the event comes within the time; events before it are dropped.
+    bool WaitForEvent(long wanted, long milliseconds);
+    bool WaitForComplete(long milliseconds) { return WaitForEvent(EC_COMPLETE, milliseconds); }
     void SetFreeRunning();
 
     ComPtr<IGraphBuilder> m_graph;
