@@ -1,0 +1,137 @@
+// The duration of a loaded item: what the graph says, and what is made of it.
+
+#include "media_play.h"
+
+using namespace media_tests;
+
+namespace {
+
+class MediaDuration : public MediaTest {};
+
+TEST_F(MediaDuration, ReadFromTheGraph) {
+    const std::string read = "seeking.GetDuration";
+    const std::string time = "seeking.SetTimeFormat(MEDIA_TIME)";
+    const std::string frame = "seeking.SetTimeFormat(FRAME)";
+    const auto isIt = [](const char* format) {
+        return "seeking.IsUsingTimeFormat(" + std::string(format) + ")";
+    };
+    const struct {
+        Formats formats;
+        Lines calls; ///< after GetCapabilities and GetTimeFormat
+        std::int64_t duration;
+        std::int64_t frames;
+    } cases[] = {
+        {{}, {read, frame, isIt("MEDIA_TIME")}, 10 * kSecond, 0},
+        {{TIME_FORMAT_MEDIA_TIME, true, true},
+         {read, frame, read, isIt("MEDIA_TIME"), time},
+         10 * kSecond,
+         250},
+        {{TIME_FORMAT_FRAME, true, true},
+         {read, time, read, isIt("FRAME"), frame},
+         10 * kSecond,
+         250},
+        {{TIME_FORMAT_FRAME, false, true}, {read, time, isIt("FRAME")}, 0, 250},
+        {{TIME_FORMAT_SAMPLE, false, false}, {time, frame, isIt("SAMPLE")}, 0, 0},
+        {{GUID_NULL, true, true}, {time, read}, 10 * kSecond, 0},
+        {{GUID_NULL, false, true}, {time}, 0, 0},
+    };
+    PlayMedia media(nullptr);
+    Loaded(media);
+    SeekingFacet& seeking = Graph().seeking;
+    for (const auto& item : cases) {
+        SCOPED_TRACE(&item - cases);
+        item.formats.Apply(seeking);
+        media.m_durationBySeeking = 77;
+        media.m_frameCount = 0;
+        media._ReadAndSetByIMediaSeeking();
+        EXPECT_EQ(journal.Take(),
+                  (Lines{"seeking.GetCapabilities", "seeking.GetTimeFormat"} + item.calls));
+        EXPECT_EQ(media.m_durationBySeeking, item.duration);
+        EXPECT_EQ(media.m_frameCount, item.frames);
+    }
+    seeking.capabilities = AM_SEEKING_CanSeekAbsolute;
+    media.m_durationBySeeking = 77;
+    media._ReadAndSetByIMediaSeeking();
+    EXPECT_JOURNAL({"seeking.GetCapabilities"});
+    EXPECT_EQ(media.m_durationBySeeking, 77);
+}
+
+TEST_F(MediaDuration, ChosenFromThree) {
+    constexpr std::int64_t kWrap = std::int64_t{1} << 32;
+    const struct {
+        std::int64_t seeking, container, stream, chosen;
+    } cases[] = {
+        {100 * kSecond, 130 * kSecond, 131 * kSecond, 130 * kSecond},
+        {100 * kSecond, 129 * kSecond, 131 * kSecond, 100 * kSecond},
+        {100 * kSecond, 130 * kSecond - 1, 131 * kSecond, 100 * kSecond},
+        {100 * kSecond, 131 * kSecond, 130 * kSecond, 130 * kSecond},
+        {100 * kSecond, 70 * kSecond, 69 * kSecond, 70 * kSecond},
+        {100 * kSecond, 70 * kSecond + 1, 0, 100 * kSecond},
+        {100 * kSecond, 0, 0, 0}, // two that know nothing outvote the graph
+        {20 * kSecond, 0, 0, 20 * kSecond},
+        {100 * kSecond, 50 * kSecond, 500 * kSecond, 100 * kSecond}, // itself the median
+        {0, 5, 7, 7},
+        {0, 7, 5, 7},
+        {-1, 0, 0, 0},
+        // The difference counts by its low 32 bits, with a sign.
+        {100 * kSecond, 100 * kSecond + kWrap, 900 * kSecond, 100 * kSecond},
+        {100 * kSecond, 130 * kSecond + kWrap, 900 * kSecond, 130 * kSecond + kWrap},
+        {100 * kSecond, 100 * kSecond + kWrap - 299'999'999, 900 * kSecond, 100 * kSecond},
+        {100 * kSecond, 350 * kSecond, 900 * kSecond, 350 * kSecond},
+        {100 * kSecond, 100 * kSecond + kWrap / 2, 900 * kSecond, 100 * kSecond},
+    };
+    for (const auto& item : cases) {
+        SCOPED_TRACE(&item - cases);
+        PlayMedia media(nullptr);
+        media.m_durationBySeeking = item.seeking;
+        media.m_durationByMediaInfo = item.container;
+        media.m_videoInfos.resize(1);
+        media.m_videoInfos[0].sourceDuration = item.stream;
+        media.m_videoInfos[0].duration = 12345; // not looked at
+        media.m_originalVideoTrackNum = 1;
+        media._CheckAndSetDuration();
+        EXPECT_EQ(media.GetOriginalDuration(), item.chosen);
+        EXPECT_FALSE(media.IsLiveStream());
+    }
+}
+
+TEST_F(MediaDuration, StreamDurationIsTheLongerOfTheFirstEnabledTracks) {
+    PlayMedia media(nullptr);
+    Loaded(media);
+    media.m_durationBySeeking = 0;
+    media.m_durationByMediaInfo = 0;
+    media.m_videoInfos.resize(1);
+    media.m_audioInfos.resize(1);
+    const struct {
+        std::int64_t video, audio;
+        std::uint32_t videoTracks, audioTracks;
+        std::int64_t chosen;
+    } cases[] = {
+        {5, 9, 1, 1, 9}, {9, 5, 1, 1, 9}, {5, 9, 1, 0, 5}, {9, 5, 0, 1, 5}, {9, 5, 0, 0, 0}};
+    for (const bool enabled : {true, false}) { // no enabled track counts as the first
+        for (const auto& item : cases) {
+            media.m_videoInfos[0].sourceDuration = item.video;
+            media.m_audioInfos[0].sourceDuration = item.audio;
+            media.m_originalVideoTrackNum = item.videoTracks;
+            media.m_originalAudioTrackNum = item.audioTracks;
+            media._CheckAndSetDuration();
+            EXPECT_EQ(media.GetOriginalDuration(), item.chosen);
+        }
+        media.m_videoTracks[0]->enabled = !enabled;
+        media.m_audioTracks[0]->enabled = !enabled;
+    }
+}
+
+TEST_F(MediaDuration, OnlyAUrlWithoutADurationIsLive) {
+    for (const bool isUrl : {true, false}) {
+        for (const std::int64_t duration : {std::int64_t{0}, std::int64_t{1}}) {
+            PlayMedia media(nullptr);
+            media.m_isMediaPathURL = isUrl;
+            media.m_durationByMediaInfo = duration;
+            media._CheckAndSetDuration();
+            EXPECT_EQ(media.IsLiveStream(), isUrl && duration == 0);
+        }
+    }
+}
+
+} // namespace
