@@ -48,4 +48,8 @@ struct YMDSHOW_API LoadReport {
     HRESULT failureResult = S_OK; ///< the HRESULT behind `failure`
 };
 
+/// An HRESULT in words, DirectShow's own codes included; the number for one that nothing is
+/// known about.
+YMDSHOW_API std::wstring ResultText(HRESULT result);
+
 } // namespace ymdshow

@@ -7,7 +7,6 @@
 #include <wrl/client.h>
 
 #include <new>
-#include <string>
 
 #include "BaseClasses/InterfaceIds.h"
 
@@ -36,8 +35,5 @@ Result OrWhenOutOfMemory(Result failure, Operation&& operation) {
         return failure;
     }
 }
-
-/// "0x80040154: Class not registered"-like words for an HRESULT, DirectShow's included.
-std::wstring ResultText(HRESULT result);
 
 } // namespace ymdshow

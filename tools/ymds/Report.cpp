@@ -90,7 +90,7 @@ Json::Value LoadJson(const ymdshow::LoadReport& load) {
         entry["step"] = Utf8(attempt.step);
         entry["filter"] = Utf8OrNull(attempt.filter);
         entry["result"] = Utf8(Hex(attempt.result));
-        entry["text"] = Utf8(attempt.text.empty() ? Words(attempt.result) : attempt.text);
+        entry["text"] = Utf8(attempt.text);
         attempts.append(entry);
     }
     Json::Value value;
@@ -173,11 +173,7 @@ std::wstring AttemptsText(const ymdshow::LoadReport& load) {
     for (const auto& attempt : load.attempts) {
         text += L"  way " + std::to_wstring(attempt.way) + L", " + attempt.step;
         text += attempt.filter.empty() ? L"" : L" " + attempt.filter;
-        text += L": " + Hex(attempt.result);
-        const std::wstring words = Words(attempt.result);
-        if (!words.empty() || !attempt.text.empty()) {
-            text += L", " + (words.empty() ? attempt.text : words);
-        }
+        text += L": " + HexAndWords(attempt.result);
         text += L"\n";
     }
     return text;

@@ -7,6 +7,8 @@
 
 #include <objbase.h>
 
+#include <ymdshow/LoadReport.h>
+
 namespace ymds {
 
 namespace {
@@ -18,28 +20,6 @@ std::wstring Widen(UINT codePage, std::string_view text) {
     MultiByteToWideChar(codePage, 0, text.data(), size, wide.data(), length);
     return wide;
 }
-
-// DirectShow's own codes, which the system's message table does not know everywhere.
-struct KnownResult {
-    HRESULT result;
-    const wchar_t* words;
-};
-constexpr std::array KnownResults{
-    KnownResult{static_cast<HRESULT>(0x80040200), L"the media type is not valid"},
-    KnownResult{static_cast<HRESULT>(0x80040207), L"no media type is acceptable to both pins"},
-    KnownResult{static_cast<HRESULT>(0x80040208), L"no decoder for the stream was found"},
-    KnownResult{static_cast<HRESULT>(0x80040217), L"no filters were found that connect the pins"},
-    KnownResult{static_cast<HRESULT>(0x80040218), L"no filters were found that render the stream"},
-    KnownResult{static_cast<HRESULT>(0x8004022A), L"the pins use different transports"},
-    KnownResult{static_cast<HRESULT>(0x8004022F), L"the file is damaged or not of its kind"},
-    KnownResult{static_cast<HRESULT>(0x80040240), L"the media type of the file is not recognised"},
-    KnownResult{static_cast<HRESULT>(0x80040241), L"the source filter could not be loaded"},
-    KnownResult{static_cast<HRESULT>(0x80040242), L"some streams have an unsupported format"},
-    KnownResult{static_cast<HRESULT>(0x80040256), L"there is no sound device"},
-    KnownResult{static_cast<HRESULT>(0x80040265), L"the format is not supported"},
-    KnownResult{static_cast<HRESULT>(0x80040154), L"the class is not registered"},
-    KnownResult{static_cast<HRESULT>(0x80004005), L"unspecified error"},
-};
 
 } // namespace
 
@@ -78,25 +58,8 @@ std::wstring Hex(HRESULT result) {
     return buffer.data();
 }
 
-std::wstring Words(HRESULT result) {
-    const auto known = std::find_if(KnownResults.begin(), KnownResults.end(),
-                                    [&](const KnownResult& k) { return k.result == result; });
-    if (known != KnownResults.end()) {
-        return known->words;
-    }
-    std::array<wchar_t, 512> buffer{};
-    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-                                  nullptr, static_cast<DWORD>(result), 0, buffer.data(),
-                                  static_cast<DWORD>(buffer.size()), nullptr);
-    while (length > 0 && std::wcschr(L"\r\n .", buffer[length - 1]) != nullptr) {
-        --length;
-    }
-    return std::wstring(buffer.data(), length);
-}
-
 std::wstring HexAndWords(HRESULT result) {
-    const std::wstring words = Words(result);
-    return words.empty() ? Hex(result) : Hex(result) + L", " + words;
+    return Hex(result) + L", " + ymdshow::ResultText(result);
 }
 
 std::wstring Reason(std::wstring what, HRESULT result) {

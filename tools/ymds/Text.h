@@ -21,9 +21,6 @@ std::optional<std::string> To936(std::wstring_view text);
 /// "0x80070002".
 std::wstring Hex(HRESULT result);
 
-/// The result in words; empty when nothing is known about it.
-std::wstring Words(HRESULT result);
-
 /// "0x80070002, File not found."
 std::wstring HexAndWords(HRESULT result);
 
