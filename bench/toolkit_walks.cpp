@@ -10,6 +10,7 @@
 #include <ymdshow/GraphToolkit.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -151,35 +152,67 @@ size_t OwnAllocations(const std::function<void()>& call) {
     return (g_allocations - before) - (lean::g_enumerators - enumerators);
 }
 
-class Times : public benchmark::BenchmarkReporter {
-public:
-    bool ReportContext(const Context&) override { return true; }
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration) {
-                double& best = m_best.try_emplace(run.run_name.function_name, 1e300).first->second;
-                best = std::min(best, run.GetAdjustedRealTime());
-            }
-        }
-    }
-    double operator[](const std::string& name) const { return m_best.at(name); }
-    // A filter on the command line leaves some out.
-    bool Has(const std::string& name) const { return m_best.count(name) > 0; }
-
-private:
-    std::map<std::string, double> m_best; // nanoseconds of the fastest repetition
+// The two sides of a comparison. Both are measured in turns of some microseconds, so that a
+// busy machine slows both alike.
+struct Pair {
+    double toolkit = 1e300; // nanoseconds of the fastest call
+    double bare = 1e300;
+    double ratio = 0; // the median of those of the turns
 };
 
-std::string Label(const char* kind, const char* walk, const char* shape, ULONG size) {
-    return std::string(kind) + ':' + walk + ':' + shape + ':' + std::to_string(size);
+using Pairs = std::map<std::string, Pair>;
+
+double Nanoseconds(const std::function<void()>& call, int times) {
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < times; ++i) {
+        call();
+    }
+    const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
+    return taken.count() / times;
 }
 
-void Measure(const std::string& name, const std::function<void()>& call) {
-    benchmark::RegisterBenchmark(name.c_str(), [call](benchmark::State& state) {
-        for (auto _ : state) {
-            call();
+Pair MeasureTurns(benchmark::State& state, const std::function<void()>& toolkit,
+                  const std::function<void()>& bare) {
+    const double turn = 50e3;
+    const int times = static_cast<int>(std::clamp(turn / Nanoseconds(bare, 3), 1.0, 1000.0));
+    Pair pair;
+    std::vector<double> ratios;
+    bool toolkitFirst = true;
+    for (auto _ : state) {
+        double taken[2];
+        for (const bool isToolkit : {toolkitFirst, !toolkitFirst}) {
+            taken[isToolkit] = Nanoseconds(isToolkit ? toolkit : bare, times);
         }
-    });
+        toolkitFirst = !toolkitFirst;
+        pair.toolkit = std::min(pair.toolkit, taken[true]);
+        pair.bare = std::min(pair.bare, taken[false]);
+        ratios.push_back(taken[true] / taken[false]);
+        state.SetIterationTime((taken[true] + taken[false]) * times * 1e-9);
+    }
+    std::nth_element(ratios.begin(), ratios.begin() + static_cast<ptrdiff_t>(ratios.size() / 2),
+                     ratios.end());
+    pair.ratio = ratios[ratios.size() / 2];
+    return pair;
+}
+
+class Quiet : public benchmark::BenchmarkReporter {
+public:
+    bool ReportContext(const Context&) override { return true; }
+    void ReportRuns(const std::vector<Run>&) override {}
+};
+
+std::string Label(const char* walk, const char* shape, ULONG size) {
+    return std::string(walk) + '/' + shape + '/' + std::to_string(size);
+}
+
+void Measure(Pairs& pairs, const std::string& name, std::function<void()> toolkit,
+             std::function<void()> bare) {
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [&pairs, name, toolkit, bare](benchmark::State& state) {
+                                     pairs[name] = MeasureTurns(state, toolkit, bare);
+                                 })
+        ->UseManualTime()
+        ->MinTime(0.15);
 }
 
 struct Verdict {
@@ -187,29 +220,28 @@ struct Verdict {
     bool isFast = true;
 };
 
-void PrintWalk(const Walk& walk, const Times& times, Verdict& verdict) {
+void PrintWalk(const Walk& walk, const Pairs& pairs, Verdict& verdict) {
     for (Shape shape : walk.shapes) {
-        if (!times.Has(Label("toolkit", walk.name, NameOf(shape), kSizes[0]))) {
-            continue;
-        }
         double perPin[std::size(kSizes)] = {};
         for (size_t i = 0; i < std::size(kSizes); ++i) {
             const ULONG size = kSizes[i];
+            const auto found = pairs.find(Label(walk.name, NameOf(shape), size));
+            if (found == pairs.end()) {
+                return; // left out by a filter on the command line
+            }
+            const Pair& pair = found->second;
             Graph& graph = GraphOf(shape, size, walk.openLeaves);
             const double pins =
                 walk.shapes.size() == 1 ? size - 1.0 : static_cast<double>(graph.Pins());
-            const double toolkit = times[Label("toolkit", walk.name, NameOf(shape), size)];
-            const double bare = times[Label("bare", walk.name, NameOf(shape), size)];
             const size_t own = OwnAllocations([&] { walk.toolkit(graph); });
             const size_t ownBare = OwnAllocations([&] { walk.bare(graph); });
-            perPin[i] = toolkit / pins;
-            const double ratio = toolkit / bare;
+            perPin[i] = pair.toolkit / pins;
             const bool balanced = graph.IsBalanced();
             verdict.isSound = verdict.isSound && balanced && own <= ownBare;
-            verdict.isFast = verdict.isFast && ratio <= kRatioLimit;
+            verdict.isFast = verdict.isFast && pair.ratio <= kRatioLimit;
             std::printf("%-36s %-6s %6lu %9.1f %9.1f %6.2f%s %6zu %6zu%s\n", walk.name,
-                        NameOf(shape), size, perPin[i], bare / pins, ratio,
-                        ratio <= kRatioLimit ? " " : "!", own, ownBare,
+                        NameOf(shape), size, perPin[i], pair.bare / pins, pair.ratio,
+                        pair.ratio <= kRatioLimit ? " " : "!", own, ownBare,
                         balanced ? "" : "  references lost or kept");
         }
         const double growth = perPin[3] / perPin[1];
@@ -221,7 +253,7 @@ void PrintWalk(const Walk& walk, const Times& times, Verdict& verdict) {
 
 // ---- TryRenderSource ------------------------------------------------------------------------
 
-const ULONG kRenderers[] = {10, 100, 1000, 4000};
+const ULONG kRenderers[] = {10, 100, 1000, 10000};
 
 struct Rendering {
     explicit Rendering(ULONG count) : graph(Graph::Unconnected(count)) {
@@ -240,6 +272,11 @@ struct Rendering {
         return bare::RenderSource(graph.get(), graph->Source(), renders);
     }
 
+    bool IsBalanced() {
+        graph->PartAll();
+        return graph->IsBalanced();
+    }
+
     std::unique_ptr<Graph> graph;
     std::vector<IBaseFilter*> renders;
 };
@@ -253,71 +290,64 @@ Rendering& RenderingOf(ULONG count) {
     return *rendering;
 }
 
-void PrintRendering(const Times& times, Verdict& verdict) {
-    if (!times.Has(Label("toolkit", "TryRenderSource", "fan", kRenderers[0]))) {
-        return;
-    }
+void PrintRendering(const Pairs& pairs, Verdict& verdict) {
     std::printf(
         "\nTryRenderSource, a source with n free outputs and n renderers; it starts again "
         "after each\nlink, so that n*n/2 pins are visited.\n%6s %12s %14s %14s %6s %6s %6s\n",
         "n", "linked", "ns per n*n/2", "bare", "ratio", "alloc", "bare");
     for (ULONG count : kRenderers) {
+        const auto found = pairs.find(Label("TryRenderSource", "fan", count));
+        if (found == pairs.end()) {
+            return;
+        }
+        const Pair& pair = found->second;
         Rendering& rendering = RenderingOf(count);
         const double visits = 0.5 * count * count;
-        const double toolkit = times[Label("toolkit", "TryRenderSource", "fan", count)];
-        const double bare = times[Label("bare", "TryRenderSource", "fan", count)];
         unsigned int linked = 0;
         const size_t own = OwnAllocations([&] { linked = rendering.Toolkit(); });
         const size_t ownBare = OwnAllocations([&] { rendering.Bare(); });
-        const double ratio = toolkit / bare;
         verdict.isSound =
-            verdict.isSound && linked == count && own <= ownBare && rendering.graph->IsBalanced();
-        verdict.isFast = verdict.isFast && ratio <= kRatioLimit;
-        std::printf("%6lu %12u %14.1f %14.1f %6.2f%s %5zu %6zu\n", count, linked, toolkit / visits,
-                    bare / visits, ratio, ratio <= kRatioLimit ? " " : "!", own, ownBare);
+            verdict.isSound && linked == count && own <= ownBare && rendering.IsBalanced();
+        verdict.isFast = verdict.isFast && pair.ratio <= kRatioLimit;
+        std::printf("%6lu %12u %14.1f %14.1f %6.2f%s %5zu %6zu\n", count, linked,
+                    pair.toolkit / visits, pair.bare / visits, pair.ratio,
+                    pair.ratio <= kRatioLimit ? " " : "!", own, ownBare);
     }
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    // The two sides of a ratio are measured in turns, several times; the fastest count.
-    std::vector<char*> arguments(argv, argv + argc);
-    char interleave[] = "--benchmark_enable_random_interleaving=true";
-    char repeat[] = "--benchmark_repetitions=7";
-    char minimum[] = "--benchmark_min_time=0.01";
-    arguments.insert(arguments.begin() + 1, {interleave, repeat, minimum});
-    argc = static_cast<int>(arguments.size());
-    benchmark::Initialize(&argc, arguments.data());
-
+    benchmark::Initialize(&argc, argv);
+    Pairs pairs;
     const std::vector<Walk> walks = Walks();
     for (const Walk& walk : walks) {
         for (Shape shape : walk.shapes) {
             for (ULONG size : kSizes) {
                 Graph& graph = GraphOf(shape, size, walk.openLeaves);
-                Measure(Label("toolkit", walk.name, NameOf(shape), size),
-                        [&walk, &graph] { walk.toolkit(graph); });
-                Measure(Label("bare", walk.name, NameOf(shape), size),
-                        [&walk, &graph] { walk.bare(graph); });
+                Measure(
+                    pairs, Label(walk.name, NameOf(shape), size),
+                    [&walk, &graph] { walk.toolkit(graph); },
+                    [&walk, &graph] { walk.bare(graph); });
             }
         }
     }
     for (ULONG count : kRenderers) {
         Rendering& rendering = RenderingOf(count);
-        Measure(Label("toolkit", "TryRenderSource", "fan", count),
-                [&rendering] { rendering.Toolkit(); });
-        Measure(Label("bare", "TryRenderSource", "fan", count), [&rendering] { rendering.Bare(); });
+        Measure(
+            pairs, Label("TryRenderSource", "fan", count), [&rendering] { rendering.Toolkit(); },
+            [&rendering] { rendering.Bare(); });
     }
-    Times times;
-    benchmark::RunSpecifiedBenchmarks(&times);
+    Quiet reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
 
     std::printf("%-36s %-6s %6s %9s %9s %6s  %6s %6s\n", "walk", "graph", "n", "ns/pin", "bare",
                 "ratio", "alloc", "bare");
     Verdict verdict;
     for (const Walk& walk : walks) {
-        PrintWalk(walk, times, verdict);
+        PrintWalk(walk, pairs, verdict);
     }
-    PrintRendering(times, verdict);
+    PrintRendering(pairs, verdict);
     std::printf("\nalloc: allocations of one call beyond the enumerators of the filters; only the "
                 "stack and\nthe lists grow. '!' marks a ratio above %.1f or a growth above %.1f.\n"
                 "references and allocations: %s; times: %s\n",
