@@ -2,8 +2,6 @@
 
 #include "GraphToolkit/Ranges.h"
 
-#include <ymdshow/GraphToolkit.h>
-
 #include <utility>
 #include <vector>
 
@@ -72,7 +70,7 @@ public:
     /// Scan that follows every connected output pin; `onUnconnected` decides on the others.
     template <typename OnUnconnected> PinTally ScanConnected(OnUnconnected&& onUnconnected) {
         return Scan([&](ComPtr<IPin>& pin) {
-            return ::IsPinLinked(pin.Get()) ? OutputPin::Follow : onUnconnected(pin);
+            return IsLinked(pin.Get()) ? OutputPin::Follow : onUnconnected(pin);
         });
     }
 

@@ -154,11 +154,7 @@ int IsVideoPin(IPin* pin) {
 }
 
 int IsPinLinked(IPin* pin) {
-    if (!pin) {
-        return 0;
-    }
-    ComPtr<IPin> peer;
-    return SUCCEEDED(pin->ConnectedTo(peer.GetAddressOf()));
+    return pin && IsLinked(pin);
 }
 
 int IsFilterLinked(IBaseFilter* filter) {
@@ -166,7 +162,7 @@ int IsFilterLinked(IBaseFilter* filter) {
         return 0;
     }
     for (auto& pin : Pins(filter)) {
-        if (IsPinLinked(pin.Get())) {
+        if (IsLinked(pin.Get())) {
             return 1;
         }
     }
@@ -198,7 +194,7 @@ void GetUnlinkedPins(IBaseFilter* filter, std::vector<IPin*>* inputs, std::vecto
     Quietly([&] {
         for (auto& pin : Pins(filter)) {
             PIN_DIRECTION direction{};
-            if (IsPinLinked(pin.Get()) || FAILED(pin->QueryDirection(&direction))) {
+            if (IsLinked(pin.Get()) || FAILED(pin->QueryDirection(&direction))) {
                 continue;
             }
             if (direction == PINDIR_INPUT && inputs) {
@@ -273,7 +269,7 @@ int FindFilterInterface(IBaseFilter* filter, const GUID& iid, void** ppv, int se
         return 0;
     }
     for (auto& pin : pins) {
-        if (includeUnlinked || IsPinLinked(pin.Get())) {
+        if (includeUnlinked || IsLinked(pin.Get())) {
             FindPinInterface(pin.Get(), iid, ppv);
             break;
         }

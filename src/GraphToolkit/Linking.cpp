@@ -32,7 +32,7 @@ bool ConnectWithFirst(IGraphBuilder* graph, IPin* out, PinList& inputs) {
 void CollectLinkedInputs(IGraphBuilder* graph, std::vector<ComPtr<IPin>>& linked) {
     for (auto& filter : Filters(graph)) {
         for (auto& pin : Pins(filter.Get())) {
-            if (HasDirection(pin.Get(), PINDIR_INPUT) && IsPinLinked(pin.Get())) {
+            if (HasDirection(pin.Get(), PINDIR_INPUT) && IsLinked(pin.Get())) {
                 linked.push_back(std::move(pin));
             }
         }

@@ -103,4 +103,10 @@ inline bool HasDirection(IPin* pin, PIN_DIRECTION direction) {
     return SUCCEEDED(pin->QueryDirection(&answer)) && answer == direction;
 }
 
+/// True when ConnectedTo succeeds.
+inline bool IsLinked(IPin* pin) {
+    ComPtr<IPin> peer;
+    return SUCCEEDED(pin->ConnectedTo(peer.GetAddressOf()));
+}
+
 } // namespace ymdshow::toolkit
