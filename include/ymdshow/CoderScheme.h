@@ -8,10 +8,7 @@
 #include <string>
 #include <vector>
 
-#include <windows.h>
-
-#include <dshow.h>
-
+#include <ymdshow/DirectShow.h>
 #include <ymdshow/Export.h>
 #include <ymdshow/LoadReport.h>
 #include <ymdshow/SchemeReport.h>

@@ -9,13 +9,10 @@
 // function returns, except for the leaks that a function documents. The calling
 // thread has initialised COM.
 
-#include <windows.h>
-
-#include <dshow.h>
-
 #include <string>
 #include <vector>
 
+#include <ymdshow/DirectShow.h>
 #include <ymdshow/Export.h>
 
 /// A filter's role. The values are bits; a role mask combines them.

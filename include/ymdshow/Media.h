@@ -1,15 +1,12 @@
 #pragma once
 
-#include <windows.h>
-
-#include <dshow.h>
-
 #include <cstdint>
 #include <list>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include <ymdshow/DirectShow.h>
 #include <ymdshow/Export.h>
 #include <ymdshow/LoadReport.h>
 #include <ymdshow/StreamInfo.h>

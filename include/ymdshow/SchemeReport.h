@@ -4,14 +4,12 @@
 #include <string>
 #include <vector>
 
-#include <ymdshow/Export.h>
-
 namespace ymdshow {
 
 /// What the last load of a scheme script did: why the script was refused, and what of
 /// it was passed over and why. A load answers true with entries here, too: a bad
 /// entry never fails a load. Text is UTF-16.
-struct YMDSHOW_API SchemeLoadReport {
+struct SchemeLoadReport {
     /// Why a load answered false.
     enum class Failure {
         None,        ///< it succeeded
