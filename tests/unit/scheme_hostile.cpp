@@ -88,7 +88,7 @@ TEST(HostileScript, DamagedBytesLoadOrFail) {
 std::size_t PeakMemory() {
     PROCESS_MEMORY_COUNTERS counters{};
     GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
-    return counters.PeakPagefileUsage;
+    return counters.PeakWorkingSetSize;
 }
 
 TEST(HostileScript, ListsThatMultiplyAreBounded) {
