@@ -215,7 +215,8 @@ HRESULT TestRenderer::Render(IMediaSample& sample) {
     }
     TestRecord record = DescribeSample(sample, m_pin.Type());
     std::unique_lock lock(m_mutex);
-    if (!m_isStreaming) {
+    // A flush may have begun since the pin let the sample in; a later one ends the epoch.
+    if (!m_isStreaming || m_pin.IsFlushing()) {
         return S_FALSE;
     }
     const unsigned epoch = m_epoch;
@@ -286,6 +287,9 @@ void TestRenderer::SleepUntil(HANDLE alsoOn, std::unique_lock<std::mutex>& lock)
 HRESULT TestRenderer::TakeEndOfStream() {
     {
         std::unique_lock lock(m_mutex);
+        if (!m_isStreaming || m_pin.IsFlushing()) {
+            return S_FALSE;
+        }
         Append(NewRecord(TestRecord::EndOfStream));
         m_hasEnded = true;
         m_isReady = true;
