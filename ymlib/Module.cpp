@@ -148,11 +148,25 @@ const std::wstring& CModule::GetPath() const {
 }
 
 CModuleManager::CModuleManager() = default;
-CModuleManager::CModuleManager(const CModuleManager& other) = default;
-CModuleManager& CModuleManager::operator=(const CModuleManager& other) = default;
+
+CModuleManager::CModuleManager(const CModuleManager& other) {
+    const CYMAutoLock lock(other.m_lock);
+    m_modules = other.m_modules;
+    m_lastError = other.m_lastError;
+}
+
+CModuleManager& CModuleManager::operator=(const CModuleManager& other) {
+    CModuleManager copy(other);
+    const CYMAutoLock lock(m_lock);
+    m_modules.swap(copy.m_modules);
+    m_lastError = copy.m_lastError;
+    return *this;
+}
+
 CModuleManager::~CModuleManager() = default;
 
 CModule* CModuleManager::LoadModule(const std::wstring& path, int, int) {
+    const CYMAutoLock lock(m_lock);
     m_lastError = ERROR_SUCCESS;
     try {
         if (path.empty() || path.find(L'\0') != std::wstring::npos) {
@@ -198,10 +212,13 @@ std::shared_ptr<CModule> CModuleManager::Load(const std::wstring& fullPath) {
 }
 
 void CModuleManager::RemoveAllModule() {
-    m_modules.clear();
+    std::map<std::wstring, std::shared_ptr<CModule>> leaving;
+    const CYMAutoLock lock(m_lock);
+    m_modules.swap(leaving);
 }
 
 DWORD CModuleManager::GetLastLoadError() const {
+    const CYMAutoLock lock(m_lock);
     return m_lastError;
 }
 

@@ -25,7 +25,8 @@ using EventCallBack = int (*)(CMedia* media, void* user, long eventCode, std::in
                               std::int64_t param2);
 
 /// Called on the loading thread when a scheme filter has entered the graph or its
-/// filter cache. The filter is not transferred.
+/// filter cache. The filter is not transferred. The callback must not load into or
+/// unload the scheme set that the item loads with.
 using AddFilterCallBack = void (*)(IBaseFilter* filter, void* user);
 
 /// One media item: a path or URL, what is known about its streams, and the filter

@@ -7,6 +7,7 @@
 #include <string>
 
 #include <ymlib/Export.h>
+#include <ymlib/Lock.h>
 
 #if defined(_MSC_VER)
 #pragma warning(push)
@@ -41,7 +42,8 @@ private:
 };
 
 /// Loads each DLL once and keeps it. A copy shares the loaded modules; each stays
-/// loaded until the last manager that lists it lets it go. Takes no lock.
+/// loaded until the last manager that lists it lets it go. Safe to use from several
+/// threads, but that GetLastLoadError tells of the last LoadModule of any of them.
 class YMLIB_API CModuleManager {
 public:
     CModuleManager();
@@ -64,6 +66,7 @@ public:
 private:
     std::shared_ptr<CModule> Load(const std::wstring& fullPath);
 
+    mutable CLock m_lock;
     std::map<std::wstring, std::shared_ptr<CModule>> m_modules; // by full path, case folded
     DWORD m_lastError = 0;
 };

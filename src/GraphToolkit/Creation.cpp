@@ -54,7 +54,8 @@ void BindFirstMember(const GUID& category, const wchar_t* property, Matches matc
     }
     for (auto& member : Monikers(devices.Get(), category)) {
         ComPtr<IPropertyBag> bag;
-        if (FAILED(member->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(bag.GetAddressOf())))) {
+        if (FAILED(member->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(bag.GetAddressOf()))) ||
+            !bag) {
             continue;
         }
         bool matched = false;

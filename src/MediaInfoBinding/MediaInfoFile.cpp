@@ -67,7 +67,7 @@ void MediaInfoFile::ChooseCharacterSet() {
     }
     const char* answer = m_library->option(m_handle, "CharSet", "UTF-8");
     // A version that does not know the option says so.
-    m_isUtf8 = answer == nullptr || *answer == '\0';
+    m_isUtf8 = answer != nullptr && *answer == '\0';
 }
 
 bool MediaInfoFile::Open(const std::string& path) {
@@ -77,6 +77,9 @@ bool MediaInfoFile::Open(const std::string& path) {
     const std::size_t opened = m_library->open(m_handle, ToLibrary(path).c_str());
     // The library answers -1 where it swallowed an exception of its own.
     m_isOpen = opened != 0 && opened != std::numeric_limits<std::size_t>::max();
+    if (!m_isOpen) {
+        m_library->close(m_handle); // a failed open may have kept a part of the file
+    }
     return m_isOpen;
 }
 

@@ -188,6 +188,7 @@ int CMedia::Load(CCoderScheme* scheme, int flag) {
         // Half a graph would pass for a loaded one.
         _FreeFilters();
         _FreeDirectShow();
+        m_loadReport.failureResult = E_OUTOFMEMORY;
         return 0;
     }
 }

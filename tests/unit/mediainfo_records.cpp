@@ -342,10 +342,10 @@ TEST_F(MediaInfoRecords, FailuresLeaveNoFactsAndNoHandle) {
     } cases[] = {
         {"no handle", [](const MediaInfoFakeControls& f) { f.refuseHandles(true); }, "New\n"},
         {"not opened", [](const MediaInfoFakeControls& f) { f.openResult(0); },
-         "New\nOption ParseSpeed=0\nOption Complete=\nOpen some.mp4\nDelete\n"},
+         "New\nOption ParseSpeed=0\nOption Complete=\nOpen some.mp4\nClose\nDelete\n"},
         {"exception in the library",
          [](const MediaInfoFakeControls& f) { f.openResult(static_cast<std::size_t>(-1)); },
-         "New\nOption ParseSpeed=0\nOption Complete=\nOpen some.mp4\nDelete\n"},
+         "New\nOption ParseSpeed=0\nOption Complete=\nOpen some.mp4\nClose\nDelete\n"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
