@@ -1,0 +1,74 @@
+#pragma once
+
+// Media items whose graph is looked into: more of the members, schemes of fake filters, and
+// what a test compares of a graph.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "media_fixture.h"
+
+namespace media_tests {
+
+class GraphMedia : public Media {
+public:
+    using CMedia::_AddFilter;
+    using CMedia::_FreeFilters;
+    using CMedia::_InitFilters;
+    using CMedia::_LoadFilterWithScheme;
+    using CMedia::_RemoveAllCachedFilterInGraphConfig;
+    using CMedia::_RemoveAllFilterInGraphBuilder;
+    using CMedia::_RemoveFilter;
+    using CMedia::_ScanAllFilterAndGetAVTrackInfo;
+    using CMedia::m_evenVideoSize;
+    using CMedia::m_fix1088Height;
+    using CMedia::m_hasMediaFormat;
+    using CMedia::m_mediaFormat;
+    using CMedia::m_pStreamSelect;
+    using CMedia::m_streamSelectAudioNum;
+    using CMedia::m_streamSelectAudioTracks;
+    using CMedia::m_streamSelectVideoNum;
+    using CMedia::m_streamSelectVideoTracks;
+    using CMedia::m_videoDisplayRange;
+    using Media::Media;
+
+    /// As if the media information had listed streams of these formats.
+    void Know(const std::vector<std::string>& videos, const std::vector<std::string>& audios);
+};
+
+/// Tracks, records and picture facts, one a line.
+Lines Facts(GraphMedia& media);
+
+class MediaGraphTest : public MediaTest {
+protected:
+    ymdshow::CCoderScheme scheme;
+
+    /// Appends a filter to the scheme of a file type. Its role is the one that its pins say.
+    FakeFilterClass& Describe(const std::string& type, const std::string& name,
+                              const PinSpecs& pins,
+                              std::function<void(FakeFilter&)> configure = nullptr,
+                              const std::string& more = R"(,"IsCache":false)");
+
+    /// The calls since the last look that changed a graph or a filter, in order.
+    Lines Changes();
+
+    /// The text of the warnings of one member function since the last look.
+    Lines Warnings(const std::string& function);
+
+    /// Loads it and forgets what was journalled and logged on the way.
+    void LoadWith(GraphMedia& media, int flag = 0) {
+        ASSERT_EQ(media.SetMediaPath(kPath), 1);
+        ASSERT_EQ(media.Load(&scheme, flag), 1);
+        journal.Clear();
+        log.Clear();
+    }
+
+    /// Rendering puts a decoder of its own before each renderer: "Dec1" and "Ren1" for Out1.
+    static void RenderThroughDecoders(FakeGraph& graph);
+
+private:
+    std::vector<std::unique_ptr<FakeFilterClass>> m_classes;
+};
+
+} // namespace media_tests
