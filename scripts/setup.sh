@@ -38,7 +38,7 @@ build() {
     [ "$steps" -lt 5 ] || say "setup: building ($steps steps; several minutes from scratch)"
     if ! step "build" run_ninja "$@"; then
         # The compiler's words without the command lines and what did build.
-        grep -vE '^(\[[0-9]+/[0-9]+\]|FAILED:|ninja: |/usr/bin/(ccache|x86_64-w64))' "$log" | head -n 60 >&2
+        grep -vE '^(: && |-- |\[[0-9]+/[0-9]+\]|FAILED:|ninja: |/usr/bin/(ccache|x86_64-w64))' "$log" | head -n 60 >&2
         die "the build failed (all of it: $log)"
     fi
 }
