@@ -19,7 +19,7 @@ struct SchemeLoadReport {
         Encoding,    ///< the file was taken for UTF-8 and is malformed
         Syntax,      ///< not a JSON document
         NoSchemes,   ///< "Schemes" is missing or no array
-        OutOfMemory, ///< entries read until then stay
+        OutOfMemory, ///< nothing of the script is kept
     };
 
     /// What happened to the part of the script that an entry names.

@@ -86,8 +86,7 @@ bool CCoderScheme::LoadScheme(const std::wstring& path, int replace) {
         if (!script.SetFile(std::move(bytes), &bad)) {
             return report.Fail(Failure::Encoding, L"the file is malformed UTF-8", bad);
         }
-        SchemeTables tables{m_mapFilterInfo, m_mapScheme};
-        return SchemeLoader(tables, script, replace != 0, report).Load();
+        return SchemeLoader::Load({m_mapFilterInfo, m_mapScheme}, script, replace != 0, report);
     });
 }
 
@@ -99,8 +98,7 @@ bool CCoderScheme::LoadSchemeByScript(const std::string& script, int replace) {
     return RunLoad(m_report, [&](ReportBuilder& report) {
         ScriptText text;
         text.SetScript(script);
-        SchemeTables tables{m_mapFilterInfo, m_mapScheme};
-        return SchemeLoader(tables, text, replace != 0, report).Load();
+        return SchemeLoader::Load({m_mapFilterInfo, m_mapScheme}, text, replace != 0, report);
     });
 }
 

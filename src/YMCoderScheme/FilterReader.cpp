@@ -92,11 +92,13 @@ FilterObject FilterReader::Collect(const Json::Value& value, const ScriptPlace& 
             ++key;
         }
         if (key == std::end(keys)) {
-            m_report.Add(Kind::UnknownKey, place, name, *it, L"no filter has this key");
+            m_report.Add(Kind::UnknownKey, place, name, m_document.OffsetOf(*it),
+                         L"no filter has this key");
         } else if (!it->isNull()) {
             const bool isWrong = key->isText && !it->isString();
             if (isWrong) {
-                m_report.Add(Kind::WrongType, place, name, *it, L"is no string");
+                m_report.Add(Kind::WrongType, place, name, m_document.OffsetOf(*it),
+                             L"is no string");
             }
             // A "CLSID" that is no string still makes the object a description.
             if (!isWrong || key->member == &FilterObject::clsid) {
@@ -144,7 +146,7 @@ void FilterReader::ReadText(const Json::Value& value, const ScriptPlace& place, 
                             std::wstring& text) {
     m_document.GetWide(value, text);
     if (text.empty() && ToBool(&value, false)) {
-        m_report.Add(Kind::UnreadableText, place, key, value,
+        m_report.Add(Kind::UnreadableText, place, key, m_document.OffsetOf(value),
                      L"is text neither in code page 936 nor in UTF-8 of one to three bytes a "
                      L"character, and read as empty");
     }
@@ -154,7 +156,8 @@ void FilterReader::ReadGuid(const Json::Value& value, const ScriptPlace& place, 
                             GUID& guid) {
     m_document.GetWide(value, m_text);
     if (FAILED(CLSIDFromString(m_text.c_str(), &guid))) {
-        m_report.Add(Kind::MalformedGuid, place, key, value, L"is no GUID:", m_text);
+        m_report.Add(Kind::MalformedGuid, place, key, m_document.OffsetOf(value), L"is no GUID:",
+                     m_text);
     }
 }
 
@@ -177,7 +180,8 @@ std::int32_t FilterReader::ReadRole(const Json::Value& value, const ScriptPlace&
             return role.value;
         }
     }
-    m_report.Add(Kind::UnknownRole, place, "Type", value, L"names no role:", m_text);
+    m_report.Add(Kind::UnknownRole, place, "Type", m_document.OffsetOf(value), L"names no role:",
+                 m_text);
     return 0;
 }
 

@@ -46,21 +46,25 @@ ReportBuilder::ReportBuilder(SchemeLoadReport& report) : m_report(report) {
     m_report = {};
 }
 
+void ReportBuilder::Reset() {
+    m_report = {};
+    m_offsets.clear();
+}
+
 void ReportBuilder::Add(Kind kind, const ScriptPlace& place, std::string_view key,
-                        const Json::Value& value, std::wstring_view reason) {
+                        std::size_t offset, std::wstring_view reason) {
     if (m_report.entries.size() == SchemeLoadReport::maxEntries) {
         ++m_report.omitted;
         return;
     }
     m_report.entries.push_back({kind, place.ToText(key), 0, 0, std::wstring(reason)});
-    m_offsets.push_back(static_cast<std::size_t>(value.getOffsetStart()));
+    m_offsets.push_back(offset);
 }
 
 void ReportBuilder::Add(Kind kind, const ScriptPlace& place, std::string_view key,
-                        const Json::Value& value, std::wstring_view reason,
-                        std::wstring_view quoted) {
+                        std::size_t offset, std::wstring_view reason, std::wstring_view quoted) {
     const std::size_t count = m_report.entries.size();
-    Add(kind, place, key, value, reason);
+    Add(kind, place, key, offset, reason);
     if (m_report.entries.size() > count) {
         m_report.entries.back().reason += Quote(quoted);
     }

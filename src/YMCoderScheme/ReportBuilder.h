@@ -5,7 +5,6 @@
 #include <string_view>
 #include <vector>
 
-#include <json/json.h>
 #include <ymdshow/SchemeReport.h>
 
 namespace ymdshow {
@@ -31,11 +30,11 @@ public:
 
     explicit ReportBuilder(SchemeLoadReport& report);
 
-    /// Adds an entry about `value`, which stands at `place` or, with a `key`, under that
-    /// key there. A `quoted` text follows the reason.
-    void Add(Kind kind, const ScriptPlace& place, std::string_view key, const Json::Value& value,
+    /// Adds an entry about what stands at `place` or, with a `key`, under that key there;
+    /// `offset` is in ScriptText::ForReader. A `quoted` text follows the reason.
+    void Add(Kind kind, const ScriptPlace& place, std::string_view key, std::size_t offset,
              std::wstring_view reason);
-    void Add(Kind kind, const ScriptPlace& place, std::string_view key, const Json::Value& value,
+    void Add(Kind kind, const ScriptPlace& place, std::string_view key, std::size_t offset,
              std::wstring_view reason, std::wstring_view quoted);
 
     /// Answers false, for a load to pass on. `offset` is in ScriptText::ForReader.
@@ -43,6 +42,9 @@ public:
     bool Fail(Failure failure, std::wstring_view reason, const TextPosition& position);
 
     void Finish(const ScriptText& text);
+
+    /// Forgets all.
+    void Reset();
 
 private:
     SchemeLoadReport& m_report;

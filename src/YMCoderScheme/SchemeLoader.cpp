@@ -2,6 +2,7 @@
 
 #include "Log.h"
 #include "Text/Text.h"
+#include "YMCoderScheme/ScriptParts.h"
 
 #include <algorithm>
 #include <cctype>
@@ -62,10 +63,53 @@ bool SplitTypes(std::string& text, std::vector<std::string_view>& names) {
 
 SchemeLoader::SchemeLoader(const SchemeTables& tables, const ScriptText& text, bool replace,
                            ReportBuilder& report)
-    : m_tables(tables), m_text(text), m_document(text), m_reader(m_document, report),
-      m_replace(replace), m_report(report), m_entriesLeft(EntryBudget(text)) {}
+    : m_tables(tables), m_changes(tables), m_text(text), m_document(text),
+      m_reader(m_document, report), m_replace(replace), m_report(report),
+      m_entriesLeft(EntryBudget(text)) {}
 
-bool SchemeLoader::Load() {
+bool SchemeLoader::Load(const SchemeTables& tables, const ScriptText& text, bool replace,
+                        ReportBuilder& report) {
+    {
+        SchemeLoader loader(tables, text, replace, report);
+        if (loader.LoadParts()) {
+            loader.Finish();
+            return true;
+        }
+    }
+    report.Reset();
+    SchemeLoader loader(tables, text, replace, report);
+    if (loader.LoadWhole()) {
+        loader.Finish();
+        return true;
+    }
+    return false;
+}
+
+bool SchemeLoader::LoadParts() {
+    ScriptParts parts;
+    if (!SplitScript(m_text.ForReader(), parts)) {
+        return false;
+    }
+    ScriptPlace place{ScriptPlace::List::Filter, 0};
+    for (const ScriptParts::Range& part : parts.filters) {
+        if (!m_document.ParsePart(part.begin, part.end)) {
+            return false;
+        }
+        ReadFilter(m_document.Root(), place);
+        ++place.index;
+    }
+    place = {ScriptPlace::List::Schemes, 0};
+    for (const ScriptParts::Range& part : parts.schemes) {
+        if (!m_document.ParsePart(part.begin, part.end)) {
+            return false;
+        }
+        ReadScheme(m_document.Root(), place);
+        ++place.index;
+    }
+    return true;
+}
+
+bool SchemeLoader::LoadWhole() {
     Json::Value* schemes = ParseSchemes();
     if (schemes == nullptr) {
         return false;
@@ -75,7 +119,7 @@ bool SchemeLoader::Load() {
     if (filters != nullptr && filters->isArray()) {
         ReadFilters(*filters);
     } else if (filters != nullptr) {
-        m_report.Add(Kind::WrongType, {}, "Filter", *filters, L"is no array");
+        Report(Kind::WrongType, {}, "Filter", *filters, L"is no array");
     }
     ScriptPlace place{ScriptPlace::List::Schemes, 0};
     for (Json::Value& scheme : *schemes) {
@@ -83,8 +127,16 @@ bool SchemeLoader::Load() {
         Discard(scheme);
         ++place.index;
     }
-    m_report.Finish(m_text);
     return true;
+}
+
+void SchemeLoader::Finish() {
+    m_report.Finish(m_text);
+    m_changes.Confirm();
+    for (const std::wstring& name : m_lostNames) {
+        YMD_LOG_WARNING(loadFunction, L"Load Filter Info Failed, Has No Enougth Value : %s",
+                        name.c_str());
+    }
 }
 
 Json::Value* SchemeLoader::ParseSchemes() {
@@ -114,7 +166,7 @@ void SchemeLoader::ReportRootKeys() {
         const std::string name = it.name();
         // "$schema" names the schema for editors.
         if (name != "Schemes" && name != "Filter" && name != "$schema") {
-            m_report.Add(Kind::UnknownKey, {}, name, *it, L"no script has this key");
+            Report(Kind::UnknownKey, {}, name, *it, L"no script has this key");
         }
     }
 }
@@ -131,22 +183,21 @@ void SchemeLoader::ReadFilters(Json::Value& filters) {
 void SchemeLoader::ReadFilter(const Json::Value& element, const ScriptPlace& place) {
     const FilterObject object = m_reader.Collect(element, place);
     if (object.name == nullptr || object.clsid == nullptr) {
-        m_report.Add(Kind::IgnoredFilter, place, {}, element,
-                     !element.isObject()      ? L"is no object"
-                     : object.name == nullptr ? L"has no \"Name\""
-                                              : L"has no \"CLSID\"");
+        Report(Kind::IgnoredFilter, place, {}, element,
+               !element.isObject()      ? L"is no object"
+               : object.name == nullptr ? L"has no \"Name\""
+                                        : L"has no \"CLSID\"");
         return;
     }
     const std::wstring& name = m_reader.GetName(object);
     const auto at = m_tables.filters.lower_bound(name);
     if (at != m_tables.filters.end() && at->first == name) {
-        m_report.Add(Kind::DuplicateName, place, {}, element,
-                     L"a filter of this name is described already:", name);
+        Report(Kind::DuplicateName, place, {}, element,
+               L"a filter of this name is described already:", name);
     } else if (auto info = m_reader.Read(object, place)) {
-        m_known.Insert(info.get());
-        m_tables.filters.emplace_hint(at, info->strName, std::move(info));
+        m_known.Insert(m_changes.AddFilter(at, std::move(info)));
     } else {
-        m_report.Add(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
+        Report(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
     }
 }
 
@@ -155,29 +206,29 @@ void SchemeLoader::ReadScheme(const Json::Value& scheme, ScriptPlace place) {
     const Json::Value* filters = Member(scheme, "Filters");
     if (type == nullptr || !type->isString() || filters == nullptr || !filters->isArray()) {
         const bool noType = type == nullptr || !type->isString();
-        m_report.Add(Kind::IgnoredScheme, place, {}, scheme,
-                     !scheme.isObject() ? L"is no object"
-                     : noType           ? L"has no \"Type\" that is a string"
-                                        : L"has no \"Filters\" that is an array");
+        Report(Kind::IgnoredScheme, place, {}, scheme,
+               !scheme.isObject() ? L"is no object"
+               : noType           ? L"has no \"Type\" that is a string"
+                                  : L"has no \"Filters\" that is an array");
         return;
     }
     if (scheme.size() > 2) {
         for (auto it = scheme.begin(); it != scheme.end(); ++it) {
             if (&*it != type && &*it != filters) {
-                m_report.Add(Kind::UnknownKey, place, it.name(), *it, L"no scheme has this key");
+                Report(Kind::UnknownKey, place, it.name(), *it, L"no scheme has this key");
             }
         }
     }
     FilterList list = ReadList(*filters, place);
     ReadTypes(*type, place);
     if (m_types.empty()) {
-        m_report.Add(Kind::IgnoredScheme, place, "Type", *type, L"names no file type");
+        Report(Kind::IgnoredScheme, place, "Type", *type, L"names no file type");
     }
     for (std::size_t i = 0; i < m_types.size(); ++i) {
         if (!Store(m_types[i], list, i + 1 == m_types.size())) {
-            m_report.Add(Kind::TooLarge, place, {}, scheme,
-                         L"the lists of the script grow too long here; not stored from the type",
-                         ShownText(m_types[i]));
+            Report(Kind::TooLarge, place, {}, scheme,
+                   L"the lists of the script grow too long here; not stored from the type",
+                   ShownText(m_types[i]));
             break;
         }
     }
@@ -190,8 +241,8 @@ SchemeLoader::FilterList SchemeLoader::ReadList(const Json::Value& filters, Scri
     for (const Json::Value& element : filters) {
         if (FilterInfo* info = FindOrRead(element, place)) {
             if (info->bOnlyOne && index.Contains(info->strName, list.size())) {
-                m_report.Add(Kind::RepeatedFilter, place, {}, element,
-                             L"may stand only once and is in the list already:", info->strName);
+                Report(Kind::RepeatedFilter, place, {}, element,
+                       L"may stand only once and is in the list already:", info->strName);
             } else {
                 list.push_back(info);
             }
@@ -204,33 +255,33 @@ SchemeLoader::FilterList SchemeLoader::ReadList(const Json::Value& filters, Scri
 FilterInfo* SchemeLoader::FindOrRead(const Json::Value& element, const ScriptPlace& place) {
     const FilterObject object = m_reader.Collect(element, place);
     if (object.name == nullptr) {
-        m_report.Add(Kind::IgnoredFilter, place, {}, element,
-                     element.isObject() ? L"has no \"Name\"" : L"is no object");
+        Report(Kind::IgnoredFilter, place, {}, element,
+               element.isObject() ? L"has no \"Name\"" : L"is no object");
         return nullptr;
     }
     const std::wstring& name = m_reader.GetName(object);
     if (FilterInfo* known = FindFilter(name)) {
         if (!object.IsReference()) {
-            m_report.Add(Kind::DuplicateName, place, {}, element,
-                         L"a filter of this name is described already, and that one stands here:",
-                         name);
+            Report(Kind::DuplicateName, place, {}, element,
+                   L"a filter of this name is described already, and that one stands here:", name);
         }
         return known;
     }
     if (object.clsid == nullptr) {
-        YMD_LOG_WARNING(loadFunction, L"Load Filter Info Failed, Has No Enougth Value : %s",
-                        name.c_str());
-        m_report.Add(Kind::UnknownReference, place, {}, element,
-                     L"no filter of this name is described so far:", name);
+        m_lostNames.push_back(name);
+        Report(Kind::UnknownReference, place, {}, element,
+               L"no filter of this name is described so far:", name);
         return nullptr;
     }
     auto info = m_reader.Read(object, place);
     if (info == nullptr) {
-        m_report.Add(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
+        Report(Kind::IgnoredFilter, place, {}, element, L"\"CLSID\" is no string");
         return nullptr;
     }
-    m_known.Insert(info.get());
-    return m_tables.filters.emplace(info->strName, std::move(info)).first->second.get();
+    const auto at = m_tables.filters.lower_bound(name);
+    FilterInfo* const added = m_changes.AddFilter(at, std::move(info));
+    m_known.Insert(added);
+    return added;
 }
 
 FilterInfo* SchemeLoader::FindFilter(const std::wstring& name) {
@@ -247,12 +298,12 @@ FilterInfo* SchemeLoader::FindFilter(const std::wstring& name) {
 
 void SchemeLoader::ReadTypes(const Json::Value& type, const ScriptPlace& place) {
     if (!m_document.GetNarrow(type, m_typeText)) {
-        m_report.Add(Kind::UnreadableText, place, "Type", type,
-                     L"has characters that are not in code page 936, read as \"?\"");
+        Report(Kind::UnreadableText, place, "Type", type,
+               L"has characters that are not in code page 936, read as \"?\"");
     }
     if (SplitTypes(m_typeText, m_types)) {
-        m_report.Add(Kind::CutTypeList, place, "Type", type,
-                     L"has an empty name; those behind it are not read:", ShownText(m_typeText));
+        Report(Kind::CutTypeList, place, "Type", type,
+               L"has an empty name; those behind it are not read:", ShownText(m_typeText));
     }
 }
 
@@ -262,18 +313,20 @@ bool SchemeLoader::Store(std::string_view type, FilterList& list, bool mayMove) 
     }
     m_entriesLeft -= list.size();
     m_typeKey = type;
-    auto& scheme = m_tables.schemes[m_typeKey];
-    const bool isNew = scheme == nullptr;
-    if (isNew) {
-        scheme = std::make_shared<CCoderScheme::Scheme>();
-    }
     FilterList own = mayMove ? std::move(list) : list;
-    if (!isNew && !m_replace) {
-        MergeFilters(scheme->listFilter, std::move(own), IndexOf(*scheme));
+    const auto found = m_tables.schemes.find(m_typeKey);
+    if (found == m_tables.schemes.end()) {
+        m_changes.AddScheme(m_typeKey, std::move(own));
         return true;
     }
-    scheme->listFilter = std::move(own);
-    if (const auto index = m_indexes.find(scheme.get()); index != m_indexes.end()) {
+    CCoderScheme::Scheme& scheme = *found->second;
+    if (!m_replace) {
+        m_changes.WillExtend(scheme);
+        MergeFilters(scheme.listFilter, std::move(own), IndexOf(scheme));
+        return true;
+    }
+    m_changes.ReplaceList(scheme, std::move(own));
+    if (const auto index = m_indexes.find(&scheme); index != m_indexes.end()) {
         index->second.Reset();
     }
     return true;
@@ -281,6 +334,17 @@ bool SchemeLoader::Store(std::string_view type, FilterList& list, bool mayMove) 
 
 NameIndex& SchemeLoader::IndexOf(CCoderScheme::Scheme& scheme) {
     return m_indexes.try_emplace(&scheme, scheme.listFilter).first->second;
+}
+
+void SchemeLoader::Report(Kind kind, const ScriptPlace& place, std::string_view key,
+                          const Json::Value& value, std::wstring_view reason) {
+    m_report.Add(kind, place, key, m_document.OffsetOf(value), reason);
+}
+
+void SchemeLoader::Report(Kind kind, const ScriptPlace& place, std::string_view key,
+                          const Json::Value& value, std::wstring_view reason,
+                          std::wstring_view quoted) {
+    m_report.Add(kind, place, key, m_document.OffsetOf(value), reason, quoted);
 }
 
 } // namespace ymdshow

@@ -2,10 +2,9 @@
 
 #include "YMCoderScheme/FilterReader.h"
 #include "YMCoderScheme/NameIndex.h"
+#include "YMCoderScheme/SchemeChanges.h"
 
 #include <list>
-#include <map>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -13,26 +12,28 @@
 
 namespace ymdshow {
 
-/// What a scheme set consists of.
-struct SchemeTables {
-    std::map<std::wstring, std::shared_ptr<FilterInfo>>& filters;
-    std::map<std::string, std::shared_ptr<CCoderScheme::Scheme>>& schemes;
-};
-
 /// Reads one script into a scheme set.
 class SchemeLoader {
 public:
-    SchemeLoader(const SchemeTables& tables, const ScriptText& text, bool replace,
-                 ReportBuilder& report);
     SchemeLoader(const SchemeLoader&) = delete;
     SchemeLoader& operator=(const SchemeLoader&) = delete;
 
     /// False, with the tables as they were, when the script is refused.
-    bool Load();
+    static bool Load(const SchemeTables& tables, const ScriptText& text, bool replace,
+                     ReportBuilder& report);
 
 private:
     using FilterList = std::list<FilterInfo*>;
     using Kind = SchemeLoadReport::Kind;
+
+    SchemeLoader(const SchemeTables& tables, const ScriptText& text, bool replace,
+                 ReportBuilder& report);
+
+    /// Reads a plain script element by element. False for any other, and for one that is
+    /// no JSON: reading it as a whole tells what is wrong.
+    bool LoadParts();
+    bool LoadWhole();
+    void Finish();
 
     Json::Value* ParseSchemes();
     void ReportRootKeys();
@@ -46,12 +47,19 @@ private:
     bool Store(std::string_view type, FilterList& list, bool mayMove);
     NameIndex& IndexOf(CCoderScheme::Scheme& scheme);
 
+    void Report(Kind kind, const ScriptPlace& place, std::string_view key, const Json::Value& value,
+                std::wstring_view reason);
+    void Report(Kind kind, const ScriptPlace& place, std::string_view key, const Json::Value& value,
+                std::wstring_view reason, std::wstring_view quoted);
+
     SchemeTables m_tables;
+    SchemeChanges m_changes;
     const ScriptText& m_text;
     ScriptDocument m_document;
     FilterReader m_reader;
     bool m_replace;
     ReportBuilder& m_report;
+    std::vector<std::wstring> m_lostNames; ///< referred to and not described
     std::size_t m_entriesLeft;
     FilterTable m_known; ///< filters of m_tables, as far as this script has named them
     std::unordered_map<CCoderScheme::Scheme*, NameIndex> m_indexes; ///< of schemes merged into

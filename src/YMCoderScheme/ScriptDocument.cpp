@@ -30,11 +30,20 @@ std::string_view BytesOf(const Json::Value& string) {
 
 } // namespace
 
+struct ScriptDocument::Reader {
+    Json::Reader json;
+};
+
+ScriptDocument::ScriptDocument(const ScriptText& text)
+    : m_text(text), m_reader(std::make_unique<Reader>()) {}
+
+ScriptDocument::~ScriptDocument() = default;
+
 bool ScriptDocument::Parse(SyntaxError& error) {
     const std::string_view text = m_text.ForReader();
-    Json::Reader reader;
+    m_begin = 0;
     try {
-        if (reader.parse(text.data(), text.data() + text.size(), m_root, false)) {
+        if (m_reader->json.parse(text.data(), text.data() + text.size(), m_root, false)) {
             return true;
         }
     } catch (const Json::Exception& exception) {
@@ -43,7 +52,7 @@ bool ScriptDocument::Parse(SyntaxError& error) {
         error.message = error.offset < text.size() ? "nested too deeply" : exception.what();
         return false;
     }
-    const auto errors = reader.getStructuredErrors();
+    const auto errors = m_reader->json.getStructuredErrors();
     if (!errors.empty()) {
         error.offset = static_cast<std::size_t>(errors.front().offset_start);
         error.message = errors.front().message;
@@ -51,10 +60,24 @@ bool ScriptDocument::Parse(SyntaxError& error) {
     return false;
 }
 
-bool ScriptDocument::IsUtf8(const Json::Value& string) const {
-    return m_text.IsUnicode() ||
-           m_text.HasEscape(string.getOffsetStart(), string.getOffsetLimit()) ||
-           ymlib::isSureUtf8(string);
+bool ScriptDocument::ParsePart(std::size_t begin, std::size_t end) {
+    const char* const text = m_text.ForReader().data();
+    m_begin = begin;
+    try {
+        return m_reader->json.parse(text + begin, text + end, m_root, false) &&
+               static_cast<std::size_t>(m_root.getOffsetLimit()) == end - begin;
+    } catch (const Json::Exception&) {
+        return false;
+    }
+}
+
+std::size_t ScriptDocument::OffsetOf(const Json::Value& value) const {
+    return m_begin + static_cast<std::size_t>(value.getOffsetStart());
+}
+
+bool ScriptDocument::HasEscape(const Json::Value& string) const {
+    return m_text.HasEscape(OffsetOf(string),
+                            m_begin + static_cast<std::size_t>(string.getOffsetLimit()));
 }
 
 void ScriptDocument::GetWide(const Json::Value& string, std::wstring& wide) const {
@@ -63,7 +86,7 @@ void ScriptDocument::GetWide(const Json::Value& string, std::wstring& wide) cons
         // Not assign(), which makes a string of its own first.
         wide.resize(bytes.size());
         std::copy(bytes.begin(), bytes.end(), wide.begin());
-    } else if (IsUtf8(string)) {
+    } else if (m_text.IsUnicode() || HasEscape(string) || ymlib::isSureUtf8(string)) {
         wide = text::DecodeUtf8(bytes);
     } else {
         text::ToWide(bytes, wide);
@@ -75,12 +98,11 @@ bool ScriptDocument::GetNarrow(const Json::Value& string, std::string& narrow) c
     if (text::IsAscii(narrow)) {
         return true;
     }
-    const bool isUtf8 =
-        m_text.IsUnicode() || m_text.HasEscape(string.getOffsetStart(), string.getOffsetLimit());
-    if (!isUtf8) {
+    if (!m_text.IsUnicode() && !HasEscape(string)) {
         return true;
     }
-    return text::TryToNarrow(text::DecodeUtf8(std::string(narrow)), narrow) && !narrow.empty();
+    const std::wstring wide = text::DecodeUtf8(narrow);
+    return text::TryToNarrow(wide, narrow) && !wide.empty();
 }
 
 } // namespace ymdshow

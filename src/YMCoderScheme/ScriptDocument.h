@@ -3,16 +3,18 @@
 #include "YMCoderScheme/ScriptText.h"
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
 #include <json/json.h>
 
 namespace ymdshow {
 
-/// A parsed script. Refers to the text that it was parsed from.
+/// A parsed script, or a part of one. Refers to the text that it was parsed from.
 class ScriptDocument {
 public:
-    explicit ScriptDocument(const ScriptText& text) : m_text(text) {}
+    explicit ScriptDocument(const ScriptText& text);
+    ~ScriptDocument();
     ScriptDocument(const ScriptDocument&) = delete;
     ScriptDocument& operator=(const ScriptDocument&) = delete;
 
@@ -26,6 +28,13 @@ public:
     /// what stands behind the document is not looked at.
     bool Parse(SyntaxError& error);
 
+    /// Parses one object, which takes up the whole range of ScriptText::ForReader. What
+    /// was parsed before is gone.
+    bool ParsePart(std::size_t begin, std::size_t end);
+
+    /// Where a value begins in ScriptText::ForReader.
+    std::size_t OffsetOf(const Json::Value& value) const;
+
     /// Its reader may take out what it has done with.
     Json::Value& Root() { return m_root; }
 
@@ -38,10 +47,14 @@ public:
     bool GetNarrow(const Json::Value& string, std::string& narrow) const;
 
 private:
-    bool IsUtf8(const Json::Value& string) const;
+    bool HasEscape(const Json::Value& string) const;
+
+    struct Reader;
 
     const ScriptText& m_text;
+    std::unique_ptr<Reader> m_reader;
     Json::Value m_root;
+    std::size_t m_begin = 0; ///< of the part that m_root was parsed from
 };
 
 } // namespace ymdshow

@@ -247,12 +247,11 @@ bool ScriptText::SetFile(std::string bytes, TextPosition* bad) {
     return true;
 }
 
-bool ScriptText::HasEscape(std::ptrdiff_t begin, std::ptrdiff_t end) const {
+bool ScriptText::HasEscape(std::size_t begin, std::size_t end) const {
     if (!m_mayHaveEscapes) {
         return false;
     }
-    const std::string_view literal =
-        m_forReader.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin));
+    const std::string_view literal = m_forReader.substr(begin, end - begin);
     for (std::size_t at = 0; (at = literal.find('\\', at)) != literal.npos; at += 2) {
         if (IsWideEscape(literal, at)) {
             return true;

@@ -42,7 +42,7 @@ public:
     bool IsUnicode() const { return m_isUnicode; }
 
     /// The text between two offsets of ForReader holds a \u escape beyond ASCII.
-    bool HasEscape(std::ptrdiff_t begin, std::ptrdiff_t end) const;
+    bool HasEscape(std::size_t begin, std::size_t end) const;
 
     /// Where offsets of ForReader are in the text as it was given.
     std::vector<TextPosition> Locate(const std::vector<std::size_t>& offsets) const;

@@ -25,7 +25,7 @@ public:
         if (!script.SetFile(bytes, &bad)) {
             return builder.Fail(SchemeLoadReport::Failure::Encoding, L"malformed", bad);
         }
-        return SchemeLoader({m_mapFilterInfo, m_mapScheme}, script, replace, builder).Load();
+        return SchemeLoader::Load({m_mapFilterInfo, m_mapScheme}, script, replace, builder);
     }
 
     /// Every entry of every list is owned by the set, and stands under its name.
@@ -53,6 +53,54 @@ void CheckReport(const SchemeLoadReport& report, bool loaded, const std::string&
         FUZZ_CHECK(entry.line >= 1 && entry.line <= lines);
         FUZZ_CHECK(entry.column >= 1 && entry.column <= text.size() + 1);
         FUZZ_CHECK(!entry.place.empty() && !entry.reason.empty());
+    }
+}
+
+/// The script with a member that is read as a whole and means nothing; empty when there
+/// is no place for one.
+std::string ReadAsAWhole(const std::string& script) {
+    const std::size_t brace = script.find_first_not_of(" \t\r\n");
+    if (brace == script.npos || script[brace] != '{') {
+        return {};
+    }
+    const std::size_t member = script.find_first_not_of(" \t\r\n", brace + 1);
+    if (member == script.npos || script[member] != '"') {
+        return {};
+    }
+    std::string whole = script;
+    return whole.insert(brace + 1, "\"\\b\":0,");
+}
+
+/// Plain scripts are read element by element. That must come to the same.
+void CheckOtherWay(CCoderScheme& set, bool loaded, bool replace, const std::string& script) {
+    const std::string whole = ReadAsAWhole(script);
+    if (whole.empty()) {
+        return;
+    }
+    CCoderScheme other;
+    FUZZ_CHECK(other.LoadSchemeByScript(whole, replace) == loaded);
+    FUZZ_CHECK(other.GetSchemeTypes() == set.GetSchemeTypes());
+    for (const std::string& type : set.GetSchemeTypes()) {
+        CCoderScheme::Scheme* one = nullptr;
+        CCoderScheme::Scheme* two = nullptr;
+        FUZZ_CHECK(set.FindScheme(type, &one) && other.FindScheme(type, &two));
+        FUZZ_CHECK(std::equal(one->listFilter.begin(), one->listFilter.end(),
+                              two->listFilter.begin(), two->listFilter.end(),
+                              [](const FilterInfo* a, const FilterInfo* b) {
+                                  return a->strName == b->strName && a->strPath == b->strPath &&
+                                         a->nType == b->nType && a->bOnlyOne == b->bOnlyOne;
+                              }));
+    }
+    const auto& entries = set.GetLoadReport().entries;
+    const auto& others = other.GetLoadReport().entries; // with one more, in front or behind
+    if (loaded && others.size() < SchemeLoadReport::maxEntries) {
+        FUZZ_CHECK(others.size() == entries.size() + 1);
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            FUZZ_CHECK(std::any_of(others.begin(), others.end(), [&](const auto& entry) {
+                return entry.kind == entries[i].kind && entry.place == entries[i].place &&
+                       entry.reason == entries[i].reason && entry.line == entries[i].line;
+            }));
+        }
     }
 }
 
@@ -86,6 +134,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckReport(isFile ? report : set.GetLoadReport(), loaded, text);
     FUZZ_CHECK(loaded || set.GetSchemeTypes().empty());
     set.CheckEntries();
+    if (!isFile) {
+        CheckOtherWay(set, loaded, replace, text);
+    }
     if (!loaded) {
         return 0;
     }

@@ -6,6 +6,7 @@
 #include <cwchar>
 
 #include <windows.h>
+#include <ymlib/Lock.h>
 #include <ymlib/Module.h>
 
 HRESULT CLSIDFromString(const wchar_t* text, GUID* guid) {
@@ -39,9 +40,18 @@ void CLogCategory::Log(int, const char*, int, const char*, const wchar_t*, ...) 
     std::abort();
 }
 
+CLock::CLock() = default;
+CLock::CLock(const CLock&) {}
+CLock& CLock::operator=(const CLock&) {
+    return *this;
+}
+CLock::~CLock() = default;
+
 CModuleManager::CModuleManager() = default;
-CModuleManager::CModuleManager(const CModuleManager& other) = default;
-CModuleManager& CModuleManager::operator=(const CModuleManager& other) = default;
+CModuleManager::CModuleManager(const CModuleManager&) {}
+CModuleManager& CModuleManager::operator=(const CModuleManager&) {
+    return *this;
+}
 CModuleManager::~CModuleManager() = default;
 void CModuleManager::RemoveAllModule() {
     m_modules.clear();

@@ -16,6 +16,8 @@ using HRESULT = std::int32_t;
 using DWORD = std::uint32_t;
 using HMODULE = void*;
 
+struct CRITICAL_SECTION {};
+
 constexpr HRESULT S_OK = 0;
 
 constexpr bool FAILED(HRESULT result) {
