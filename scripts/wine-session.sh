@@ -117,8 +117,10 @@ enter() {
         say "setup: making the Wine prefix, once (about 12 s)"
         step "Wine prefix" logged "$STATE/prefix.log" make_prefix {GATE}>&- {USE}>&-
     fi
-    # Not one server per program: it stays until the session ends.
+    # Not one server per program: it stays until the session ends. Wine's services come with
+    # the first program and would keep its output open, which a reader waits for.
     "$WINESERVER" -p {GATE}>&- {USE}>&- >/dev/null 2>&1 || true
+    [ -z "$fresh" ] || timeout 60 "$YMD_WINE" cmd /c exit {GATE}>&- {USE}>&- >/dev/null 2>&1 </dev/null || true
     flock -u "$GATE"
 }
 
