@@ -39,9 +39,10 @@ struct FilterInfo {
 /// read from a scheme script, a JSON document; samples/ has one with comments and a
 /// JSON Schema.
 ///
-/// Takes no lock: load before use, from one thread at a time. No operation throws. A
-/// copy shares the filter descriptions and the loaded modules of its source; loading
-/// into either or unloading it leaves the other as it is, whichever goes first.
+/// Takes no lock: load before use, from one thread at a time. Only copying throws, when
+/// memory runs out. A copy shares the filter descriptions and the loaded modules of its
+/// source; loading into either or unloading it leaves the other as it is, whichever goes
+/// first.
 class YMDSHOW_API CCoderScheme {
 public:
     /// One type's filters, in script order. The pointers are not owned.

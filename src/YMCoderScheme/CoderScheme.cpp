@@ -57,13 +57,12 @@ CCoderScheme::CCoderScheme(const CCoderScheme& other)
       m_mapScheme(DuplicateSchemes(other.m_mapScheme)), m_report(other.m_report) {}
 
 CCoderScheme& CCoderScheme::operator=(const CCoderScheme& other) {
-    if (this != &other) {
-        auto schemes = DuplicateSchemes(other.m_mapScheme);
-        m_mapFilterInfo = other.m_mapFilterInfo;
-        m_moduleManager = other.m_moduleManager;
-        m_mapScheme = std::move(schemes);
-        m_report = other.m_report;
-    }
+    // All or nothing: the lists of the one must never stand beside the entries of the other.
+    CCoderScheme copy(other);
+    m_moduleManager = copy.m_moduleManager;
+    m_mapFilterInfo.swap(copy.m_mapFilterInfo);
+    m_mapScheme.swap(copy.m_mapScheme);
+    std::swap(m_report, copy.m_report);
     return *this;
 }
 
@@ -91,7 +90,12 @@ bool CCoderScheme::LoadScheme(const std::wstring& path, int replace) {
 }
 
 bool CCoderScheme::LoadScheme(const std::string& path, int replace) {
-    return RunGuarded([&] { return LoadScheme(text::ToWide(path), replace); });
+    std::wstring wide;
+    const auto widen = [&](ReportBuilder&) {
+        wide = text::ToWide(path);
+        return true;
+    };
+    return RunLoad(m_report, widen) && LoadScheme(wide, replace);
 }
 
 bool CCoderScheme::LoadSchemeByScript(const std::string& script, int replace) {
@@ -153,11 +157,17 @@ const SchemeLoadReport& CCoderScheme::GetLoadReport() const {
 
 std::vector<std::string> CCoderScheme::GetSchemeTypes() const {
     std::vector<std::string> types;
-    types.reserve(m_mapScheme.size());
-    for (const auto& [type, scheme] : m_mapScheme) {
-        if (!type.empty()) { // a blank name in a script makes this; no look-up finds it
-            types.push_back(type);
+    const bool complete = RunGuarded([&] {
+        types.reserve(m_mapScheme.size());
+        for (const auto& [type, scheme] : m_mapScheme) {
+            if (!type.empty()) { // a blank name in a script makes this; no look-up finds it
+                types.push_back(type);
+            }
         }
+        return true;
+    });
+    if (!complete) {
+        types.clear();
     }
     return types;
 }
