@@ -26,7 +26,7 @@ int main() {
         Check(player.GetMediaNum() == 0, "a new player has no media");
         Check(player.AddMedia("", 0) == nullptr, "an empty path is refused");
 
-        ymdshow::CMedia media;
+        ymdshow::CMedia media(&player);
         std::string message;
         try {
             media.GetAudioTrackRender(0);
