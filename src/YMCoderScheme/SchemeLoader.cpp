@@ -201,9 +201,9 @@ void SchemeLoader::ReadFilter(const Json::Value& element, const ScriptPlace& pla
     }
 }
 
-void SchemeLoader::ReadScheme(const Json::Value& scheme, ScriptPlace place) {
+void SchemeLoader::ReadScheme(Json::Value& scheme, ScriptPlace place) {
     const Json::Value* type = Member(scheme, "Type");
-    const Json::Value* filters = Member(scheme, "Filters");
+    Json::Value* filters = Member(scheme, "Filters");
     if (type == nullptr || !type->isString() || filters == nullptr || !filters->isArray()) {
         const bool noType = type == nullptr || !type->isString();
         Report(Kind::IgnoredScheme, place, {}, scheme,
@@ -234,11 +234,11 @@ void SchemeLoader::ReadScheme(const Json::Value& scheme, ScriptPlace place) {
     }
 }
 
-SchemeLoader::FilterList SchemeLoader::ReadList(const Json::Value& filters, ScriptPlace place) {
+SchemeLoader::FilterList SchemeLoader::ReadList(Json::Value& filters, ScriptPlace place) {
     FilterList list;
     NameIndex index(list);
     place.filter = 0;
-    for (const Json::Value& element : filters) {
+    for (Json::Value& element : filters) {
         if (FilterInfo* info = FindOrRead(element, place)) {
             if (info->bOnlyOne && index.Contains(info->strName, list.size())) {
                 Report(Kind::RepeatedFilter, place, {}, element,
@@ -247,6 +247,7 @@ SchemeLoader::FilterList SchemeLoader::ReadList(const Json::Value& filters, Scri
                 list.push_back(info);
             }
         }
+        Discard(element);
         ++place.filter;
     }
     return list;

@@ -39,8 +39,8 @@ private:
     void ReportRootKeys();
     void ReadFilters(Json::Value& filters);
     void ReadFilter(const Json::Value& element, const ScriptPlace& place);
-    void ReadScheme(const Json::Value& scheme, ScriptPlace place);
-    FilterList ReadList(const Json::Value& filters, ScriptPlace place);
+    void ReadScheme(Json::Value& scheme, ScriptPlace place);
+    FilterList ReadList(Json::Value& filters, ScriptPlace place);
     FilterInfo* FindOrRead(const Json::Value& element, const ScriptPlace& place);
     FilterInfo* FindFilter(const std::wstring& name);
     void ReadTypes(const Json::Value& type, const ScriptPlace& place);
