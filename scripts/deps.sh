@@ -25,7 +25,7 @@ apt_sources() {
     mkdir -p "$etc/lists/partial" "$etc/parts"
     rm -f "$etc/parts/"*
     for file in /etc/apt/sources.list.d/*.sources; do
-        [ -e "$file" ] && grep -q debian "$file" || continue
+        grep -qs debian "$file" || continue
         sed 's/^Types:.*/Types: deb-src/' "$file" >"$etc/parts/$(basename "$file")"
     done
     for file in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do
@@ -67,7 +67,7 @@ fetch() {
 unpack() {
     local file
     file=$(awk -v name="$1" '$1 == name {print $2}' <<<"$SOURCES")
-    rm -rf "$WORK/$1"
+    rm -rf "${WORK:?}/$1"
     mkdir -p "$WORK/$1"
     tar -xf "$SOURCE_DIR/$file" -C "$WORK/$1" --strip-components=1
 }

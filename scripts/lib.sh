@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Shared by the scripts; to be sourced. Talks on stderr only: stdout belongs to the
 # program that a command runs in the end.
 YMD_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

@@ -20,7 +20,8 @@ configure() {
 # Ninja itself configures again when a CMake file has changed. Other dependencies or another
 # compiler need a tree from scratch.
 configured() {
-    local wanted="$DEPS $("$YMD_CXX" -dumpfullversion) $YMD_ROOT"
+    local wanted
+    wanted="$DEPS $("$YMD_CXX" -dumpfullversion) $YMD_ROOT"
     [ -f "$YMD_BUILD/build.ninja" ] && [ "$(cat "$YMD_BUILD/.configured" 2>/dev/null)" = "$wanted" ] && return
     rm -rf "$YMD_BUILD/CMakeCache.txt" "$YMD_BUILD/CMakeFiles"
     step "configure" logged "$YMD_BUILD/log/configure.log" configure
@@ -32,7 +33,6 @@ run_ninja() { ninja -C "$YMD_BUILD" "$@" >"$YMD_BUILD/log/build.log" 2>&1 </dev/
 build() {
     local log=$YMD_BUILD/log/build.log steps
     configured
-    # What stands in for a count while CMake files are newer than the build files is 0/1.
     steps=$(ninja -C "$YMD_BUILD" -n "$@" | sed -n '$s/^\[[0-9]*\/\([0-9]*\)\].*/\1/p')
     [ -n "$steps" ] || return 0
     [ "$steps" -lt 5 ] || say "setup: building ($steps steps; several minutes from scratch)"

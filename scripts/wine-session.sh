@@ -75,14 +75,14 @@ stop_display() {
     rm -f "$STATE/display"
 }
 start_display() {
-    local number= try
+    local number=''
     stop_display # of a session that was killed
     : >"$STATE/displayfd"
     Xvfb -displayfd 5 -screen 0 1280x800x24 -nolisten tcp -noreset 5>"$STATE/displayfd" \
         >/dev/null 2>&1 </dev/null {GATE}>&- {USE}>&- &
     local pid=$!
     disown
-    for try in {1..200}; do
+    for _ in {1..200}; do
         read -r number <"$STATE/displayfd" && [ -n "$number" ] && break
         kill -0 "$pid" 2>/dev/null || die "Xvfb did not start"
         sleep 0.02
