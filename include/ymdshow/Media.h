@@ -370,9 +370,9 @@ protected:
         EventThreadState& operator=(const EventThreadState&) { return *this; }
 
         std::int32_t quit = 0;  ///< the thread is to leave
-        std::int32_t busy = 0;  ///< the thread is not at a point where it can be held
+        std::int32_t busy = 0;  ///< the thread cannot be held now; 2 when it is leaving
         std::int32_t holds = 0; ///< host threads that want it held
-        std::int32_t stay = 0;  ///< playback was started anew from the callback
+        std::int32_t stay = 0;  ///< playback was started anew since the completion
     };
 
     CMediaPlayer* m_pMediaPlayer = nullptr;

@@ -14,6 +14,7 @@ namespace {
 constexpr DWORD kEventWait = 100;     // ms between looks at the play state
 constexpr DWORD kThreadEndWait = 500; // ms until an event thread is terminated
 constexpr ULONGLONG kHoldWait = 200;  // ms until a busy event thread is held no longer
+constexpr std::int32_t kLeaving = 2;  // of EventThreadState::busy
 constexpr DWORD kThreadCallFailed = static_cast<DWORD>(-1);
 
 /// Resumes a thread until it runs. False when that fails.
@@ -77,6 +78,13 @@ void CMedia::WakeEventThread() {
         CloseHandle(m_hEventThread);
         m_hEventThread = nullptr;
         CreateEventThread();
+        return;
+    }
+    Shared(m_eventThread.stay).store(1);
+    if (Shared(m_eventThread.busy).load() == kLeaving &&
+        Shared(m_eventThread.stay).exchange(0) != 0) {
+        EndEventThread(); // it has not seen that it is wanted again
+        CreateEventThread();
     } else if (!ResumeFully(m_hEventThread)) {
         // Kept: the resume path logs the same text as Pause.
         YMD_LOG_ERROR("ymdshow::CMedia::Play", "Suspend Event Thread Failed, Error Code %d : %s",
@@ -127,11 +135,20 @@ DWORD WINAPI CMedia::_EventThreadFun(void* param) {
     if (media.m_pMediaEvent == nullptr) {
         return 0;
     }
+    // Not when playback was started anew since the completion.
+    const auto leaveAfterCompletion = [&state = media.m_eventThread] {
+        Shared(state.busy).store(kLeaving);
+        if (Shared(state.stay).exchange(0) == 0) {
+            return true;
+        }
+        Shared(state.busy).store(0);
+        return false;
+    };
     IMediaEventEx* events = nullptr;
     OAEVENT queue = 0;
     bool finished = false;
     Shared(media.m_eventThread.busy).store(0);
-    while (!finished && !media.EventThreadMustLeave()) {
+    while (!media.EventThreadMustLeave()) {
         if (events != media.m_pMediaEvent) { // a callback may have loaded the item anew
             events = media.m_pMediaEvent;
             queue = 0;
@@ -143,11 +160,15 @@ DWORD WINAPI CMedia::_EventThreadFun(void* param) {
         if (wait == WAIT_OBJECT_0 && media.EnterEvents()) {
             media.DrainEvents(finished);
             Shared(media.m_eventThread.busy).store(0);
+            if (finished && leaveAfterCompletion()) {
+                return 0;
+            }
+            finished = false;
         } else if (wait != WAIT_OBJECT_0 && wait != WAIT_TIMEOUT) {
             Sleep(kEventWait);
         }
     }
-    Shared(media.m_eventThread.busy).store(1);
+    Shared(media.m_eventThread.busy).store(kLeaving);
     return 0;
 }
 
@@ -198,12 +219,10 @@ void CMedia::DrainEvents(bool& finished) {
            SUCCEEDED(events->GetEvent(&code, &param1, &param2, 0))) {
         finished = code == EC_COMPLETE || code == EC_END_OF_SEGMENT;
         if (finished) {
+            Shared(m_eventThread.stay).store(0);
             finished = !HandleCompletion();
         }
         ForwardEvent(code, param1, param2);
-        if (Shared(m_eventThread.stay).exchange(0) != 0) {
-            finished = false;
-        }
         if (events == m_pMediaEvent) { // else the callback has unloaded the item
             events->FreeEventParams(code, param1, param2);
         }
