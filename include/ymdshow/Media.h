@@ -251,8 +251,7 @@ public:
 
     // --- Video and audio output -------------------------------------------------
 
-    /// Draws into the client area of `window`; null hides and detaches the video. The
-    /// renderer's own window belongs to the thread that loads: that thread pumps messages.
+    /// Draws into the client area of `window`; null hides and detaches the video.
     void SetPlayWindow(HWND window);
 
     /// Source rectangle in picture pixels. The values stay stored when the result
