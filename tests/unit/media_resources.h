@@ -7,6 +7,8 @@
 #include <psapi.h>
 #include <winternl.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -71,7 +73,7 @@ inline int Rounds(const char* variable, int usual) {
 /// Runs `cycle` and tells what the process holds after ten rounds and at the end.
 template <class Cycle> std::pair<Resources, Resources> Soak(int rounds, Cycle&& cycle) {
     Resources early;
-    for (int i = 0; i < rounds; ++i) {
+    for (int i = 0; i < rounds && !testing::Test::HasFailure(); ++i) {
         cycle(i);
         if (i == std::min(10, rounds) - 1) {
             early = Resources::Now();
