@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include <cstdlib>
 #include <sstream>
 #include <string>
 
@@ -20,8 +21,19 @@ CLI::Option* AddText(CLI::App& app, const std::string& name, std::wstring& targe
         name, [&target](const std::string& value) { target = FromUtf8(value); }, description);
 }
 
+/// The file that a wrapper of the program has ready for a user who names none.
+std::wstring SampleFile() {
+    const wchar_t* const name = _wgetenv(L"YMDS_SAMPLE");
+    return name != nullptr ? name : L"";
+}
+
 void DefinePlay(CLI::App& app, PlayOptions& options) {
-    AddText(app, "FILE", options.file, "File or URL to play")->required();
+    options.file = SampleFile();
+    if (options.file.empty()) {
+        AddText(app, "FILE", options.file, "File or URL to play")->required();
+    } else {
+        AddText(app, "FILE", options.file, "File or URL to play; a sample clip without it");
+    }
     app.add_flag("--json", options.json, "Print the report as one JSON object");
     app.add_option("--seconds", options.seconds, "Stop after this many seconds of playing")
         ->check(CLI::Range(0.001, 1e9))
