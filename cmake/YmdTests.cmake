@@ -1,14 +1,15 @@
 include(GoogleTest)
 
 # ymd_test(NAME n SOURCES ... [LIBS ...] [LABELS ...] [DIRECTORY d] [TIMEOUT s]
-#          [DEPENDS targets...] [DEFINES ...] [LOCK name] [SERIAL])
+#          [DEPENDS targets...] [DEFINES ...] [LAUNCHER command] [LOCK name] [SERIAL])
 # A GoogleTest program; each of its tests is a test of CTest's and runs in a process of its
 # own, at most 60 s. LIBS as for ymd_link. DIRECTORY places the program into bin/d, away
 # from MediaInfo.dll; the other DLLs are found from there. Tests of
 # one LOCK do not run at the same time (the registry is one for all), SERIAL tests run alone.
+# LAUNCHER runs the program, by what else runs it.
 # Samples: see YMD_MEDIA_DIR in CONTRIBUTING.md.
 function(ymd_test)
-  cmake_parse_arguments(arg "SERIAL" "NAME;DIRECTORY;TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;DEPENDS;DEFINES" ${ARGN})
+  cmake_parse_arguments(arg "SERIAL" "NAME;DIRECTORY;TIMEOUT;LOCK;LAUNCHER" "SOURCES;LIBS;LABELS;DEPENDS;DEFINES" ${ARGN})
   if(arg_UNPARSED_ARGUMENTS OR NOT arg_NAME OR NOT arg_SOURCES)
     message(FATAL_ERROR "ymd_test: ${ARGN}")
   endif()
@@ -24,6 +25,10 @@ function(ymd_test)
   if(arg_DIRECTORY)
     set_target_properties(${arg_NAME} PROPERTIES
       RUNTIME_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${arg_DIRECTORY})
+  endif()
+  if(arg_LAUNCHER)
+    set_target_properties(${arg_NAME} PROPERTIES
+      CROSSCOMPILING_EMULATOR "${arg_LAUNCHER};${CMAKE_CROSSCOMPILING_EMULATOR}")
   endif()
   set(properties TIMEOUT ${arg_TIMEOUT})
   if(arg_LABELS)

@@ -9,8 +9,9 @@ set -euo pipefail
 PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix libz-mingw-w64-dev libcli11-dev googletest
     wine wine64 libwine xvfb xauth ffmpeg gstreamer1.0-libav gstreamer1.0-plugins-base
     gstreamer1.0-plugins-good gstreamer1.0-plugins-ugly gstreamer1.0-plugins-bad ca-certificates)
-# To check: the fuzz tests are native programs, the format is clang-format's.
-[ "${1:-play}" = check ] && PACKAGES+=(clang libclang-rt-14-dev clang-format git)
+# To check: the fuzz tests are native programs, the format is clang-format's, what the
+# speakers play is recorded.
+[ "${1:-play}" = check ] && PACKAGES+=(clang libclang-rt-14-dev clang-format git pulseaudio pulseaudio-utils)
 
 lacking() {
     comm -13 <(dpkg-query -W -f '${db:Status-Abbrev}${Package}\n' "${PACKAGES[@]}" 2>/dev/null |
