@@ -231,12 +231,15 @@ public:
 
     // --- Events and filters -----------------------------------------------------
 
-    /// Forwards graph events to `fn` while the item plays; null ends that. The
-    /// thread that calls `fn` is suspended by Pause and, when `fn` does not return
-    /// in time, terminated by Stop, Unload and the destructor: `fn` keeps short and
-    /// takes no lock that another thread needs. It should not call back into locked
-    /// operations of the same item, which wait for a host thread that stops the item
-    /// and are then terminated; it must not delete the item.
+    /// Forwards graph events to `fn` while the item plays, on a thread of the item's
+    /// that initialises no COM; null ends that. A call that has begun may still run
+    /// afterwards: `user` must live until Stop or Unload has returned.
+    /// The thread is suspended by Pause, after 200 ms within `fn` too, and when `fn`
+    /// does not return within 500 ms terminated by Stop, Unload and the destructor: `fn`
+    /// keeps short and holds no lock that another thread needs, the heap's included. It
+    /// should not call back into locked operations of the same item, which wait for a
+    /// host thread that stops the item and are then terminated; it must not delete the
+    /// item.
     void SetEventCallBackFun(EventCallBack fn, void* user);
     void SetAddFilterCallBack(AddFilterCallBack fn, void* user);
 
@@ -369,10 +372,13 @@ protected:
         EventThreadState(const EventThreadState&) {}
         EventThreadState& operator=(const EventThreadState&) { return *this; }
 
-        std::int32_t quit = 0;  ///< the thread is to leave
-        std::int32_t busy = 0;  ///< the thread cannot be held now; 2 when it is leaving
-        std::int32_t holds = 0; ///< host threads that want it held
-        std::int32_t stay = 0;  ///< playback was started anew since the completion
+        std::int32_t quit = 0;       ///< the thread is to leave
+        std::int32_t busy = 0;       ///< what it is at; 0 where it can be held
+        std::int32_t holds = 0;      ///< host threads that want it held
+        std::int32_t stay = 0;       ///< playback was started anew since the completion
+        std::int32_t suspended = 0;  ///< by Pause
+        std::int32_t restarting = 0; ///< between the stop and the start of a loop
+        std::int32_t graph = 0;      ///< counts the event queues that were given up
     };
 
     CMediaPlayer* m_pMediaPlayer = nullptr;
@@ -470,11 +476,12 @@ private:
     void EndEventThread(DWORD waited = 0);
     void WakeEventThread();
     bool EventThreadMustLeave();
-    bool EnterEvents();
-    void DrainEvents(bool& finished);
+    bool EnterEvents(std::int32_t least);
+    bool LeavesAfterCompletion();
+    bool DrainEvents();
     bool HandleCompletion();
     void ForwardEvent(long code, LONG_PTR param1, LONG_PTR param2);
-    bool HasVisibleVideo() const;
+    bool HasVisibleVideo();
     bool OnEventThread() const;
 };
 

@@ -16,8 +16,8 @@ inline std::atomic_ref<std::int32_t> Shared(std::int32_t& value) {
 
 /// Keeps the event thread between two batches of events while a host thread changes the
 /// graph, so that a restart at the end of a loop cannot slip in and the thread is never
-/// suspended inside a lock. Gives up waiting after 200 ms, since the host's callback may
-/// itself be waiting for the item's lock. Does nothing on the event thread.
+/// suspended inside a call of the graph's. Gives up when the host's callback takes more than
+/// 200 ms, since it may be waiting for the item's lock. Does nothing on the event thread.
 class EventHold {
 public:
     explicit EventHold(CMedia& media);
@@ -25,7 +25,7 @@ public:
     EventHold(const EventHold&) = delete;
     EventHold& operator=(const EventHold&) = delete;
 
-    /// Milliseconds that the thread was waited for.
+    /// Milliseconds that a callback was waited for in vain.
     DWORD Waited() const { return m_waited; }
 
 private:

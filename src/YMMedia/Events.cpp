@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <ymdshow/GraphToolkit.h>
 #include <ymdshow/Media.h>
 
@@ -13,9 +15,24 @@ namespace {
 
 constexpr DWORD kEventWait = 100;     // ms between looks at the play state
 constexpr DWORD kThreadEndWait = 500; // ms until an event thread is terminated
-constexpr ULONGLONG kHoldWait = 200;  // ms until a busy event thread is held no longer
-constexpr std::int32_t kLeaving = 2;  // of EventThreadState::busy
+constexpr DWORD kHoldWait = 200;      // ms until a callback is waited for no longer
+constexpr DWORD kWorkWait = 5000;     // ms until a call of the graph's counts as hanging
 constexpr DWORD kThreadCallFailed = static_cast<DWORD>(-1);
+
+/// Of EventThreadState::busy.
+enum Busy : std::int32_t { kAtRest, kWorking, kLeaving, kInCallback };
+
+/// Whether the thread ends within a few milliseconds. Sent messages are handled meanwhile: a
+/// renderer's window belongs to the thread that loaded the item, perhaps this one, and the
+/// event thread may just be hiding it.
+bool HasEnded(HANDLE thread, DWORD milliseconds) {
+    const DWORD woke = MsgWaitForMultipleObjects(1, &thread, FALSE, milliseconds, QS_SENDMESSAGE);
+    if (woke == WAIT_OBJECT_0 + 1) {
+        MSG message;
+        PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+    }
+    return woke == WAIT_OBJECT_0 || woke == WAIT_FAILED;
+}
 
 /// Resumes a thread until it runs. False when that fails.
 bool ResumeFully(HANDLE thread) {
@@ -51,8 +68,10 @@ void CMedia::SetAddFilterCallBack(AddFilterCallBack fn, void* user) {
 void CMedia::CreateEventThread() {
     Shared(m_eventThread.quit).store(0);
     Shared(m_eventThread.stay).store(0);
+    Shared(m_eventThread.restarting).store(0);
+    m_eventThread.suspended = 0;
     // Until it has entered its loop, and again while it leaves, it must not be suspended.
-    Shared(m_eventThread.busy).store(1);
+    Shared(m_eventThread.busy).store(kWorking);
     m_hEventThread = CreateThread(nullptr, 0, _EventThreadFun, this, 0, nullptr);
 }
 
@@ -85,7 +104,10 @@ void CMedia::WakeEventThread() {
         Shared(m_eventThread.stay).exchange(0) != 0) {
         EndEventThread(); // it has not seen that it is wanted again
         CreateEventThread();
-    } else if (!ResumeFully(m_hEventThread)) {
+        return;
+    }
+    m_eventThread.suspended = 0;
+    if (!ResumeFully(m_hEventThread)) {
         // Kept: the resume path logs the same text as Pause.
         YMD_LOG_ERROR("ymdshow::CMedia::Play", "Suspend Event Thread Failed, Error Code %d : %s",
                       static_cast<int>(GetLastError()), m_mediaPath.c_str());
@@ -107,11 +129,16 @@ void CMedia::EndEventThread(DWORD waited) {
     DWORD code = 0;
     if (GetExitCodeThread(m_hEventThread, &code) != FALSE && code == STILL_ACTIVE) {
         ResumeFully(m_hEventThread);
-        const DWORD left = waited < kThreadEndWait ? kThreadEndWait - waited : 0;
-        if (WaitForSingleObject(m_hEventThread, left) == WAIT_TIMEOUT) {
-            TerminateThread(m_hEventThread, 0);
-            // It ends some time after the call; the interfaces that it uses go next.
-            WaitForSingleObject(m_hEventThread, kThreadEndWait);
+        const ULONGLONG start = GetTickCount64();
+        const ULONGLONG patience = kThreadEndWait - std::min(waited, kThreadEndWait);
+        while (!HasEnded(m_hEventThread, 10)) {
+            const bool isWorking = Shared(m_eventThread.busy).load() == kWorking;
+            if (GetTickCount64() - start >= (isWorking ? kWorkWait : patience)) {
+                TerminateThread(m_hEventThread, 0);
+                // It ends some time after the call; the interfaces that it uses go next.
+                WaitForSingleObject(m_hEventThread, kThreadEndWait);
+                break;
+            }
         }
     }
     CloseHandle(m_hEventThread);
@@ -123,8 +150,9 @@ bool CMedia::OnEventThread() const {
     return m_hEventThread != nullptr && GetThreadId(m_hEventThread) == GetCurrentThreadId();
 }
 
-bool CMedia::HasVisibleVideo() const {
-    return m_pVideoWindow != nullptr && m_playWindow != nullptr && m_videoTrackNum > 0;
+bool CMedia::HasVisibleVideo() {
+    return m_pVideoWindow != nullptr && std::atomic_ref<HWND>(m_playWindow).load() != nullptr &&
+           m_videoTrackNum > 0;
 }
 
 DWORD WINAPI CMedia::_EventThreadFun(void* param) {
@@ -135,40 +163,28 @@ DWORD WINAPI CMedia::_EventThreadFun(void* param) {
     if (media.m_pMediaEvent == nullptr) {
         return 0;
     }
-    // Not when playback was started anew since the completion.
-    const auto leaveAfterCompletion = [&state = media.m_eventThread] {
-        Shared(state.busy).store(kLeaving);
-        if (Shared(state.stay).exchange(0) == 0) {
-            return true;
-        }
-        Shared(state.busy).store(0);
-        return false;
-    };
-    IMediaEventEx* events = nullptr;
+    EventThreadState& state = media.m_eventThread;
+    std::int32_t graph = Shared(state.graph).load() - 1;
     OAEVENT queue = 0;
-    bool finished = false;
-    Shared(media.m_eventThread.busy).store(0);
     while (!media.EventThreadMustLeave()) {
-        if (events != media.m_pMediaEvent) { // a callback may have loaded the item anew
-            events = media.m_pMediaEvent;
+        if (const std::int32_t now = Shared(state.graph).load(); graph != now) {
+            graph = now; // at first, and when a callback has loaded the item anew
             queue = 0;
-            if (events != nullptr) {
-                events->GetEventHandle(&queue);
+            if (media.m_pMediaEvent != nullptr) {
+                media.m_pMediaEvent->GetEventHandle(&queue);
             }
         }
+        Shared(state.busy).store(kAtRest);
         const DWORD wait = WaitForSingleObject(reinterpret_cast<HANDLE>(queue), kEventWait);
-        if (wait == WAIT_OBJECT_0 && media.EnterEvents()) {
-            media.DrainEvents(finished);
-            Shared(media.m_eventThread.busy).store(0);
-            if (finished && leaveAfterCompletion()) {
+        if (wait == WAIT_OBJECT_0 && media.EnterEvents(State_Running)) {
+            if (media.DrainEvents() && media.LeavesAfterCompletion()) {
                 return 0;
             }
-            finished = false;
         } else if (wait != WAIT_OBJECT_0 && wait != WAIT_TIMEOUT) {
             Sleep(kEventWait);
         }
     }
-    Shared(media.m_eventThread.busy).store(kLeaving);
+    Shared(state.busy).store(kLeaving);
     return 0;
 }
 
@@ -176,46 +192,69 @@ bool CMedia::EventThreadMustLeave() {
     return Shared(m_playState).load() == State_Stopped || Shared(m_eventThread.quit).load() != 0;
 }
 
-/// Waits until no host thread holds the event thread. False when it is to leave instead.
-bool CMedia::EnterEvents() {
+/// Not when playback was started anew since the completion.
+bool CMedia::LeavesAfterCompletion() {
+    Shared(m_eventThread.busy).store(kLeaving);
+    return Shared(m_eventThread.stay).exchange(0) == 0;
+}
+
+/// Goes to work when no host thread holds the event thread and the item's state is at least
+/// this one: what a callback has paused rests. False, and at work, when it is to leave.
+bool CMedia::EnterEvents(std::int32_t least) {
     for (;;) {
-        Shared(m_eventThread.busy).store(1);
-        if (Shared(m_eventThread.holds).load() == 0) {
-            return true;
-        }
-        Shared(m_eventThread.busy).store(0);
+        Shared(m_eventThread.busy).store(kWorking);
         if (EventThreadMustLeave()) {
             return false;
         }
-        Sleep(1);
+        const bool isHeld = Shared(m_eventThread.holds).load() != 0;
+        if (!isHeld && Shared(m_playState).load() >= least) {
+            return true;
+        }
+        Shared(m_eventThread.busy).store(kAtRest);
+        Sleep(isHeld ? 1 : 10);
     }
 }
 
 EventHold::EventHold(CMedia& media) : m_media(media) {
-    const bool nested = Shared(m_media.m_eventThread.holds).fetch_add(1) != 0;
-    // A paused item's thread is suspended, and was at a safe point when it was.
-    if (nested || m_media.m_hEventThread == nullptr || m_media.m_playState == State_Paused ||
+    auto& state = m_media.m_eventThread;
+    const bool nested = Shared(state.holds).fetch_add(1) != 0;
+    if (nested || m_media.m_hEventThread == nullptr || state.suspended != 0 ||
         m_media.OnEventThread()) {
         return;
     }
     const ULONGLONG start = GetTickCount64();
-    while (Shared(m_media.m_eventThread.busy).load() != 0 && GetTickCount64() - start < kHoldWait &&
-           WaitForSingleObject(m_media.m_hEventThread, 1) == WAIT_TIMEOUT) {
+    ULONGLONG callback = 0; // when it was first seen in one
+    for (;;) {
+        const std::int32_t busy = Shared(state.busy).load();
+        const ULONGLONG now = GetTickCount64();
+        if (busy == kInCallback) {
+            callback = callback != 0 ? callback : now;
+            if (now - callback >= kHoldWait) {
+                m_waited = kHoldWait;
+                return;
+            }
+        }
+        if (busy == kAtRest || now - start >= kWorkWait || HasEnded(m_media.m_hEventThread, 1)) {
+            return;
+        }
     }
-    m_waited = static_cast<DWORD>(GetTickCount64() - start);
 }
 
 EventHold::~EventHold() {
     Shared(m_media.m_eventThread.holds).fetch_sub(1);
 }
 
-/// Handles and forwards every queued event. The last one decides whether playback has ended.
-void CMedia::DrainEvents(bool& finished) {
+/// Handles and forwards the queued events. Whether the last one has ended playback.
+bool CMedia::DrainEvents() {
     IMediaEventEx* const events = m_pMediaEvent;
+    const std::int32_t graph = Shared(m_eventThread.graph).load();
+    const auto isCurrent = [&] { return graph == Shared(m_eventThread.graph).load(); };
     long code = 0;
     LONG_PTR param1 = 0;
     LONG_PTR param2 = 0;
-    while (events == m_pMediaEvent && Shared(m_eventThread.quit).load() == 0 &&
+    bool finished = false;
+    while (isCurrent() && Shared(m_playState).load() == State_Running &&
+           Shared(m_eventThread.quit).load() == 0 &&
            SUCCEEDED(events->GetEvent(&code, &param1, &param2, 0))) {
         finished = code == EC_COMPLETE || code == EC_END_OF_SEGMENT;
         if (finished) {
@@ -223,10 +262,11 @@ void CMedia::DrainEvents(bool& finished) {
             finished = !HandleCompletion();
         }
         ForwardEvent(code, param1, param2);
-        if (events == m_pMediaEvent) { // else the callback has unloaded the item
+        if (isCurrent()) { // else the callback has unloaded the item
             events->FreeEventParams(code, param1, param2);
         }
     }
+    return finished;
 }
 
 /// Restarts a looping graph and answers true; else hides the picture.
@@ -234,12 +274,13 @@ bool CMedia::HandleCompletion() {
     const bool looping = Shared(m_isLoop).load() != 0;
     if (looping && m_pMediaControl != nullptr) {
         // On the graph itself: the item stays in its running state. A host thread that is
-        // waiting gets its turn in between, and may have stopped the item then.
+        // waiting gets its turn in between, and may have paused or stopped the item then.
+        Shared(m_eventThread.restarting).store(1);
         m_pMediaControl->Stop();
-        Shared(m_eventThread.busy).store(0);
-        if (EnterEvents()) {
+        if (EnterEvents(State_Running)) {
             m_pMediaControl->Run();
         }
+        Shared(m_eventThread.restarting).store(0);
         return true;
     }
     if (!looping && HasVisibleVideo()) {
@@ -253,7 +294,9 @@ void CMedia::ForwardEvent(long code, LONG_PTR param1, LONG_PTR param2) {
     EventCallBack fn = shared.load();
     void* const user = std::atomic_ref<void*>(m_pEventCallBackUser).load();
     if (fn != nullptr && fn == shared.load()) {
+        Shared(m_eventThread.busy).store(kInCallback);
         fn(this, user, code, param1, param2);
+        EnterEvents(State_Paused);
     }
 }
 

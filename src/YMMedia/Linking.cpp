@@ -106,9 +106,11 @@ int CMedia::UnlinkAllFilter() {
         return 0;
     }
     return OrWhenOutOfMemory(0, [this] {
+        const EventHold hold(*this);
         OAFilterState state = State_Stopped;
         if (m_pMediaControl != nullptr &&
-            SUCCEEDED(m_pMediaControl->GetState(kStateTimeout, &state)) && state != State_Stopped) {
+            SUCCEEDED(m_pMediaControl->GetState(kStateTimeout, &state)) &&
+            (state != State_Stopped || Shared(m_eventThread.restarting).load() != 0)) {
             Stop();
         }
         MarkUnlinked(m_videoTracks);
@@ -148,6 +150,7 @@ void CMedia::_FreeFilters() {
     ReleaseMember(m_pMediaSeeking);
     ReleaseMember(m_pBasicVideo);
     ReleaseMember(m_pMediaEvent);
+    Shared(m_eventThread.graph).fetch_add(1);
     ReleaseMember(m_pVideoWindow);
     ReleaseMember(m_pStreamSelect);
     for (IBaseFilter* filter : m_usedFilters) {

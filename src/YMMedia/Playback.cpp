@@ -49,10 +49,14 @@ int CMedia::Pause() {
     // A callback that pauses must not suspend the thread that it runs on, lock in hand.
     DWORD code = 0;
     if (m_hEventThread != nullptr && !OnEventThread() &&
-        GetExitCodeThread(m_hEventThread, &code) != FALSE && code == STILL_ACTIVE &&
-        SuspendThread(m_hEventThread) == static_cast<DWORD>(-1)) {
-        YMD_LOG_ERROR("ymdshow::CMedia::Pause", "Suspend Event Thread Failed, Error Code %d : %s",
-                      static_cast<int>(GetLastError()), m_mediaPath.c_str());
+        GetExitCodeThread(m_hEventThread, &code) != FALSE && code == STILL_ACTIVE) {
+        if (SuspendThread(m_hEventThread) != static_cast<DWORD>(-1)) {
+            m_eventThread.suspended = 1;
+        } else {
+            YMD_LOG_ERROR("ymdshow::CMedia::Pause",
+                          "Suspend Event Thread Failed, Error Code %d : %s",
+                          static_cast<int>(GetLastError()), m_mediaPath.c_str());
+        }
     }
     Shared(m_playState).store(State_Paused);
     return 1;

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cmath>
 #include <cstdlib>
 
@@ -44,7 +45,7 @@ void ReadRange(const std::int32_t (&range)[4], long* left, long* top, long* widt
 
 void CMedia::SetPlayWindow(HWND window) {
     CYMAutoLock lock(m_lock);
-    m_playWindow = window;
+    std::atomic_ref<HWND>(m_playWindow).store(window); // the event thread reads it
     if (m_pVideoWindow == nullptr) {
         return;
     }

@@ -2,6 +2,7 @@
 
 #include <ymdshow/Media.h>
 
+#include "YMMedia/EventHold.h"
 #include "YMMedia/Support.h"
 
 namespace ymdshow {
@@ -91,7 +92,8 @@ int CMedia::ResumeAudio() {
 
 void CMedia::SetAmain(int on) {
     CYMAutoLock lock(m_lock);
-    if (IsPlaying() != 0) {
+    const EventHold hold(*this);
+    if (IsPlaying() != 0 || Shared(m_eventThread.restarting).load() != 0) {
         return;
     }
     m_isAmain = on;
