@@ -367,6 +367,16 @@ protected:
     static DWORD WINAPI _EventThreadFun(void* param);
 
     /// How host threads and the event thread agree. A copied item has no event thread.
+    /// What was known of the streams before the graph was first built: the scan adds to it
+    /// and corrects it, and a reload starts from it again.
+    struct GivenFacts {
+        bool isKept = false;
+        std::uint32_t videoTracks = 0;
+        std::uint32_t audioTracks = 0;
+        std::vector<VideoInfo> videos;
+        std::vector<AudioInfo> audios;
+    };
+
     struct EventThreadState {
         EventThreadState() = default;
         EventThreadState(const EventThreadState&) {}
@@ -451,6 +461,9 @@ protected:
 
     LoadReport m_loadReport;
     EventThreadState m_eventThread;
+    GivenFacts m_givenFacts;
+    HRESULT m_addFilterResult = S_OK; ///< the graph's answer to the last _AddFilter
+    HRESULT m_linkResult = S_OK;      ///< and to the rendering of the last LinkAllFilter
     std::int32_t m_givenClipRange[4]{};
     std::int32_t m_givenDisplayRange[4]{};
 
@@ -462,6 +475,7 @@ private:
     void TakePictureFromRecord();
     void ApplyStoredSettings();
     void ForgetStreamFacts();
+    void StartFromGivenFacts();
     void ForgetPictureFacts();
     int FailLoad(const wchar_t* reason, HRESULT result);
     void AddAttempt(int way, const wchar_t* step, std::size_t source, HRESULT result);

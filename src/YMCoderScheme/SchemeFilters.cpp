@@ -142,7 +142,7 @@ void CCoderScheme::AddSchemeFilter(CMedia* media, const FilterInfo& info, IBaseF
     if (media != nullptr) {
         if (media->_AddFilter(filter, info.strName.c_str(), info.bCache ? 1 : 0) == 0) {
             media->_RemoveFilter(filter);
-            report.result = E_FAIL; // the graph's own answer is in the log
+            report.result = media->m_addFilterResult;
             return;
         }
         report.added = true;

@@ -43,6 +43,9 @@ int CMedia::_InitFilters(CCoderScheme* scheme, int tryRenderSource) {
     if (_TrySourceFilter(sources, tryRenderSource) == 0) {
         return 0;
     }
+    // The ways that failed before one succeeded are in the attempts.
+    m_loadReport.failure.clear();
+    m_loadReport.failureResult = S_OK;
     _RemoveAllCachedFilterInGraphConfig();
     _ScanAllFilterAndGetAVTrackInfo(sources);
     const HRESULT control = QueryMember(m_pGB, m_pMediaControl);
@@ -110,7 +113,8 @@ int CMedia::_AddFilter(IBaseFilter* filter, const wchar_t* name, int cache) {
     if (cache != 0 && m_pGraphConfig != nullptr) {
         cached = AddFilterToGraphBuilderCache(m_pGraphConfig, filter);
     }
-    if (cached == 0 && FAILED(m_pGB->AddFilter(filter, name))) {
+    m_addFilterResult = cached == 0 ? m_pGB->AddFilter(filter, name) : S_OK;
+    if (FAILED(m_addFilterResult)) {
         // Kept: the wide name goes to a narrow format and shows up to its first zero byte.
         YMD_LOG_WARNING("ymdshow::CMedia::_AddFilter", "AddFilter FAILED : %s", name);
         return 0;

@@ -100,7 +100,8 @@ int CMedia::SetMediaPathLocked(const std::string& path) {
         m_urlProtocol = text::LowerAscii(path.substr(0, path.find(':')));
     }
     YMD_LOG_PROGRESS("ymdshow::CMedia::SetMediaPath", "SetMediaPath : %s", path.c_str());
-    if (IsLoaded() != 0) {
+    // A load that failed late has given up the graph, not the filters.
+    if (IsLoaded() != 0 || m_pSourceFilter != nullptr) {
         if (IsPlaying() != 0) {
             Stop();
         }
@@ -132,6 +133,24 @@ void CMedia::ForgetStreamFacts() {
     m_audioInfos.clear();
     m_mediaFormat.clear();
     m_durationByMediaInfo = 0;
+    m_givenFacts = GivenFacts();
+}
+
+/// Makes a reload find what the first load found: neither the streams that an earlier scan
+/// has added nor the duration of an earlier graph count as known.
+void CMedia::StartFromGivenFacts() {
+    if (m_givenFacts.isKept) {
+        m_originalVideoTrackNum = m_givenFacts.videoTracks;
+        m_originalAudioTrackNum = m_givenFacts.audioTracks;
+        m_videoInfos = m_givenFacts.videos;
+        m_audioInfos = m_givenFacts.audios;
+    } else {
+        m_givenFacts = {true, m_originalVideoTrackNum, m_originalAudioTrackNum, m_videoInfos,
+                        m_audioInfos};
+    }
+    m_durationBySeeking = 0;
+    m_frameCount = 0;
+    m_isLiveStream = false;
 }
 
 /// Rectangles and a clip end that an earlier load derived from its file go with that file;
@@ -188,6 +207,7 @@ int CMedia::Load(CCoderScheme* scheme, int flag) {
         // Half a graph would pass for a loaded one.
         _FreeFilters();
         _FreeDirectShow();
+        m_loadReport.failure.clear();
         m_loadReport.failureResult = E_OUTOFMEMORY;
         return 0;
     }
@@ -205,7 +225,8 @@ int CMedia::LoadLocked(CCoderScheme* scheme, int flag) {
     }
     if (m_pGB == nullptr || !m_isAllFilterLinked) {
         YMD_LOG_WARNING("ymdshow::CMedia::Load", "m_pGB is NULL Or m_isAllFilterLinked False");
-        return FailLoad(L"the graph could not be linked", E_FAIL);
+        return FailLoad(L"the graph could not be linked",
+                        FAILED(m_linkResult) ? m_linkResult : E_FAIL);
     }
     // What failed on the way to success is in the attempts.
     m_loadReport.failure.clear();
@@ -230,6 +251,7 @@ int CMedia::BuildGraph(CCoderScheme* scheme, int flag) {
             _FreeMediaInfo();
         }
     }
+    StartFromGivenFacts();
     if (m_pSourceFilter != nullptr) {
         _FreeFilters();
     }

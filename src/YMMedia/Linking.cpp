@@ -6,6 +6,7 @@
 #include <ymdshow/Media.h>
 
 #include "BaseClasses/ComTypes.h"
+#include "GraphToolkit/Attempts.h"
 #include "GraphToolkit/Ranges.h"
 #include "YMMedia/EventHold.h"
 #include "YMMedia/Seeking.h"
@@ -86,9 +87,10 @@ int CMedia::LinkAllFilterLocked() {
     unsigned int audio = 0;
     GetLinkedTrackNum(m_pGB, m_pSourceFilter, &video, &audio, nullptr);
     bool linked = IsComplete(video, audio);
+    m_linkResult = S_OK;
     if (!linked) {
         UnlinkGraphBuilder(m_pGB);
-        linked = RenderFilter(m_pGB, m_pSourceFilter) == 1;
+        linked = toolkit::RenderFilter(m_pGB, m_pSourceFilter, &m_linkResult) == 1;
     }
     if (linked) {
         RestoreDisabledTracks(m_videoTracks, m_pGB);
@@ -192,8 +194,8 @@ void CMedia::_FreeFilters() {
 namespace {
 
 /// Hands the first filter that `filters` lists to `remove`, which takes it out and gives the
-/// enumerator's reference back, until none is left. A filter that stays listed is tried again
-/// once and then left, with all behind it.
+/// enumerator's reference back, until none is left. A filter that stays listed is tried
+/// three times and then left, with all behind it.
 template <class Remove> void RemoveFirstUntilEmpty(IEnumFilters* filters, Remove&& remove) {
     const IBaseFilter* previous = nullptr;
     int repeats = 0;

@@ -136,6 +136,7 @@ void CMedia::TrySchemeSourceRendered(std::vector<IBaseFilter*>& sources, const s
             m_pSourceFilter = sources[i];
             sources.erase(sources.begin() + static_cast<std::ptrdiff_t>(i));
         } else {
+            // Kept: what it has connected stays so, unlike after the ways before.
             YMD_LOG_WARNING(kFunction,
                             "Try to render the loaded source filter (RenderFilter) FAILED : %s",
                             m_mediaPath.c_str());
