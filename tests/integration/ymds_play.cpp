@@ -126,57 +126,6 @@ TEST(YmdsPlay, LoopsUntilTheSecondsAreOver) {
     EXPECT_TRUE(HasEvent(report["events"], "EC_COMPLETE"));
 }
 
-struct Search {
-    DWORD process;
-    HWND found;
-};
-
-/// The visible window of a process's player, once it is there.
-HWND AwaitWindow(DWORD process) {
-    Search search{process, nullptr};
-    for (int tries = 0; tries < 200 && search.found == nullptr; ++tries) {
-        Sleep(50);
-        EnumWindows(
-            [](HWND window, LPARAM user) -> BOOL {
-                auto& wanted = *reinterpret_cast<Search*>(user);
-                wchar_t name[64] = {};
-                DWORD owner = 0;
-                GetWindowThreadProcessId(window, &owner);
-                GetClassNameW(window, name, 64);
-                if (owner == wanted.process && IsWindowVisible(window) != FALSE &&
-                    std::wstring(name) == L"YmdsPlayWindow") {
-                    wanted.found = window;
-                }
-                return wanted.found == nullptr;
-            },
-            reinterpret_cast<LPARAM>(&search));
-    }
-    return search.found;
-}
-
-TEST(YmdsPlay, ObeysTheKeysInItsWindow) {
-    const Scratch scratch;
-    const std::wstring png = scratch.Path(L"p.png");
-    long clientWidth = 0;
-    const Result result =
-        RunYmds({L"play", Media(L"clip.mp4"), L"--window", L"--json", L"--snapshot", png},
-                [&](DWORD process) {
-                    const HWND window = AwaitWindow(process);
-                    RECT client{};
-                    GetClientRect(window, &client);
-                    clientWidth = client.right;
-                    PostMessageW(window, WM_CHAR, L' ', 0);
-                    Sleep(3500);
-                    PostMessageW(window, WM_CHAR, L'Q', 0);
-                });
-    ASSERT_EQ(result.code, 0) << result.err;
-    // Paused, it has not reached the end of a clip of three seconds.
-    EXPECT_EQ(result.Json()["end"], "quit");
-    EXPECT_LT(result.Json()["played_ms"].asInt(), 2500);
-    EXPECT_EQ(clientWidth, 320);
-    ExpectBars(ReadPng(png));
-}
-
 TEST(YmdsPlay, MarksTheFilterThatAModuleMade) {
     const Scratch scratch;
     const std::wstring clip = scratch.Write(L"clip.ymt", "test://320x180@25/1s?audio=440");

@@ -137,6 +137,7 @@ TEST(YmdsText, RendersTimesResultsAndPaths) {
     EXPECT_EQ(Clock(-5), L"0:00.0");
     EXPECT_EQ(Hex(E_FAIL), L"0x80004005");
     EXPECT_EQ(Reason(L"RenderFilter: ", E_FAIL), L"RenderFilter (0x80004005, unspecified error)");
+    EXPECT_EQ(Reason(L"Run: unspecified error", E_FAIL), L"Run: unspecified error (0x80004005)");
     EXPECT_EQ(Reason(L"", S_OK), L"unknown reason");
     EXPECT_EQ(Stem(L"http://host/dir.x/a b.mp4"), L"a b");
     EXPECT_EQ(Stem(L"C:\\x.y\\name"), L"name");

@@ -61,8 +61,8 @@ void Playback::Turn() {
     if (m_window.IsClosed()) {
         End(L"closed");
     }
+    HandleEvents(); // first: an end that came before a seek is not the seek's
     HandleKeys();
-    HandleEvents();
     FitPicture();
     if (m_ended) {
         return;

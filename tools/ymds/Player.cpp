@@ -27,11 +27,9 @@ std::wstring Player::Do(Action action) {
     case Action::TogglePause:
         return TogglePause();
     case Action::SeekBack:
-        Seek(Position() - SeekStep);
-        return {};
+        return Seek(Position() - SeekStep) ? L"" : L"the graph refused the seek";
     case Action::SeekForward:
-        Seek(Position() + SeekStep);
-        return {};
+        return Seek(Position() + SeekStep) ? L"" : L"the graph refused the seek";
     case Action::Step:
         return Step();
     case Action::ToggleMute:
@@ -53,26 +51,22 @@ std::wstring Player::Do(Action action) {
 
 // A splitter of Wine's that feeds several streams blocks for good after a seek in a graph
 // that is not stopped.
-template <typename Operation> void Player::WhileStill(Operation operation) {
+template <typename Operation> bool Player::WhileStill(Operation operation) {
     if (!RunsUnderWine()) {
-        operation();
-        return;
+        return operation() == 1;
     }
     m_media.Stop();
-    operation();
-    m_media.Play();
-    if (m_paused) {
-        m_media.Pause();
-    }
+    const bool done = operation() == 1;
+    return m_media.Play() == 1 && (!m_paused || m_media.Pause() == 1) && done;
 }
 
-void Player::Seek(std::int64_t position) {
+bool Player::Seek(std::int64_t position) {
     const std::int64_t duration = m_media.GetOriginalDuration();
     std::int64_t target = std::max<std::int64_t>(position, 0);
     if (duration > 0) {
         target = std::min(target, std::max<std::int64_t>(duration - EndMargin, 0));
     }
-    WhileStill([&] { m_media.SetMediaPosition(target); });
+    return WhileStill([&] { return m_media.SetMediaPosition(target); });
 }
 
 std::wstring Player::TogglePause() {
@@ -90,15 +84,15 @@ std::wstring Player::Step() {
         return m_media.StepFrame() == 1 ? L"" : L"the graph refused the step";
     }
     const std::int64_t frame = m_media.GetVideoOiginalAvgFrameTime();
-    Seek(position + (frame > 0 ? frame : UsualFrameTime));
-    return L"stepped by seeking";
+    return Seek(position + (frame > 0 ? frame : UsualFrameTime)) ? L"stepped by seeking"
+                                                                 : L"the graph refused the step";
 }
 
 std::wstring Player::ToggleMute() {
     if (m_muted) {
         // The library's ResumeAudio would come back at full volume.
         m_muted = m_media.SetVolume(m_volume) != 1;
-        return L"sound on";
+        return m_muted ? L"the graph refused" : L"sound on";
     }
     m_volume = m_media.GetVolume();
     m_muted = m_media.MuteAudio() == 1;
@@ -111,11 +105,10 @@ std::wstring Player::ToggleLoop() {
 }
 
 std::wstring Player::Clip(std::int64_t start, std::int64_t end) {
-    int done = 0;
-    WhileStill([&] { done = m_media.TimeClip(start, end); });
-    return done == 1 ? L"clip " + Clock(m_media.GetClipStartTime()) + L" to " +
-                           Clock(m_media.GetClipEndTime())
-                     : L"the graph refused the clip";
+    return WhileStill([&] { return m_media.TimeClip(start, end); })
+               ? L"clip " + Clock(m_media.GetClipStartTime()) + L" to " +
+                     Clock(m_media.GetClipEndTime())
+               : L"the graph refused the clip";
 }
 
 std::wstring Player::NextAudioTrack() {

@@ -22,7 +22,7 @@ public:
     const wchar_t* State() const;
 
     /// Moves to a position and keeps the state.
-    void Seek(std::int64_t position);
+    bool Seek(std::int64_t position);
 
 private:
     std::wstring TogglePause();
@@ -31,7 +31,7 @@ private:
     std::wstring ToggleLoop();
     std::wstring Clip(std::int64_t start, std::int64_t end);
     std::wstring NextAudioTrack();
-    template <typename Operation> void WhileStill(Operation operation);
+    template <typename Operation> bool WhileStill(Operation operation);
 
     ymdshow::CMedia& m_media;
     bool m_paused = false;

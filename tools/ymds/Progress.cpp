@@ -62,6 +62,10 @@ void Progress::Show(std::int64_t position, std::int64_t duration, const wchar_t*
 }
 
 void Progress::Note(const std::wstring& text) {
+    if (!m_active) {
+        Err().Write(text + L"\n");
+        return;
+    }
     m_note = text;
     m_noteUntil = GetTickCount64() + NoteTime;
     m_lastShown = 0;

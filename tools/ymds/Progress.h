@@ -16,7 +16,8 @@ public:
     /// Draws the line, at most ten times a second. A duration of 0 is not known.
     void Show(std::int64_t position, std::int64_t duration, const wchar_t* state);
 
-    /// A short remark that stands at the end of the line for two seconds.
+    /// A short remark that stands at the end of the line for two seconds; without the live
+    /// line it is a line of its own.
     void Note(const std::wstring& text);
 
     /// Removes the line.

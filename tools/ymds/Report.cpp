@@ -165,7 +165,8 @@ std::wstring AttemptsText(const ymdshow::LoadReport& load) {
     for (const auto& filter : load.filters) {
         text += L"  filter " + filter.name + L" " +
                 (filter.module.empty() ? GuidText(filter.clsid) : filter.module) + L": " +
-                (filter.added     ? L"added"
+                (filter.added                                 ? L"added"
+                 : filter.created && SUCCEEDED(filter.result) ? L"left out, it has no role"
                  : filter.created ? L"refused by the graph, " + HexAndWords(filter.result)
                                   : L"not created, " + HexAndWords(filter.result)) +
                 L"\n";

@@ -67,7 +67,9 @@ std::wstring Reason(std::wstring what, HRESULT result) {
         what.pop_back();
     }
     if (FAILED(result)) {
-        what += (what.empty() ? L"(" : L" (") + HexAndWords(result) + L")";
+        const bool isSaid = what.ends_with(ymdshow::ResultText(result));
+        what += what.empty() ? L"(" : L" (";
+        what += (isSaid ? Hex(result) : HexAndWords(result)) + L")";
     }
     return what.empty() ? L"unknown reason" : what;
 }
