@@ -95,21 +95,6 @@ private:
     HWND m_window = nullptr;
 };
 
-class PageFactory final : public FakeCom<IClassFactory> {
-public:
-    PageFactory() : FakeCom("page factory") {}
-    IUnknown* FindInterface(REFIID iid) override {
-        return iid == IID_IUnknown || iid == IID_IClassFactory ? this : nullptr;
-    }
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID iid, void** out) override {
-        Page* page = new Page();
-        const HRESULT hr = page->QueryInterface(iid, out);
-        page->Release();
-        return hr;
-    }
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-};
-
 // Waits for the frame of a thread, remembers what is to be known of it, and closes it.
 class Closer {
 public:
@@ -161,20 +146,10 @@ private:
 
 class PropertyPage : public FakeTest {
 protected:
-    void SetUp() override {
-        FakeTest::SetUp();
-        m_factory = new PageFactory();
-        ASSERT_EQ(CoRegisterClassObject(kPageClass, m_factory, CLSCTX_INPROC_SERVER,
-                                        REGCLS_MULTIPLEUSE, &m_cookie),
-                  S_OK);
+    PropertyPage() {
         g_pages.shown = 0;
         g_pages.objects = 0;
         g_pages.isFilter = false;
-    }
-    void TearDown() override {
-        CoRevokeClassObject(m_cookie);
-        m_factory->Release();
-        FakeTest::TearDown();
     }
     static ComPtr<FakeFilter> WithPages(std::vector<CLSID> pages) {
         const auto filter = MakeFilter("Equaliser", {In(), Out()});
@@ -184,8 +159,7 @@ protected:
     }
 
 private:
-    PageFactory* m_factory = nullptr;
-    DWORD m_cookie = 0;
+    FakeClass m_class{"page", kPageClass, [] { return Adopt<IUnknown>(new Page()); }};
 };
 
 TEST_F(PropertyPage, IsShownUntilTheUserClosesIt) {
@@ -194,6 +168,8 @@ TEST_F(PropertyPage, IsShownUntilTheUserClosesIt) {
                                   nullptr, nullptr, nullptr, nullptr);
     Closer closer;
     EXPECT_EQ(ShowPropertyPage(filter.Get(), parent), 1);
+    EXPECT_EQ(journal.Matching("Equaliser.*"),
+              (Lines{"Equaliser.QueryFilterInfo", "Equaliser.GetPages"}));
     EXPECT_GE(g_pages.shown, 1);
     EXPECT_EQ(g_pages.objects, 1);
     EXPECT_TRUE(g_pages.isFilter);
@@ -202,16 +178,7 @@ TEST_F(PropertyPage, IsShownUntilTheUserClosesIt) {
     DestroyWindow(parent);
 }
 
-TEST_F(PropertyPage, IsAskedForInOrder) {
-    const auto filter = WithPages({kPageClass});
-    const Closer closer;
-    EXPECT_EQ(ShowPropertyPage(filter.Get(), nullptr), 1);
-    EXPECT_EQ(Journal::Get().Matching("Equaliser.*"),
-              (std::vector<std::string>{"Equaliser.QueryFilterInfo", "Equaliser.GetPages"}));
-}
-
 TEST_F(PropertyPage, ThatCannotBeShown) {
-    EXPECT_EQ(ShowPropertyPage(nullptr, nullptr), 0);
     EXPECT_EQ(ShowPropertyPage(MakeFilter("Plain", {}).Get(), nullptr), 0);
     const auto nameless = WithPages({kPageClass});
     nameless->results["QueryFilterInfo"] = E_FAIL;
