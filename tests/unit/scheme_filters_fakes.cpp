@@ -33,8 +33,8 @@ public:
     explicit Media(bool hasCache = false) : CMedia(nullptr) {
         const Silence silence;
         graph->config.present = hasCache;
-        graph.CopyTo(&m_pGB);
-        graph.CopyTo(&m_pGraphConfig);
+        m_pGB = ComPtr<FakeGraph>(graph).Detach();
+        graph->QueryInterface(IID_IGraphConfig, reinterpret_cast<void**>(&m_pGraphConfig));
     }
     ~Media() override {
         if (m_pGraphConfig != nullptr) {
