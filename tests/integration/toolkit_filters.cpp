@@ -26,9 +26,6 @@ const GUID kSampleGrabber = {
     0xc1f400a0, 0x3f08, 0x11d3, {0x9f, 0x0b, 0x00, 0x60, 0x08, 0x03, 0x9e, 0x37}};
 const GUID kNullRenderer = {
     0xc1f400a4, 0x3f08, 0x11d3, {0x9f, 0x0b, 0x00, 0x60, 0x08, 0x03, 0x9e, 0x37}};
-const GUID kDmoWrapper = {
-    0x94297043, 0xbd82, 0x4dfd, {0xb0, 0xde, 0x81, 0x77, 0x73, 0x9c, 0x6d, 0x20}};
-
 struct Counts {
     unsigned int linked = 99;
     unsigned int video = 99;
@@ -92,36 +89,6 @@ protected:
 
     ComPtr<IGraphBuilder> m_graph;
 };
-
-TEST_F(RealFilters, HaveTheRolesOfTheirPins) {
-    const struct {
-        const char* name;
-        GUID clsid;
-        DSFilterType type;
-        int inputs;
-        int outputs;
-    } roles[] = {{"file source without a file", kAsyncReader, DSFT_SOURCE, 0, 0},
-                 {"sample grabber", kSampleGrabber, DSFT_TRANSFORM, 1, 1},
-                 {"null renderer", kNullRenderer, DSFT_RENDER, 1, 0},
-                 {"video renderer", CLSID_VideoRenderer, DSFT_RENDER, 1, 0},
-                 {"sound renderer", CLSID_DSoundRender, DSFT_RENDER, 1, 0},
-                 {"smart tee", CLSID_SmartTee, DSFT_TRANSFORM, 1, 2},
-                 {"DMO wrapper without a DMO", kDmoWrapper, DSFT_SOURCE, 0, 0}};
-    for (const auto& role : roles) {
-        SCOPED_TRACE(role.name);
-        const ComPtr<IBaseFilter> filter = Create(role.clsid);
-        ASSERT_TRUE(filter);
-        EXPECT_EQ(CheckFilterType(filter.Get()), role.type);
-        int counts[4] = {-1, -1, -1, -1};
-        const int pins = role.inputs + role.outputs;
-        EXPECT_EQ(CountFilterPins(filter.Get(), counts[0], counts[1], counts[2], counts[3]), pins);
-        EXPECT_EQ((std::vector(counts, counts + 4)),
-                  (std::vector{role.inputs, role.outputs, pins, 0}));
-        EXPECT_EQ(GetUnlinkedInputPinNum(filter.Get()), role.inputs);
-        EXPECT_EQ(IsFilterLinked(filter.Get()), 0);
-        EXPECT_EQ(GetIUnknownRef(filter.Get()), 1);
-    }
-}
 
 TEST_F(RealFilters, AreFoundInTheirCategory) {
     ComPtr<IBaseFilter> filter;
