@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <wrl/client.h>
+
 #include <numeric>
 
 #include "BaseClasses/MediaType.h"
@@ -39,10 +41,14 @@ TEST(BaseClassesMediaType, FreeReleasesOnceAndClears) {
         EXPECT_EQ(77u, type.lSampleSize);
     }
 
-    BYTE notAllocated = 0;
-    type.pbFormat = &notAllocated;
+    Microsoft::WRL::ComPtr<IMalloc> allocator;
+    ASSERT_EQ(S_OK, CoGetMalloc(1, &allocator));
+    void* const block = CoTaskMemAlloc(4);
+    type.pbFormat = static_cast<BYTE*>(block);
     FreeMediaType(type); // a zero size says that the pointer is stale
     EXPECT_EQ(nullptr, type.pbFormat);
+    EXPECT_EQ(1, allocator->DidAlloc(block));
+    CoTaskMemFree(block);
     DeleteMediaType(nullptr);
 }
 
