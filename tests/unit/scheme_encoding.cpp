@@ -77,8 +77,7 @@ TEST(SchemeEncoding, TypesAreCodePage936) {
         {"\xD5\x41", "\xD5\x61="},                    // lower-cased byte by byte, kept
     };
     for (const auto& [literal, types] : cases) {
-        CCoderScheme set;
-        ASSERT_TRUE(set.LoadSchemeByScript(Script(literal, ""), 0));
+        CCoderScheme set = Loaded(Script(literal, ""));
         EXPECT_EQ(Describe(set), types) << testing::PrintToString(literal);
     }
 }

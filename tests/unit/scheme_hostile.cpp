@@ -88,8 +88,8 @@ TEST(HostileScript, ListsThatMultiplyAreBounded) {
         filters += "{\"Name\":\"a\"},";
     }
     filters.pop_back();
-    CCoderScheme set; // asks for 400 million list entries
-    ASSERT_TRUE(set.LoadSchemeByScript(Script(types, filters, Filter("a")), 0));
+    // asks for 400 million list entries
+    CCoderScheme set = Loaded(Script(types, filters, Filter("a")));
     EXPECT_LT(set.GetSchemeTypes().size(), 300u);
     EXPECT_TRUE(set.FindScheme("t0", nullptr));
     ASSERT_EQ(set.GetLoadReport().entries.size(), 1u);
@@ -101,8 +101,7 @@ TEST(HostileScript, AHundredMegabytesLoad) {
     std::string script = "/*" + std::string(80'000'000, '*') + "*/";
     script += Script("x", Filter(Repeat("\xD5\x5C", characters)));
     const std::size_t before = PeakMemory();
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(script, 0));
+    CCoderScheme set = Loaded(script);
     ASSERT_NE(FilterOf(set, "x"), nullptr);
     EXPECT_EQ(FilterOf(set, "x")->strName.size(), characters);
     EXPECT_LT(PeakMemory() - before, 4 * script.size());

@@ -45,8 +45,7 @@ TEST(SchemeReport, NamesEachFaultWithItsPlace) {
     {"Filters": []}, {"Type": "x"}, {"Type": "y", "Filters": [], "Note": 1}, null
   ]
 })";
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(script, 0));
+    CCoderScheme set = Loaded(script);
     const SchemeLoadReport& report = set.GetLoadReport();
     EXPECT_EQ(report.failure, SchemeLoadReport::Failure::None);
     EXPECT_EQ(report.omitted, 0u);
@@ -81,8 +80,7 @@ TEST(SchemeReport, CountsInTheTextAsItWasGiven) {
     // count once; each kind of line end counts.
     const std::string head =
         "{\r\n\"Schemes\":\r[/*\xD5\x5C*/{\"Type\":\"\xD5\x5C\xD5\x5C\\u4e2d\",";
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(head + "\"Filters\":[],\"\xD5\x5C\":1}]\n}", 0));
+    CCoderScheme set = Loaded(head + "\"Filters\":[],\"\xD5\x5C\":1}]\n}");
     ExpectEntries(set.GetLoadReport(), {{Kind::UnknownKey, L"Schemes[0].誠", 3, 43, L"key"}});
     EXPECT_FALSE(set.LoadSchemeByScript(head + "]", 0));
     EXPECT_EQ(set.GetLoadReport().line, 3u);
@@ -98,8 +96,7 @@ TEST(SchemeReport, IsThatOfTheLastLoadAndBounded) {
     for (std::size_t i = 0; i < SchemeLoadReport::maxEntries + 3; ++i) {
         filters += "7,";
     }
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(Script("x", filters + "{\"Name\":\"lost\"}"), 0));
+    CCoderScheme set = Loaded(Script("x", filters + "{\"Name\":\"lost\"}"));
     EXPECT_EQ(set.GetLoadReport().entries.size(), SchemeLoadReport::maxEntries);
     EXPECT_EQ(set.GetLoadReport().omitted, 4u);
     EXPECT_EQ(set.GetLoadReport().entries.back().column, // two characters an entry

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <utility>
 
 #include <ymlib/Log.h>
@@ -72,8 +73,7 @@ TEST(SchemeScript, RefusesWhatIsNoScript) {
                                                      {R"("Schemes")", Failure::NoSchemes},
                                                      {R"({"Schemes":{}})", Failure::NoSchemes},
                                                      {R"({"schemes":[]})", Failure::NoSchemes}};
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(Script("mp4", Filter("a")), 0));
+    CCoderScheme set = Loaded(Script("mp4", Filter("a")));
     for (const auto& [script, failure] : cases) {
         EXPECT_FALSE(set.LoadSchemeByScript(std::string(script), 1)) << script;
         EXPECT_EQ(set.GetLoadReport().failure, failure) << script;
@@ -83,39 +83,32 @@ TEST(SchemeScript, RefusesWhatIsNoScript) {
 }
 
 TEST(SchemeScript, ReadsEveryFieldAndKeepsTheDefaults) {
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(
-        Script("x",
-               Filter("plain") + "," +
-                   Filter("full", R"(,"Path":"filters\\a.ax","Type":" Render\t","IsTryReplace":1,
+    const auto facts = [](const FilterInfo& info) {
+        wchar_t guids[3][39] = {};
+        StringFromGUID2(info.clsid, guids[0], 39);
+        StringFromGUID2(info.clsidCategory, guids[1], 39);
+        StringFromGUID2(info.clsidDMOCategory, guids[2], 39);
+        const std::vector<bool> flags{info.bCache, info.bTryReplace, info.bOnlyOne,
+                                      info.bHasCategory, info.bHasDMOCategory};
+        return std::tuple(info.strName, std::wstring(guids[0]), info.strPath, info.nType, flags,
+                          std::wstring(guids[1]), std::wstring(guids[2]));
+    };
+    CCoderScheme set = Loaded(Script(
+        "x", Filter("plain") + "," +
+                 Filter("full", R"(,"Path":"filters\\a.ax","Type":" Render\t","IsTryReplace":1,
                              "IsOnlyOne":"yes","IsCache":false,
                              "CategoryCLSID":"{083863F1-70DE-11d0-BD40-00A0C911CE86}",
-                             "DMOCategoryClsid":"DMOCATEGORY_AUDIO_EFFECT")")),
-        0));
-    const FilterInfo* plain = FilterOf(set, "x", 0);
-    ASSERT_NE(plain, nullptr);
-    EXPECT_EQ(plain->strName, L"plain");
-    EXPECT_EQ(plain->strPath, L"");
-    EXPECT_EQ(plain->nType, 0);
-    EXPECT_TRUE(plain->bCache);
-    EXPECT_FALSE(plain->bTryReplace || plain->bOnlyOne || plain->bHasCategory ||
-                 plain->bHasDMOCategory);
-    EXPECT_TRUE(IsEqualGUID(plain->clsidCategory, GUID{}));
-    const GUID any = {0x11111111, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55}};
-    EXPECT_TRUE(IsEqualGUID(plain->clsid, any));
-
-    const FilterInfo* full = FilterOf(set, "x", 1);
-    ASSERT_NE(full, nullptr);
-    EXPECT_EQ(full->strPath, L"filters\\a.ax");
-    EXPECT_EQ(full->nType, 4);
-    EXPECT_TRUE(full->bTryReplace && full->bOnlyOne && full->bHasCategory && full->bHasDMOCategory);
-    EXPECT_FALSE(full->bCache);
-    const GUID category = {
-        0x083863F1, 0x70DE, 0x11d0, {0xBD, 0x40, 0x00, 0xA0, 0xC9, 0x11, 0xCE, 0x86}};
-    EXPECT_TRUE(IsEqualGUID(full->clsidCategory, category));
-    const GUID effect = {
-        0xf3602b3f, 0x0592, 0x48df, {0xa4, 0xcd, 0x67, 0x47, 0x21, 0xe7, 0xeb, 0xeb}};
-    EXPECT_TRUE(IsEqualGUID(full->clsidDMOCategory, effect));
+                             "DMOCategoryClsid":"DMOCATEGORY_AUDIO_EFFECT")")));
+    ASSERT_NE(FilterOf(set, "x", 1), nullptr);
+    const std::wstring any = L"{11111111-2222-3333-4444-555555555555}";
+    const std::wstring none = L"{00000000-0000-0000-0000-000000000000}";
+    EXPECT_EQ(facts(*FilterOf(set, "x", 0)),
+              std::tuple(L"plain", any, L"", 0, std::vector{true, false, false, false, false}, none,
+                         none));
+    EXPECT_EQ(facts(*FilterOf(set, "x", 1)), std::tuple(L"full", any, L"filters\\a.ax", 4,
+                                                        std::vector{false, true, true, true, true},
+                                                        L"{083863F1-70DE-11D0-BD40-00A0C911CE86}",
+                                                        L"{F3602B3F-0592-48DF-A4CD-674721E7EBEB}"));
 }
 
 /// What a filter with one more member is read as.
@@ -194,8 +187,7 @@ TEST(SchemeSet, MergesOrReplacesWhatIsThere) {
     // appearances in the merged list would have been cut while it was built.
     const std::string second =
         Script("mp4", R"({"Name":"a"},{"Name":"once"},)" + Filter("new", onlyOne));
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(first, 0));
+    CCoderScheme set = Loaded(first);
     CCoderScheme::Scheme* scheme = nullptr;
     ASSERT_TRUE(set.FindScheme("mp4", &scheme));
     ASSERT_TRUE(set.LoadSchemeByScript(second, 0));
@@ -222,8 +214,7 @@ TEST(SchemeSet, MergesLongListsByTheSameRules) {
     }
     filters.pop_back();
     const std::string script = Script("x", filters + ",{\"Name\":\"f4\"},{\"Name\":\"f5\"}");
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(script, 0));
+    CCoderScheme set = Loaded(script);
     EXPECT_EQ(Describe(set), "x=" + expected + "f5");
     for (int i = 1; i < 40; i += 2) {
         expected += (i == 1 ? "f5,f" : "f") + std::to_string(i) + ",";
@@ -255,9 +246,7 @@ TEST(SchemeSet, FindsExactly) {
 }
 
 TEST(SchemeSet, ConfiguresOneListFromSeveral) {
-    CCoderScheme set;
-    ASSERT_TRUE(
-        set.LoadSchemeByScript(Script("mp4", Filter("a") + "," + Filter("one", onlyOne)), 0));
+    CCoderScheme set = Loaded(Script("mp4", Filter("a") + "," + Filter("one", onlyOne)));
     ASSERT_TRUE(
         set.LoadSchemeByScript(Script("all", R"({"Name":"one"},{"Name":"a"},)" + Filter("b")), 0));
     CCoderScheme::Scheme out;

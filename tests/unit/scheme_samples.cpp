@@ -171,8 +171,7 @@ TEST(SchemeSchema, NamesTheKeysRolesAndCategoriesOfTheLoader) {
     const Json::Value& members = schema.Root()["definitions"]["filter"]["properties"];
     EXPECT_EQ(members.size(), 9u);
     for (const std::string& key : members.getMemberNames()) {
-        CCoderScheme set;
-        ASSERT_TRUE(set.LoadSchemeByScript(Script("x", "{\"" + key + "\":null}"), 0));
+        CCoderScheme set = Loaded(Script("x", "{\"" + key + "\":null}"));
         for (const SchemeLoadReport::Entry& entry : set.GetLoadReport().entries) {
             EXPECT_NE(entry.kind, SchemeLoadReport::Kind::UnknownKey) << key;
         }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <ymdshow/CoderScheme.h>
 
 #include <filesystem>
@@ -53,6 +55,13 @@ inline std::string Script(const std::string& type, const std::string& filters,
                           const std::string& shared = "") {
     return R"({"Filter":[)" + shared + R"(],"Schemes":[{"Type":")" + type + R"(","Filters":[)" +
            filters + "]}]}";
+}
+
+/// What a script makes of an empty set.
+inline ymdshow::CCoderScheme Loaded(const std::string& script) {
+    ymdshow::CCoderScheme set;
+    EXPECT_TRUE(set.LoadSchemeByScript(script, 0)) << script.substr(0, 200);
+    return set;
 }
 
 /// A file that is gone with this object.

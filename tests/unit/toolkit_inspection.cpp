@@ -350,14 +350,4 @@ TEST_F(Inspection, InterfacesOfTheFiltersOfAGraph) {
     Part(a->OutPin());
 }
 
-TEST_F(Inspection, ReferencesAndPropertyPages) {
-    const auto filter = MakeFilter("F", {});
-    EXPECT_EQ(GetIUnknownRef(filter.Get()), 1);
-    const ComPtr<FakeFilter> again = filter;
-    EXPECT_EQ(GetIUnknownRef(filter.Get()), 2);
-    EXPECT_EQ(IsSupportsPropertyPage(filter.Get()), 0);
-    filter->propertyPages.present = true;
-    EXPECT_EQ(IsSupportsPropertyPage(filter.Get()), 1);
-}
-
 } // namespace
