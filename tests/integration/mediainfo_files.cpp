@@ -25,17 +25,6 @@ namespace {
 constexpr std::int64_t Millisecond = 10000;
 constexpr std::int64_t LongestDuration = 2147483647 * Millisecond;
 
-struct Media : ymdshow::CMedia {
-    Media() : CMedia(nullptr) {}
-    using CMedia::m_audioInfos;
-    using CMedia::m_durationByMediaInfo;
-    using CMedia::m_hasMediaInfo;
-    using CMedia::m_mediaFormat;
-    using CMedia::m_originalAudioTrackNum;
-    using CMedia::m_originalVideoTrackNum;
-    using CMedia::m_videoInfos;
-};
-
 fs::path MediaDirectory() {
     const wchar_t* directory = _wgetenv(L"YMD_MEDIA_DIR");
     return fs::path(directory == nullptr ? L"" : directory) / L"mediainfo";
@@ -46,6 +35,19 @@ std::string Narrow(const fs::path& path) {
     WideCharToMultiByte(936, 0, path.c_str(), -1, text, sizeof text - 1, nullptr, nullptr);
     return text;
 }
+
+struct Media : ymdshow::CMedia {
+    explicit Media(const fs::path& path) : CMedia(nullptr) {
+        EXPECT_EQ(SetMediaPath(Narrow(path)), 1);
+    }
+    using CMedia::m_audioInfos;
+    using CMedia::m_durationByMediaInfo;
+    using CMedia::m_hasMediaInfo;
+    using CMedia::m_mediaFormat;
+    using CMedia::m_originalAudioTrackNum;
+    using CMedia::m_originalVideoTrackNum;
+    using CMedia::m_videoInfos;
+};
 
 /// One line of ffprobe's compact output: "section|key=value|...".
 struct Section {
@@ -106,20 +108,10 @@ std::vector<ProbedFile> ProbedFiles() {
 
 /// The two name the same formats differently.
 std::string FormatOf(const std::string& codec) {
-    static const std::map<std::string, std::string> names{
-        {"h264", "avc"},
-        {"mpeg4", "mpeg-4 visual"},
-        {"mpeg1video", "mpeg video"},
-        {"mjpeg", "jpeg"},
-        {"dpx", "dpx"},
-        {"aac", "aac"},
-        {"ac3", "ac-3"},
-        {"mp3", "mpeg audio"},
-        {"mp2", "mpeg audio"},
-        {"pcm_s24le", "pcm"},
-    };
-    const auto found = names.find(codec);
-    return found == names.end() ? "?" : found->second;
+    static const Section names("formats|h264=avc|mpeg4=mpeg-4 visual|mpeg1video=mpeg video|"
+                               "mjpeg=jpeg|dpx=dpx|aac=aac|ac3=ac-3|mp3=mpeg audio|"
+                               "mp2=mpeg audio|pcm_s24le=pcm");
+    return names[codec];
 }
 
 void ExpectDuration(std::int64_t actual, double seconds, double tolerance, const char* what) {
@@ -169,32 +161,25 @@ TEST(MediaInfoFiles, SeveralThreadsFromTheFirstUseOn) {
     const std::vector<ProbedFile> files = ProbedFiles();
     ASSERT_FALSE(files.empty()) << "no probe.txt in " << MediaDirectory();
     std::vector<std::string> together(files.size());
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (std::size_t i = 0; i < files.size(); ++i) {
         threads.emplace_back([&, i] {
             for (int round = 0; round < 3; ++round) {
-                Media media;
-                media.SetMediaPath(Narrow(files[i].path));
-                together[i] = media.GetMediaInfo();
+                together[i] = Media(files[i].path).GetMediaInfo();
             }
         });
     }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    threads.clear();
     for (std::size_t i = 0; i < files.size(); ++i) {
-        Media media;
-        media.SetMediaPath(Narrow(files[i].path));
         EXPECT_NE(together[i], "") << files[i].name;
-        EXPECT_EQ(together[i], media.GetMediaInfo()) << files[i].name;
+        EXPECT_EQ(together[i], Media(files[i].path).GetMediaInfo()) << files[i].name;
     }
 }
 
 TEST(MediaInfoFiles, AgreeWithFfprobe) {
     for (const ProbedFile& file : ProbedFiles()) {
         SCOPED_TRACE(file.name);
-        Media media;
-        ASSERT_EQ(media.SetMediaPath(Narrow(file.path)), 1);
+        const Media media(file.path);
         ASSERT_TRUE(media.m_hasMediaInfo);
         ASSERT_EQ(media.m_videoInfos.size(), file.video.size());
         ASSERT_EQ(media.m_audioInfos.size(), file.audio.size());
@@ -224,16 +209,13 @@ std::string ValueOf(const Media& media, const std::string& key) {
 }
 
 TEST(MediaInfoFiles, ReportNamesChinesePathsAndTheEndOfASequence) {
-    Media chinese;
-    const fs::path path = MediaDirectory() / L"\u7535\u5F71" / L"\u7247\u5B50.mp4";
-    ASSERT_EQ(chinese.SetMediaPath(Narrow(path)), 1);
+    const Media chinese(MediaDirectory() / L"\u7535\u5F71" / L"\u7247\u5B50.mp4");
     EXPECT_EQ(chinese.GetMediaInfoPairs().at(0),
               std::make_pair(std::string("General"), std::string()));
     EXPECT_TRUE(ValueOf(chinese, "Complete name").ends_with("\xC6\xAC\xD7\xD3.mp4"))
         << chinese.GetMediaInfo();
 
-    Media sequence;
-    ASSERT_EQ(sequence.SetMediaPath(Narrow(MediaDirectory() / "sequence" / "frame_0001.dpx")), 1);
+    const Media sequence(MediaDirectory() / "sequence" / "frame_0001.dpx");
     EXPECT_TRUE(ValueOf(sequence, "CompleteName_Last").ends_with("frame_0040.dpx"))
         << sequence.GetMediaInfo();
 }
@@ -249,8 +231,7 @@ void ExpectSane(const fs::path& extension, const std::string& bytes) {
     path += extension;
     std::ofstream(path, std::ios::binary) << bytes;
     const auto start = std::chrono::steady_clock::now();
-    Media media;
-    EXPECT_EQ(media.SetMediaPath(Narrow(path)), 1);
+    const Media media(path);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
     EXPECT_EQ(media.m_videoInfos.size(), media.m_originalVideoTrackNum);
     EXPECT_EQ(media.m_audioInfos.size(), media.m_originalAudioTrackNum);
@@ -275,9 +256,8 @@ TEST(MediaInfoFiles, BadFilesGiveSaneRecords) {
     std::mt19937 random(20240229);
     const std::vector<ProbedFile> files = ProbedFiles();
     ASSERT_FALSE(files.empty());
-    Media intact; // without the library this test would prove nothing
-    intact.SetMediaPath(Narrow(files[0].path));
-    ASSERT_TRUE(intact.m_hasMediaInfo);
+    // Without the library this test would prove nothing.
+    ASSERT_TRUE(Media(files[0].path).m_hasMediaInfo);
     const auto randomByte = [&] { return static_cast<char>(random() & 0xFF); };
     for (const ProbedFile& file : files) {
         SCOPED_TRACE(file.name);
@@ -319,8 +299,7 @@ TEST(MediaInfoFiles, LanguageChangesTheReport) {
         << "  Language_ISO639;zh-CN\nWidth;\xE5\xAE\xBD\xE5\xBA\xA6\n";
     EXPECT_EQ(ymdshow::CMedia::SetMediaInfoLanguage(Narrow(file)), 1);
     fs::remove(file);
-    Media media;
-    ASSERT_EQ(media.SetMediaPath(Narrow(MediaDirectory() / "plain.mp4")), 1);
+    const Media media(MediaDirectory() / "plain.mp4");
     EXPECT_NE(ValueOf(media, "\xBF\xED\xB6\xC8"), "") << media.GetMediaInfo();
     EXPECT_EQ(media.m_videoInfos.at(0).width, 640);
 }

@@ -8,8 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <memory>
-#include <thread>
+#include <sstream>
 
 namespace ymds_tests {
 
@@ -20,38 +19,29 @@ namespace {
 
 constexpr DWORD TimeLimit = 50000;
 
-/// One output of the child, read to its end on a thread of its own.
-class Pipe {
+/// One output of the child, in a file that goes when it is closed.
+class Output {
 public:
-    Pipe() {
+    explicit Output(const wchar_t* name) {
         SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
-        CreatePipe(&m_read, &m_write, &inherit, 0);
-        SetHandleInformation(m_read, HANDLE_FLAG_INHERIT, 0);
+        const fs::path path =
+            fs::temp_directory_path() / (L"ymds-" + std::to_wstring(GetCurrentProcessId()) + name);
+        m_file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
+                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &inherit,
+                             CREATE_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
     }
-    ~Pipe() { CloseHandle(m_read); }
-    HANDLE ChildEnd() const { return m_write; }
-
-    void Start() {
-        CloseHandle(m_write);
-        m_thread = std::thread([this] {
-            char buffer[4096];
-            DWORD count = 0;
-            while (ReadFile(m_read, buffer, sizeof(buffer), &count, nullptr) != FALSE &&
-                   count > 0) {
-                m_text.append(buffer, count);
-            }
-        });
-    }
-    std::string Finish() {
-        m_thread.join();
-        return m_text;
+    ~Output() { CloseHandle(m_file); }
+    HANDLE ChildEnd() const { return m_file; }
+    std::string Read() const {
+        std::string text(GetFileSize(m_file, nullptr), '\0');
+        DWORD count = 0;
+        SetFilePointer(m_file, 0, nullptr, FILE_BEGIN);
+        ReadFile(m_file, text.data(), static_cast<DWORD>(text.size()), &count, nullptr);
+        return text;
     }
 
 private:
-    HANDLE m_read = nullptr;
-    HANDLE m_write = nullptr;
-    std::thread m_thread;
-    std::string m_text;
+    HANDLE m_file;
 };
 
 fs::path BesideTest(const wchar_t* name) {
@@ -66,11 +56,8 @@ Json::Value Result::Json() const {
     ::Json::CharReaderBuilder builder;
     builder["failIfExtra"] = true;
     ::Json::Value value;
-    const std::unique_ptr<::Json::CharReader> reader(builder.newCharReader());
-    if (!reader->parse(out.data(), out.data() + out.size(), &value, nullptr)) {
-        return {};
-    }
-    return value;
+    std::istringstream text(out);
+    return ::Json::parseFromStream(builder, text, &value, nullptr) ? value : ::Json::Value();
 }
 
 Result RunYmds(const std::vector<std::wstring>& arguments,
@@ -79,8 +66,8 @@ Result RunYmds(const std::vector<std::wstring>& arguments,
     for (const std::wstring& argument : arguments) {
         command += L" \"" + argument + L"\"";
     }
-    Pipe out;
-    Pipe err;
+    const Output out(L".out");
+    const Output err(L".err");
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -89,8 +76,6 @@ Result RunYmds(const std::vector<std::wstring>& arguments,
     PROCESS_INFORMATION process{};
     const BOOL created = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
                                         nullptr, &startup, &process);
-    out.Start();
-    err.Start();
     Result result;
     if (created != FALSE) {
         if (during) {
@@ -106,8 +91,8 @@ Result RunYmds(const std::vector<std::wstring>& arguments,
         CloseHandle(process.hThread);
         CloseHandle(process.hProcess);
     }
-    result.out = out.Finish();
-    result.err = err.Finish();
+    result.out = out.Read();
+    result.err = err.Read();
     return result;
 }
 

@@ -18,7 +18,7 @@ struct Result {
     Json::Value Json() const;
 };
 
-/// Runs ymds.exe from beside the test with pipes for its output, at most 50 s. `during` is
+/// Runs ymds.exe from beside the test with files for its output, at most 50 s. `during` is
 /// called with its process id while it runs.
 Result RunYmds(const std::vector<std::wstring>& arguments,
                const std::function<void(unsigned long)>& during = {});

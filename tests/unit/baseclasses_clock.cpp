@@ -5,7 +5,7 @@
 #include <atomic>
 #include <limits>
 #include <random>
-#include <thread>
+#include <utility>
 #include <vector>
 
 #include "BaseClasses/SystemClock.h"
@@ -16,6 +16,7 @@ namespace ymdshow {
 namespace {
 
 using tests::Handle;
+using tests::InThreads;
 using tests::MakeEvent;
 using tests::MakeSemaphore;
 using tests::Take;
@@ -73,34 +74,30 @@ TEST_F(BaseClassesClock, RefusesBadArguments) {
     EXPECT_EQ(S_FALSE, m_clock->Unadvise(0));
     EXPECT_EQ(S_FALSE, m_clock->Unadvise(12345));
 
+    using Pair = std::pair<REFERENCE_TIME, REFERENCE_TIME>;
+    const Pair times[] = {{0, 0},
+                          {-1, 0},
+                          {0, -1},
+                          {100, -100},
+                          {100, -101},
+                          {-100, 50},
+                          {kLatest, 0},
+                          {kLatest, kLatest},
+                          {kLatest, 1},
+                          {1, kLatest - 1},
+                          {-kLatest, -kLatest}};
+    const Pair periods[] = {{0, 1}, {-1, 1}, {1, 0}, {1, -1}, {kLatest, 1}};
     DWORD_PTR cookie = 1;
-    const struct {
-        REFERENCE_TIME base, stream;
-    } times[] = {{0, 0},
-                 {-1, 0},
-                 {0, -1},
-                 {100, -100},
-                 {100, -101},
-                 {-100, 50},
-                 {kLatest, 0},
-                 {kLatest, kLatest},
-                 {kLatest, 1},
-                 {1, kLatest - 1},
-                 {-kLatest, -kLatest}};
     for (const auto& [base, stream] : times) {
         EXPECT_EQ(E_INVALIDARG, m_clock->AdviseTime(base, stream, AsEvent(event), &cookie))
             << base << " + " << stream;
     }
-    EXPECT_EQ(E_INVALIDARG, m_clock->AdviseTime(Now(), 0, 0, &cookie));
-    for (const auto& [start, period] : {std::pair<REFERENCE_TIME, REFERENCE_TIME>{0, 1},
-                                        {-1, 1},
-                                        {1, 0},
-                                        {1, -1},
-                                        {kLatest, 1}}) {
+    for (const auto& [start, period] : periods) {
         EXPECT_EQ(E_INVALIDARG,
                   m_clock->AdvisePeriodic(start, period, AsSemaphore(semaphore), &cookie))
             << start << ", " << period;
     }
+    EXPECT_EQ(E_INVALIDARG, m_clock->AdviseTime(Now(), 0, 0, &cookie));
     EXPECT_EQ(E_INVALIDARG, m_clock->AdvisePeriodic(1, 1, 0, &cookie));
     EXPECT_EQ(0u, cookie);
     EXPECT_FALSE(Take(event, 0));
@@ -109,62 +106,51 @@ TEST_F(BaseClassesClock, RefusesBadArguments) {
 TEST_F(BaseClassesClock, TimeNeverGoesBack) {
     std::atomic<int> faults{0};
     std::atomic<REFERENCE_TIME> latest{0};
-    std::vector<std::thread> threads;
-    for (int index = 0; index < 4; ++index) {
-        threads.emplace_back([&] {
-            REFERENCE_TIME last = 0;
-            for (int round = 0; round < 50'000; ++round) {
-                // What any thread has seen before this call is a lower bound for it.
-                const REFERENCE_TIME seen = latest.load();
-                REFERENCE_TIME time = 0;
-                const HRESULT hr = m_clock->GetTime(&time);
-                const bool isForward = hr == S_OK ? time > last : hr == S_FALSE && time >= last;
-                faults += isForward && time >= seen ? 0 : 1;
-                last = time;
-                REFERENCE_TIME known = latest.load();
-                while (known < time && !latest.compare_exchange_weak(known, time)) {
-                }
+    InThreads(4, [&](unsigned) {
+        REFERENCE_TIME last = 0;
+        for (int round = 0; round < 50'000; ++round) {
+            // What any thread has seen before this call is a lower bound for it.
+            const REFERENCE_TIME seen = latest.load();
+            REFERENCE_TIME time = 0;
+            const HRESULT hr = m_clock->GetTime(&time);
+            const bool isForward = hr == S_OK ? time > last : hr == S_FALSE && time >= last;
+            faults += isForward && time >= seen ? 0 : 1;
+            last = time;
+            REFERENCE_TIME known = latest.load();
+            while (known < time && !latest.compare_exchange_weak(known, time)) {
             }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+        }
+    });
     EXPECT_EQ(0, faults);
 }
 
 TEST_F(BaseClassesClock, OneShotsFireInOrderAndNotEarly) {
     const REFERENCE_TIME base = Now();
-    const Handle first = MakeEvent();
-    const Handle second = MakeEvent();
-    const Handle distant = MakeEvent();
-    DWORD_PTR firstCookie = 0;
-    DWORD_PTR secondCookie = 0;
-    DWORD_PTR farCookie = 0;
+    const Handle events[] = {MakeEvent(), MakeEvent(), MakeEvent()};
+    const REFERENCE_TIME delays[] = {kHour, 60 * kMillisecond, 30 * kMillisecond};
+    DWORD_PTR cookies[3] = {};
     // The adviser sleeps towards the farthest first and has to be woken for each nearer one.
-    ASSERT_EQ(S_OK, m_clock->AdviseTime(base, kHour, AsEvent(distant), &farCookie));
-    ASSERT_EQ(S_OK, m_clock->AdviseTime(base, 60 * kMillisecond, AsEvent(second), &secondCookie));
-    ASSERT_EQ(S_OK, m_clock->AdviseTime(base, 30 * kMillisecond, AsEvent(first), &firstCookie));
-    ASSERT_TRUE(Take(second, kLongEnough));
-    EXPECT_GE(Now(), base + 60 * kMillisecond);
-    EXPECT_TRUE(Take(first, 0));
-    EXPECT_FALSE(Take(distant, 0));
-    EXPECT_EQ(S_FALSE, m_clock->Unadvise(firstCookie));
-    EXPECT_EQ(S_OK, m_clock->Unadvise(farCookie));
-    EXPECT_EQ(S_FALSE, m_clock->Unadvise(farCookie));
-
-    ASSERT_EQ(S_OK, m_clock->AdviseTime(1, 0, AsEvent(first), &firstCookie));
-    EXPECT_TRUE(Take(first, kLongEnough)) << "a time that is past";
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(S_OK, m_clock->AdviseTime(base, delays[i], AsEvent(events[i]), &cookies[i]));
+    }
+    ASSERT_TRUE(Take(events[1], kLongEnough));
+    EXPECT_GE(Now(), base + delays[1]);
+    EXPECT_TRUE(Take(events[2], 0));
+    EXPECT_FALSE(Take(events[0], 0));
+    EXPECT_EQ(S_FALSE, m_clock->Unadvise(cookies[2]));
+    EXPECT_EQ(S_OK, m_clock->Unadvise(cookies[0]));
+    EXPECT_EQ(S_FALSE, m_clock->Unadvise(cookies[0]));
+    ASSERT_EQ(S_OK, m_clock->AdviseTime(1, 0, AsEvent(events[0]), &cookies[0]));
+    EXPECT_TRUE(Take(events[0], kLongEnough)) << "a time that is past";
 }
 
 TEST_F(BaseClassesClock, PeriodicKeepsItsPaceUntilUnadvised) {
-    constexpr int kRounds = 30;
     constexpr REFERENCE_TIME kPeriod = 2 * kMillisecond;
     const Handle semaphore = MakeSemaphore();
     const REFERENCE_TIME start = Now() + kPeriod;
     DWORD_PTR cookie = 0;
     ASSERT_EQ(S_OK, m_clock->AdvisePeriodic(start, kPeriod, AsSemaphore(semaphore), &cookie));
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < 30; ++round) {
         ASSERT_TRUE(Take(semaphore, kLongEnough));
         EXPECT_GE(Now(), start + round * kPeriod);
     }
@@ -177,40 +163,30 @@ TEST_F(BaseClassesClock, PeriodicKeepsItsPaceUntilUnadvised) {
 /// Thousands of advises from several threads, some cancelled: each that stays fires, none
 /// that was cancelled in time does.
 TEST_F(BaseClassesClock, ManyAdvisesFromManyThreads) {
-    constexpr int kThreads = 4;
-    constexpr int kAdvises = 1000;
     std::atomic<int> lost{0};
     std::atomic<int> ghosts{0};
-    std::vector<std::thread> threads;
-    for (int index = 0; index < kThreads; ++index) {
-        threads.emplace_back([&, index] {
-            std::mt19937 random(static_cast<unsigned>(index));
-            std::vector<Handle> kept;
-            std::vector<Handle> cancelled;
-            for (int round = 0; round < kAdvises; ++round) {
-                Handle event = MakeEvent();
-                DWORD_PTR cookie = 0;
-                const REFERENCE_TIME delay = static_cast<REFERENCE_TIME>(random() % 200) - 5;
-                if (FAILED(m_clock->AdviseTime(Now(), delay * kMillisecond, AsEvent(event),
-                                               &cookie))) {
-                    ++lost;
-                } else if (round % 3 == 0 && m_clock->Unadvise(cookie) == S_OK) {
-                    cancelled.push_back(std::move(event));
-                } else {
-                    kept.push_back(std::move(event));
-                }
+    InThreads(4, [&](unsigned index) {
+        std::mt19937 random(index);
+        std::vector<Handle> kept;
+        std::vector<Handle> cancelled;
+        for (int round = 0; round < 1000; ++round) {
+            Handle event = MakeEvent();
+            DWORD_PTR cookie = 0;
+            const REFERENCE_TIME delay = static_cast<REFERENCE_TIME>(random() % 200) - 5;
+            if (FAILED(m_clock->AdviseTime(Now(), delay * kMillisecond, AsEvent(event), &cookie))) {
+                ++lost;
+                continue;
             }
-            for (const Handle& event : kept) {
-                lost += Take(event, kLongEnough) ? 0 : 1;
-            }
-            for (const Handle& event : cancelled) {
-                ghosts += Take(event, 0) ? 1 : 0;
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+            const bool isGone = round % 3 == 0 && m_clock->Unadvise(cookie) == S_OK;
+            (isGone ? cancelled : kept).push_back(std::move(event));
+        }
+        for (const Handle& event : kept) {
+            lost += Take(event, kLongEnough) ? 0 : 1;
+        }
+        for (const Handle& event : cancelled) {
+            ghosts += Take(event, 0) ? 1 : 0;
+        }
+    });
     EXPECT_EQ(0, lost);
     EXPECT_EQ(0, ghosts);
 }
@@ -218,23 +194,17 @@ TEST_F(BaseClassesClock, ManyAdvisesFromManyThreads) {
 /// Short advises one after another, the adviser falling asleep between them: a lost wake-up
 /// would leave one waiting.
 TEST_F(BaseClassesClock, NoWakeUpIsLost) {
-    std::vector<std::thread> threads;
     std::atomic<int> lost{0};
-    for (unsigned index = 0; index < 3; ++index) {
-        threads.emplace_back([&, index] {
-            std::mt19937 random(index);
-            const Handle event = MakeEvent();
-            for (int round = 0; round < 500 && lost == 0; ++round) {
-                DWORD_PTR cookie = 0;
-                m_clock->AdviseTime(Now(), static_cast<REFERENCE_TIME>(random() % 3000),
-                                    AsEvent(event), &cookie);
-                lost += Take(event, kLongEnough) ? 0 : 1;
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    InThreads(3, [&](unsigned index) {
+        std::mt19937 random(index);
+        const Handle event = MakeEvent();
+        for (int round = 0; round < 500 && lost == 0; ++round) {
+            DWORD_PTR cookie = 0;
+            m_clock->AdviseTime(Now(), static_cast<REFERENCE_TIME>(random() % 3000), AsEvent(event),
+                                &cookie);
+            lost += Take(event, kLongEnough) ? 0 : 1;
+        }
+    });
     EXPECT_EQ(0, lost);
 }
 

@@ -2,28 +2,25 @@
 
 #include <wrl/client.h>
 
-#include <array>
 #include <new>
-#include <thread>
-#include <vector>
+#include <span>
 
 #include "BaseClasses/ClassFactory.h"
+
+#include "baseclasses_handles.h"
 
 namespace ymdshow {
 namespace {
 
 using Microsoft::WRL::ComPtr;
 
-constexpr CLSID kPlain = {
-    0x6f1d7b01, 0x51a4, 0x4c52, {0x8e, 0x1f, 0x10, 0x22, 0x33, 0x44, 0x55, 1}};
-constexpr CLSID kInner = {
-    0x6f1d7b01, 0x51a4, 0x4c52, {0x8e, 0x1f, 0x10, 0x22, 0x33, 0x44, 0x55, 2}};
-constexpr CLSID kNoMemory = {
-    0x6f1d7b01, 0x51a4, 0x4c52, {0x8e, 0x1f, 0x10, 0x22, 0x33, 0x44, 0x55, 3}};
-constexpr CLSID kThrowing = {
-    0x6f1d7b01, 0x51a4, 0x4c52, {0x8e, 0x1f, 0x10, 0x22, 0x33, 0x44, 0x55, 4}};
-constexpr CLSID kUnknown = {
-    0x6f1d7b01, 0x51a4, 0x4c52, {0x8e, 0x1f, 0x10, 0x22, 0x33, 0x44, 0x55, 5}};
+constexpr CLSID Class(unsigned char number) {
+    return {0x6f1d7b01, 0x51a4, 0x4c52, {0x8e, 0x1f, 0x10, 0x22, 0x33, 0x44, 0x55, number}};
+}
+constexpr CLSID kPlain = Class(1);
+constexpr CLSID kInner = Class(2);
+constexpr CLSID kNoMemory = Class(3);
+constexpr CLSID kThrowing = Class(4);
 
 class Plain : public IUnknown {
 public:
@@ -75,17 +72,21 @@ ComPtr<IClassFactory> FactoryOf(const CLSID& clsid) {
 }
 
 TEST(BaseClassesFactory, TableAnswersItsClassesOnly) {
-    void* out = &out;
-    EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE,
-              GetClassObjectFromTable(kClasses, kUnknown, __uuidof(IClassFactory), &out));
-    EXPECT_EQ(nullptr, out);
-    out = &out;
-    EXPECT_EQ(E_NOINTERFACE, GetClassObjectFromTable(kClasses, kPlain, __uuidof(IPersist), &out));
-    EXPECT_EQ(nullptr, out);
+    const struct {
+        std::span<const ClassObject> classes;
+        CLSID clsid;
+        IID iid;
+        HRESULT expected;
+    } cases[] = {{kClasses, Class(5), __uuidof(IClassFactory), CLASS_E_CLASSNOTAVAILABLE},
+                 {{}, kPlain, __uuidof(IClassFactory), CLASS_E_CLASSNOTAVAILABLE},
+                 {kClasses, kPlain, __uuidof(IPersist), E_NOINTERFACE}};
+    for (const auto& test : cases) {
+        void* out = &out;
+        EXPECT_EQ(test.expected, GetClassObjectFromTable(test.classes, test.clsid, test.iid, &out));
+        EXPECT_EQ(nullptr, out);
+    }
     EXPECT_EQ(E_POINTER,
               GetClassObjectFromTable(kClasses, kPlain, __uuidof(IClassFactory), nullptr));
-    EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE,
-              GetClassObjectFromTable({}, kPlain, __uuidof(IClassFactory), &out));
     EXPECT_TRUE(server::CanUnload()) << "a refused factory must not stay counted";
 }
 
@@ -136,21 +137,15 @@ TEST(BaseClassesFactory, FactoriesObjectsAndLocksKeepTheServer) {
     EXPECT_EQ(S_OK, FactoryOf(kInner)->LockServer(FALSE)) << "another factory of the same server";
     EXPECT_TRUE(server::CanUnload());
 
-    std::vector<std::thread> threads;
-    for (int index = 0; index < 4; ++index) {
-        threads.emplace_back([] {
-            for (int round = 0; round < 5000; ++round) {
-                const ComPtr<IClassFactory> own = FactoryOf(kPlain);
-                ComPtr<IUnknown> made;
-                own->LockServer(TRUE);
-                own->CreateInstance(nullptr, IID_PPV_ARGS(&made));
-                own->LockServer(FALSE);
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    tests::InThreads(4, [](unsigned) {
+        for (int round = 0; round < 5000; ++round) {
+            const ComPtr<IClassFactory> own = FactoryOf(kPlain);
+            ComPtr<IUnknown> made;
+            own->LockServer(TRUE);
+            own->CreateInstance(nullptr, IID_PPV_ARGS(&made));
+            own->LockServer(FALSE);
+        }
+    });
     EXPECT_TRUE(server::CanUnload());
 }
 

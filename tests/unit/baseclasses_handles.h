@@ -3,6 +3,8 @@
 #include <windows.h>
 
 #include <memory>
+#include <thread>
+#include <vector>
 
 namespace ymdshow::tests {
 
@@ -23,6 +25,14 @@ inline Handle MakeSemaphore(LONG maximum = 1'000'000'000) {
 /// Takes one signal, waiting for it if asked to.
 inline bool Take(const Handle& handle, DWORD timeout = 0) {
     return WaitForSingleObject(handle.get(), timeout) == WAIT_OBJECT_0;
+}
+
+/// Runs `work(0)`, `work(1)` and so on at the same time, to the end.
+template <class Work> void InThreads(unsigned count, Work work) {
+    std::vector<std::jthread> threads;
+    for (unsigned index = 0; index < count; ++index) {
+        threads.emplace_back(work, index);
+    }
 }
 
 } // namespace ymdshow::tests

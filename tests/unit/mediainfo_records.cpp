@@ -51,8 +51,6 @@ std::string Text(const ymdshow::AudioInfo& info) {
     return out.str();
 }
 
-using Answers = std::vector<std::pair<const char*, const char*>>;
-
 /// The fake's calls without the one that only some ANSI code pages need.
 std::string Calls() {
     std::istringstream in(MediaInfoFake()->calls());
@@ -65,37 +63,34 @@ std::string Calls() {
     return out;
 }
 
-/// Reads without the library once, before the stand-in is put in place for good.
+/// Without the library there is one record and no fact. Then the stand-in is put in place,
+/// for good.
 class AbsentThenFake : public ::testing::Environment {
 public:
     void SetUp() override {
         LoadLibrariesFrom(ProgramDirectory());
-        const unsigned sink = ymlib::CLoger::GetLoger()->AddSink([](const ymlib::LogRecord& r) {
-            const std::wstring text = r.text;
+        std::vector<std::string> records;
+        const unsigned sink = ymlib::CLoger::GetLoger()->AddSink([&](const ymlib::LogRecord& r) {
             records.push_back(std::to_string(r.level) + " " + r.sourceFile + " " + r.function +
-                              " " + std::string(text.begin(), text.end()));
+                              " " + fs::path(r.text).string());
         });
         Media media;
         media.m_videoInfos.resize(1);
         media.m_originalVideoTrackNum = 1;
-        result = media._ReadInfoByMediaIfo();
-        kept = static_cast<int>(media.m_videoInfos.size() + media.m_originalVideoTrackNum);
-        hasInfo = media.m_hasMediaInfo;
+        EXPECT_EQ(media._ReadInfoByMediaIfo(), 0);
+        EXPECT_EQ(media.m_videoInfos.size() + media.m_originalVideoTrackNum, 0U);
+        EXPECT_FALSE(media.m_hasMediaInfo);
         ymlib::CLoger::GetLoger()->RemoveSink(sink);
-        duration = ymdshow::CMedia::GetMediaDurationByMediaInfo("some.mp4");
-        language = ymdshow::CMedia::SetMediaInfoLanguage("some.csv");
+        EXPECT_EQ(records,
+                  (std::vector<std::string>{"8 src/YMMedia ymdshow::CMedia::_ReadInfoByMediaIfo "
+                                            "Load MediaInfo DLL Failed"}));
+        EXPECT_EQ(ymdshow::CMedia::GetMediaDurationByMediaInfo("some.mp4"), 0);
+        EXPECT_EQ(ymdshow::CMedia::SetMediaInfoLanguage("some.csv"), 0);
         LoadLibrariesFrom(MediaInfoFakeFile().parent_path());
         // The first use loads the stand-in.
         ymdshow::CMedia::GetMediaDurationByMediaInfo("");
         ASSERT_NE(MediaInfoFake(), nullptr);
     }
-
-    static inline std::vector<std::string> records;
-    static inline int result = -1;
-    static inline int kept = -1;
-    static inline bool hasInfo = true;
-    static inline std::int64_t duration = -1;
-    static inline int language = -1;
 };
 const auto* const g_environment = ::testing::AddGlobalTestEnvironment(new AbsentThenFake);
 
@@ -107,31 +102,25 @@ protected:
         EXPECT_EQ(std::string(MediaInfoFake()->calls()).find("UNEXPECTED"), std::string::npos);
     }
 
-    static void Answer(int kind, std::size_t stream, const Answers& answers) {
-        for (const auto& [parameter, text] : answers) {
-            MediaInfoFake()->answer(kind, stream, parameter, text);
+    /// `answers`: "Format=AVC;Width=640"
+    static void Answer(int kind, std::size_t stream, const std::string& answers) {
+        std::istringstream in(answers);
+        for (std::string answer; std::getline(in, answer, ';');) {
+            const std::size_t equals = answer.find('=');
+            MediaInfoFake()->answer(kind, stream, answer.substr(0, equals).c_str(),
+                                    answer.substr(equals + 1).c_str());
         }
     }
 
-    /// The record of a file with one stream of a kind, which answers so.
-    static void ReadOne(Media& media, int kind, const Answers& answers) {
+    /// The record of a file with one video stream, which answers so.
+    static void ReadVideo(Media& media, const std::string& answers) {
         MediaInfoFake()->reset();
-        MediaInfoFake()->count(kind, 1);
-        Answer(kind, 0, answers);
+        MediaInfoFake()->count(Video, 1);
+        Answer(Video, 0, answers);
         ASSERT_EQ(media._ReadInfoByMediaIfo(), 1);
+        ASSERT_EQ(media.m_videoInfos.size(), 1U);
     }
 };
-
-TEST_F(MediaInfoRecords, WithoutTheLibraryThereIsOneRecordAndNoFacts) {
-    EXPECT_EQ(AbsentThenFake::result, 0);
-    EXPECT_EQ(AbsentThenFake::kept, 0);
-    EXPECT_FALSE(AbsentThenFake::hasInfo);
-    EXPECT_EQ(AbsentThenFake::records,
-              (std::vector<std::string>{"8 src/YMMedia ymdshow::CMedia::_ReadInfoByMediaIfo "
-                                        "Load MediaInfo DLL Failed"}));
-    EXPECT_EQ(AbsentThenFake::duration, 0);
-    EXPECT_EQ(AbsentThenFake::language, 0);
-}
 
 TEST_F(MediaInfoRecords, AsksInThePublishedOrder) {
     MediaInfoFake()->count(Video, 1);
@@ -157,28 +146,23 @@ TEST_F(MediaInfoRecords, AsksInThePublishedOrder) {
 }
 
 TEST_F(MediaInfoRecords, VideoFields) {
-    const struct {
-        Answers answers;
-        const char* record;
-    } cases[] = {
-        {{{"Format", "MPEG-4 Visual"}, {"Duration", "12345"}, {"Source_Duration", "12346.9"}},
+    const std::pair<const char*, const char*> cases[] = {
+        {"Format=MPEG-4 Visual;Duration=12345;Source_Duration=12346.9",
          "mpeg-4 visual 0x0 ratio 0 rotation 0 frame 0 duration 123450000 123460000"},
-        {{{"Duration", "9999999999"}, {"Source_Duration", "n/a"}},
+        {"Duration=9999999999;Source_Duration=n/a",
          " 0x0 ratio 0 rotation 0 frame 0 duration 21474836470000 0"},
-        {{{"FrameRate", "25.000"}, {"FrameRate_Nominal", "50"}, {"Rotation", "90.000"}},
+        {"FrameRate=25.000;FrameRate_Nominal=50;Rotation=90.000",
          " 0x0 ratio 0 rotation 90 frame 400000 duration 0 0"},
-        {{{"FrameRate_Nominal", "30"}}, " 0x0 ratio 0 rotation 0 frame 333333 duration 0 0"},
-        {{{"FrameRate", "0.000"}, {"FrameRate_Nominal", "30"}},
-         " 0x0 ratio 0 rotation 0 frame 0 duration 0 0"},
-        {{{"Width", "1920"}, {"Height", "1088"}, {"DisplayAspectRatio", "1.778"}},
+        {"FrameRate_Nominal=30", " 0x0 ratio 0 rotation 0 frame 333333 duration 0 0"},
+        {"FrameRate=0.000;FrameRate_Nominal=30", " 0x0 ratio 0 rotation 0 frame 0 duration 0 0"},
+        {"Width=1920;Height=1088;DisplayAspectRatio=1.778",
          " 1920x1080 ratio 1.778 rotation 0 frame 0 duration 0 0"},
-        {{{"Width", "-640"}, {"Width_Original", "-2"}, {"Height", "481"}},
-         " 0x480 ratio 0 rotation 0 frame 0 duration 0 0"},
-    };
-    for (const auto& c : cases) {
+        {"Width=-640;Width_Original=-2;Height=481",
+         " 0x480 ratio 0 rotation 0 frame 0 duration 0 0"}};
+    for (const auto& [answers, record] : cases) {
         Media media;
-        ReadOne(media, Video, c.answers);
-        EXPECT_EQ(Text(media.m_videoInfos.at(0)), c.record);
+        ReadVideo(media, answers);
+        EXPECT_EQ(Text(media.m_videoInfos.at(0)), record);
     }
 }
 
@@ -194,8 +178,8 @@ TEST_F(MediaInfoRecords, DisplayAspectRatioRule) {
     };
     for (const auto& c : cases) {
         Media media;
-        ReadOne(media, Video,
-                {{"DisplayAspectRatio", c.number}, {"DisplayAspectRatio/String", c.text}});
+        ReadVideo(media, std::string("DisplayAspectRatio=") + c.number +
+                             ";DisplayAspectRatio/String=" + c.text);
         EXPECT_FLOAT_EQ(media.m_videoInfos.at(0).displayAspectRatio, c.ratio)
             << c.number << " and " << c.text;
     }
@@ -229,23 +213,16 @@ TEST_F(MediaInfoRecords, SizeRule) {
     };
     for (const auto& c : cases) {
         Media media;
-        ReadOne(media, Video,
-                {{"Width_Original", c.original[0]},
-                 {"Height_Original", c.original[1]},
-                 {"Width", c.current[0]},
-                 {"Height", c.current[1]},
-                 {"DisplayAspectRatio", c.ratio}});
+        ReadVideo(media, std::string("Width_Original=") + c.original[0] +
+                             ";Height_Original=" + c.original[1] + ";Width=" + c.current[0] +
+                             ";Height=" + c.current[1] + ";DisplayAspectRatio=" + c.ratio);
         EXPECT_EQ(media.m_videoInfos.at(0).width, c.width) << c.why;
         EXPECT_EQ(media.m_videoInfos.at(0).height, c.height) << c.why;
     }
     Media plain;
     plain.m_fix1088Height = false;
     plain.m_evenVideoSize = false;
-    ReadOne(plain, Video,
-            {{"Width", "1920"},
-             {"Height", "1088"},
-             {"Height_Original", "1087"},
-             {"DisplayAspectRatio", "1.778"}});
+    ReadVideo(plain, "Width=1920;Height=1088;Height_Original=1087;DisplayAspectRatio=1.778");
     EXPECT_EQ(plain.m_videoInfos.at(0).height, 1087);
 }
 
@@ -254,24 +231,13 @@ TEST_F(MediaInfoRecords, ImagesStandAfterTheVideosAndAudioOnItsOwn) {
     fake.count(Video, 1);
     fake.count(Image, 1);
     fake.count(Audio, 2);
-    Answer(Video, 0, {{"Format", "AVC"}, {"Width", "640"}, {"Height", "360"}});
+    Answer(Video, 0, "Format=AVC;Width=640;Height=360");
     Answer(Image, 0,
-           {{"Format", "JPEG"},
-            {"Width", "1920"},
-            {"Height", "1088"},
-            {"Width_Original", "7"},
-            {"Duration", "40"},
-            {"FrameRate", "50"},
-            {"DisplayAspectRatio", "1.778"},
-            {"Rotation", "90"},
-            {"Source_Duration", "5"}});
+           "Format=JPEG;Width=1920;Height=1088;Width_Original=7;Duration=40;FrameRate=50;"
+           "DisplayAspectRatio=1.778;Rotation=90;Source_Duration=5");
     Answer(Audio, 1,
-           {{"Format", "AAC LC"},
-            {"SamplingRate", "48000"},
-            {"Channels", "6"},
-            {"BitDepth", "16"},
-            {"Duration", "1000"},
-            {"Source_Duration", "2000"}});
+           "Format=AAC LC;SamplingRate=48000;Channels=6;BitDepth=16;Duration=1000;"
+           "Source_Duration=2000");
     Media media;
     ASSERT_EQ(media._ReadInfoByMediaIfo(), 1);
     EXPECT_EQ(media.m_originalVideoTrackNum, 2U);
@@ -287,26 +253,16 @@ TEST_F(MediaInfoRecords, ImagesStandAfterTheVideosAndAudioOnItsOwn) {
 }
 
 TEST_F(MediaInfoRecords, ContainerFactsAndNumberedSequences) {
-    const struct {
-        const char* first;
-        const char* last;
-        std::int64_t duration;
-    } cases[] = {
-        {"a.mp4", "", 123450000},
-        {"a.mp4", "a.mp4", 123450000},
-        {"a0001.dpx", "a0099.dpx", 0},
-    };
-    for (const auto& c : cases) {
+    for (const auto& [names, duration] :
+         {std::pair("CompleteName=a.mp4", 123450000),
+          {"CompleteName=a.mp4;CompleteName_Last=a.mp4", 123450000},
+          {"CompleteName=a0001.dpx;CompleteName_Last=a0099.dpx", 0}}) {
         Media media;
         MediaInfoFake()->reset();
-        Answer(General, 0,
-               {{"Format", "MPEG-4"},
-                {"Duration", "12345"},
-                {"CompleteName", c.first},
-                {"CompleteName_Last", c.last}});
+        Answer(General, 0, std::string("Format=MPEG-4;Duration=12345;") + names);
         ASSERT_EQ(media._ReadInfoByMediaIfo(), 1);
         EXPECT_EQ(media.m_mediaFormat, "mpeg-4");
-        EXPECT_EQ(media.m_durationByMediaInfo, c.duration) << c.last;
+        EXPECT_EQ(media.m_durationByMediaInfo, duration) << names;
     }
 }
 
@@ -337,32 +293,33 @@ TEST_F(MediaInfoRecords, FailuresLeaveNoFactsAndNoHandle) {
     const MediaInfoFakeControls& fake = *MediaInfoFake();
     const struct {
         const char* what;
-        void (*arrange)(const MediaInfoFakeControls&);
+        bool refusesHandles;
+        std::size_t openResult;
         const char* calls;
     } cases[] = {
-        {"no handle", [](const MediaInfoFakeControls& f) { f.refuseHandles(true); }, "New\n"},
-        {"not opened", [](const MediaInfoFakeControls& f) { f.openResult(0); },
+        {"no handle", true, 1, "New\n"},
+        {"not opened", false, 0,
          "New\nOption ParseSpeed=0\nOption Complete=\nOpen some.mp4\nClose\nDelete\n"},
-        {"exception in the library",
-         [](const MediaInfoFakeControls& f) { f.openResult(static_cast<std::size_t>(-1)); },
+        {"exception in the library", false, static_cast<std::size_t>(-1),
          "New\nOption ParseSpeed=0\nOption Complete=\nOpen some.mp4\nClose\nDelete\n"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         Media media;
-        ReadOne(media, Video, {{"Width", "640"}});
-        Answer(General, 0, {{"Format", "AVI"}, {"Duration", "1"}});
+        Answer(General, 0, "Format=AVI;Duration=1");
+        fake.count(Video, 1);
         ASSERT_EQ(media._ReadInfoByMediaIfo(), 1);
+        ASSERT_EQ(media.m_mediaFormat, "avi");
         fake.reset();
-        c.arrange(fake);
+        fake.refuseHandles(c.refusesHandles);
+        fake.openResult(c.openResult);
         EXPECT_EQ(media._ReadInfoByMediaIfo(), 0);
         EXPECT_EQ(Calls(), c.calls);
-        EXPECT_EQ(media.m_originalVideoTrackNum, 0U);
-        EXPECT_TRUE(media.m_videoInfos.empty());
+        EXPECT_EQ(media.m_originalVideoTrackNum + media.m_videoInfos.size(), 0U);
         EXPECT_EQ(media.m_mediaFormat, "");
         EXPECT_EQ(media.m_durationByMediaInfo, 0);
+        fake.reset();
     }
-    fake.reset();
     fake.count(Video, static_cast<std::size_t>(-1)); // the library's answer to its own failure
     Media media;
     EXPECT_EQ(media._ReadInfoByMediaIfo(), 1);
@@ -382,7 +339,7 @@ TEST_F(MediaInfoRecords, ChineseTextInAnyAnsiCodePage) {
 }
 
 TEST_F(MediaInfoRecords, DurationOfAPath) {
-    Answer(General, 0, {{"Duration", "12345"}});
+    Answer(General, 0, "Duration=12345");
     EXPECT_EQ(ymdshow::CMedia::GetMediaDurationByMediaInfo("a.mp4"), 123450000);
     EXPECT_EQ(Calls(), "New\nOpen a.mp4\nGet 0 0 Duration\nClose\nDelete\n");
     MediaInfoFake()->openResult(0);

@@ -7,6 +7,7 @@
 #include <ymdshow/ymdshow.h>
 
 #include <memory>
+#include <utility>
 
 #include "../filters/Clsids.h"
 #include "fakes/FakeDevices.h"
@@ -26,14 +27,14 @@ constexpr GUID kDmoCategory = {0x51c7a004, 0, 0, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr DWORD kAll = 0xffffffff;
 constexpr const wchar_t* kModule = L"filters\\testsource.ax";
 
-/// A media item whose graph is a fake.
+/// A media item whose graph is a fake, with a cache or without one.
 class Media : public ymdshow::CMedia {
 public:
-    explicit Media(FakeGraph& graph) : CMedia(nullptr) {
+    explicit Media(bool hasCache = false) : CMedia(nullptr) {
         const Silence silence;
-        m_pGB = &graph;
-        m_pGB->AddRef();
-        graph.QueryInterface(IID_IGraphConfig, reinterpret_cast<void**>(&m_pGraphConfig));
+        graph->config.present = hasCache;
+        m_pGB = ComPtr<FakeGraph>(graph).Detach();
+        graph->QueryInterface(IID_IGraphConfig, reinterpret_cast<void**>(&m_pGraphConfig));
     }
     ~Media() override {
         if (m_pGraphConfig != nullptr) {
@@ -44,6 +45,8 @@ public:
         m_pGB = nullptr;
     }
     const std::vector<LoadReport::Filter>& Reports() const { return m_loadReport.filters; }
+
+    const ComPtr<FakeGraph> graph = Adopt(new FakeGraph());
 };
 
 class FakeDmo final : public FakeCom<IDMOWrapperFilter> {
@@ -77,11 +80,12 @@ struct Lists {
             }
         }
     }
-    std::string Sizes() const {
-        return std::to_string(sources.size()) + std::to_string(transforms.size()) +
-               std::to_string(renders.size());
+    std::vector<std::size_t> Sizes() const {
+        return {sources.size(), transforms.size(), renders.size()};
     }
 };
+
+using Sizes = std::vector<std::size_t>;
 
 class SchemeFilters : public FakeTest {
 protected:
@@ -97,6 +101,11 @@ protected:
     bool Load(ymdshow::CMedia* media, Lists& lists, DWORD mask = kAll) {
         return set.LoadSchemeFilters(media, scheme, &lists.sources, &lists.transforms,
                                      &lists.renders, mask);
+    }
+    static Device Member(PinSpecs pins) {
+        return {.friendlyName = L"Member", .clsid = kRegistered, .make = [pins] {
+                    return MakeFilter("Member", pins);
+                }};
     }
     void Forget() {
         scheme.listFilter.clear();
@@ -128,18 +137,15 @@ private:
 
 TEST_F(SchemeFilters, EachEntryIsMadeInOneWay) {
     FakeDevices devices;
-    devices.Add(kCategory, {.friendlyName = L"Member", .clsid = kRegistered, .make = [] {
-                                return MakeFilter("Member", {In(), Out()});
-                            }});
-    struct Case {
+    devices.Add(kCategory, Member({In(), Out()}));
+    const struct {
         const char* name;
         const wchar_t* path;
         bool isDmo;
         bool hasCategory;
         const char* made; ///< the creations in order
         HRESULT result;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"clsid", L"", false, false, "Registered", S_OK},
         {"category", L"", false, true, "SystemDeviceEnum", S_OK},
         {"dmo", L"", true, false, "Wrapper", S_OK},
@@ -150,11 +156,10 @@ TEST_F(SchemeFilters, EachEntryIsMadeInOneWay) {
         {"module without the class", kModule, true, true, "", CLASS_E_CLASSNOTAVAILABLE},
         {"file that is no module", L"ymlib.dll", true, true, "", E_FAIL},
     };
-    for (const Case& test : cases) {
+    for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
-        const ComPtr<FakeGraph> graph = Adopt(new FakeGraph());
-        graph->config.present = false;
-        Media media(*graph.Get());
+        const bool isMade = test.result == S_OK;
+        Media media;
         log.Clear();
         FilterInfo& info = Entry(L"Wanted");
         info.strPath = test.path;
@@ -162,48 +167,41 @@ TEST_F(SchemeFilters, EachEntryIsMadeInOneWay) {
         info.clsidDMOCategory = kDmoCategory;
         info.bHasCategory = test.hasCategory;
         info.clsidCategory = kCategory;
-        {
-            Lists lists;
-            EXPECT_TRUE(Load(&media, lists));
-            EXPECT_EQ(lists.Sizes(), test.result == S_OK ? "010" : "000");
-            std::string made;
-            for (const std::string& line : journal.Matching("*.CreateInstance*")) {
-                made += line.substr(0, line.find('.'));
-            }
-            EXPECT_EQ(made, test.made);
-            EXPECT_EQ(
-                log.Take(),
-                std::vector<std::string>{
-                    test.result == S_OK
-                        ? "4 ymdshow::CCoderScheme::LoadSchemeFilters: Load Filter OK : Wanted"
-                        : "8 ymdshow::CCoderScheme::LoadSchemeFilters: Load Filter FAILED : "
-                          "Wanted"});
-            ASSERT_EQ(media.Reports().size(), 1U);
-            const LoadReport::Filter& report = media.Reports()[0];
-            EXPECT_EQ(report.name, L"Wanted");
-            EXPECT_HR(test.result, report.result);
-            EXPECT_EQ(report.created, test.result == S_OK);
-            EXPECT_EQ(report.added, test.result == S_OK);
-            EXPECT_EQ(report.module.empty(), test.result == S_OK);
-            if (lastDmo != nullptr) {
-                EXPECT_EQ(lastDmo->clsid, kRegistered);
-                EXPECT_EQ(lastDmo->category, kDmoCategory);
-                lastDmo = nullptr;
-            }
-            const Silence silence;
-            for (IBaseFilter* filter : lists.transforms) {
-                graph->Leave(filter);
-                EXPECT_EQ(dynamic_cast<FakeFilter*>(filter)->Refs(), 1U) << "the caller's";
-            }
+        Lists lists;
+        EXPECT_TRUE(Load(&media, lists));
+        EXPECT_EQ(lists.Sizes(), (Sizes{0, isMade ? 1U : 0U, 0}));
+        std::string made;
+        for (const std::string& line : journal.Matching("*.CreateInstance*")) {
+            made += line.substr(0, line.find('.'));
+        }
+        EXPECT_EQ(made, test.made);
+        const std::string text = isMade ? "4 ymdshow::CCoderScheme::LoadSchemeFilters: Load "
+                                          "Filter OK : Wanted"
+                                        : "8 ymdshow::CCoderScheme::LoadSchemeFilters: Load "
+                                          "Filter FAILED : Wanted";
+        EXPECT_EQ(log.Take(), std::vector{text});
+        ASSERT_EQ(media.Reports().size(), 1U);
+        const LoadReport::Filter& report = media.Reports()[0];
+        EXPECT_EQ(report.name, L"Wanted");
+        EXPECT_HR(test.result, report.result);
+        EXPECT_EQ(report.created, isMade);
+        EXPECT_EQ(report.added, isMade);
+        EXPECT_EQ(report.module.empty(), isMade);
+        if (FakeDmo* const dmo = std::exchange(lastDmo, nullptr)) {
+            EXPECT_EQ(dmo->clsid, kRegistered);
+            EXPECT_EQ(dmo->category, kDmoCategory);
+        }
+        const Silence silence;
+        for (IBaseFilter* filter : lists.transforms) {
+            media.graph->Leave(filter);
+            EXPECT_EQ(dynamic_cast<FakeFilter*>(filter)->Refs(), 1U) << "the caller's";
         }
         Forget();
     }
 }
 
 TEST_F(SchemeFilters, ADmoThatFailsLeavesNothing) {
-    const ComPtr<FakeGraph> graph = Adopt(new FakeGraph());
-    graph->config.present = false;
-    Media media(*graph.Get());
+    Media media;
     for (const wchar_t* path : {L"", L"filters\\none.ax"}) {
         Entry(L"Dmo", kUnregistered).bHasDMOCategory = true;
         scheme.listFilter.back()->strPath = path;
@@ -211,7 +209,7 @@ TEST_F(SchemeFilters, ADmoThatFailsLeavesNothing) {
     const auto expect = [&](HRESULT result) {
         Lists lists;
         EXPECT_TRUE(Load(&media, lists));
-        EXPECT_EQ(lists.Sizes(), "000");
+        EXPECT_EQ(lists.Sizes(), (Sizes{0, 0, 0}));
         EXPECT_EQ(log.Count("8 *Load Filter FAILED : Dmo"), 2U);
         log.Clear();
         EXPECT_EQ(journal.Count("Registered.*"), 0U) << "no other way is tried";
@@ -231,74 +229,64 @@ TEST_F(SchemeFilters, ADmoThatFailsLeavesNothing) {
 }
 
 TEST_F(SchemeFilters, RolesMasksAndLists) {
-    struct Case {
+    const struct {
         const char* name;
         int type;
         DWORD mask;
-        const char* sizes;
+        Sizes sizes;
         bool isInGraph;
         bool isAsked; ///< the filter's pins tell the role
+    } cases[] = {
+        {"source", 1, kAll, {1, 0, 0}, true, false},
+        {"transform", 2, kAll, {0, 1, 0}, true, false},
+        {"render", 4, kAll, {0, 0, 1}, true, false},
+        {"asked of the filter", 0, kAll, {0, 1, 0}, true, true},
+        {"asked and masked", 0, 1 | 4, {0, 0, 0}, false, true},
+        {"masked", 2, 1, {0, 0, 0}, false, false},
+        {"one bit of the mask", 2, 2 | 4, {0, 1, 0}, true, false},
+        {"no mask", 1, 0, {0, 0, 0}, false, false},
+        {"a role of two bits has no list", 3, kAll, {0, 0, 0}, true, false},
     };
-    const Case cases[] = {
-        {"source", 1, kAll, "100", true, false},
-        {"transform", 2, kAll, "010", true, false},
-        {"render", 4, kAll, "001", true, false},
-        {"asked of the filter", 0, kAll, "010", true, true},
-        {"asked and masked", 0, 1 | 4, "000", false, true},
-        {"masked", 2, 1, "000", false, false},
-        {"one bit of the mask", 2, 2 | 4, "010", true, false},
-        {"no mask", 1, 0, "000", false, false},
-        {"a role of two bits has no list", 3, kAll, "000", true, false},
-    };
-    for (const Case& test : cases) {
+    for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
-        const ComPtr<FakeGraph> graph = Adopt(new FakeGraph());
-        graph->config.present = false;
-        Media media(*graph.Get());
+        Media media;
         log.Clear();
         Entry(L"Filter", kRegistered, test.type);
-        {
-            Lists lists;
-            EXPECT_TRUE(Load(&media, lists, test.mask));
-            EXPECT_EQ(lists.Sizes(), test.sizes);
-            EXPECT_EQ(graph->FilterCount(), test.isInGraph ? 1U : 0U);
-            EXPECT_EQ(journal.Count("Registered.EnumPins*"), test.isAsked ? 1U : 0U);
-            EXPECT_EQ(log.Lines().size(), test.isInGraph ? 1U : 0U) << "a masked one is silent";
-        }
+        Lists lists;
+        EXPECT_TRUE(Load(&media, lists, test.mask));
+        EXPECT_EQ(lists.Sizes(), test.sizes);
+        EXPECT_EQ(media.graph->FilterCount(), test.isInGraph ? 1U : 0U);
+        EXPECT_EQ(journal.Count("Registered.EnumPins*"), test.isAsked ? 1U : 0U);
+        EXPECT_EQ(log.Lines().size(), test.isInGraph ? 1U : 0U) << "a masked one is silent";
         Forget();
     }
 }
 
 TEST_F(SchemeFilters, WithoutListsTheGraphAloneHoldsThem) {
-    const ComPtr<FakeGraph> graph = Adopt(new FakeGraph());
-    graph->config.present = false;
-    Media media(*graph.Get());
+    Media media;
     Entry(L"Source", kRegistered, 1);
     Entry(L"Transform", kRegistered, 2);
-    EXPECT_TRUE(set.LoadSchemeFilters(&media, scheme, nullptr, nullptr, nullptr, kAll));
-    EXPECT_EQ(graph->FilterCount(), 2U);
-    EXPECT_EQ(registered.Last().Refs(), 1U);
-
-    EXPECT_TRUE(set.LoadSchemeFilters(nullptr, scheme, nullptr, nullptr, nullptr, kAll));
-    EXPECT_EQ(graph->FilterCount(), 2U);
+    for (ymdshow::CMedia* item :
+         {static_cast<ymdshow::CMedia*>(&media), static_cast<ymdshow::CMedia*>(nullptr)}) {
+        EXPECT_TRUE(set.LoadSchemeFilters(item, scheme, nullptr, nullptr, nullptr, kAll));
+        EXPECT_EQ(media.graph->FilterCount(), 2U);
+    }
     EXPECT_EQ(log.Count("4 *Load Filter OK : *"), 4U);
 
     Lists lists;
     EXPECT_TRUE(Load(nullptr, lists));
-    EXPECT_EQ(lists.Sizes(), "110");
+    EXPECT_EQ(lists.Sizes(), (Sizes{1, 1, 0}));
     EXPECT_EQ(media.Reports().size(), 2U) << "no report without a media item";
 }
 
 TEST_F(SchemeFilters, ARefusedFilterIsTakenOutAndPassedOver) {
-    const ComPtr<FakeGraph> graph = Adopt(new FakeGraph());
-    graph->config.present = false;
-    graph->results["AddFilter"] = {VFW_E_NOT_STOPPED, S_OK};
-    Media media(*graph.Get());
+    Media media;
+    media.graph->results["AddFilter"] = {VFW_E_NOT_STOPPED, S_OK};
     Entry(L"Refused");
     Entry(L"Taken");
     Lists lists;
     EXPECT_TRUE(Load(&media, lists));
-    EXPECT_EQ(lists.Sizes(), "010");
+    EXPECT_EQ(lists.Sizes(), (Sizes{0, 1, 0}));
     EXPECT_TRUE(
         journal.InOrder({"Registered.CreateInstance*", "graph.AddFilter(*", "graph.RemoveFilter(*",
                          "Registered.CreateInstance*", "graph.AddFilter(*"}));
@@ -312,17 +300,16 @@ TEST_F(SchemeFilters, ARefusedFilterIsTakenOutAndPassedOver) {
 }
 
 TEST_F(SchemeFilters, TheCacheTakesWhatIsMarkedForIt) {
-    const ComPtr<FakeGraph> graph = Adopt(new FakeGraph());
-    Media media(*graph.Get());
+    Media media(true);
     Entry(L"Cached").bCache = true;
     Entry(L"Direct").bCache = false;
     Lists lists;
     EXPECT_TRUE(Load(&media, lists));
-    EXPECT_EQ(lists.Sizes(), "020");
+    EXPECT_EQ(lists.Sizes(), (Sizes{0, 2, 0}));
     EXPECT_EQ(journal.Count("config.AddFilterToCache*"), 1U);
     EXPECT_EQ(journal.Count("graph.AddFilter(*"), 1U);
     const Silence silence;
-    EXPECT_EQ(RemoveFilterFromGraphBuilderCache(&graph->config, lists.transforms[0]), 1);
+    EXPECT_EQ(RemoveFilterFromGraphBuilderCache(&media.graph->config, lists.transforms[0]), 1);
 }
 
 TEST_F(SchemeFilters, TypesAreLookedUpInBothWidths) {
@@ -331,20 +318,17 @@ TEST_F(SchemeFilters, TypesAreLookedUpInBothWidths) {
             {"Name":"A","CLSID":"{51C7A001-0000-0000-0102-030405060708}","Type":"render"}]}]})",
         0));
     Lists lists;
-    EXPECT_TRUE(set.LoadSchemeFilters(nullptr, std::string("mp4"), &lists.sources,
-                                      &lists.transforms, &lists.renders, kAll));
-    EXPECT_TRUE(set.LoadSchemeFilters(nullptr, std::wstring(L"mp4"), &lists.sources,
-                                      &lists.transforms, &lists.renders, kAll));
-    EXPECT_EQ(lists.Sizes(), "002");
-    for (const char* unknown : {"", "MP4", "avi"}) {
-        EXPECT_FALSE(set.LoadSchemeFilters(nullptr, std::string(unknown), &lists.sources,
-                                           &lists.transforms, &lists.renders, kAll));
-    }
-    EXPECT_FALSE(
-        set.LoadSchemeFilters(nullptr, std::wstring(L"avi"), nullptr, nullptr, nullptr, kAll));
-    EXPECT_EQ(lists.Sizes(), "002");
-    EXPECT_TRUE(
-        set.LoadSchemeFilters(nullptr, CCoderScheme::Scheme(), nullptr, nullptr, nullptr, kAll));
+    const auto load = [&](const auto& type) {
+        return set.LoadSchemeFilters(nullptr, type, &lists.sources, &lists.transforms,
+                                     &lists.renders, kAll);
+    };
+    EXPECT_TRUE(load(std::string("mp4")));
+    EXPECT_TRUE(load(std::wstring(L"mp4")));
+    EXPECT_EQ(lists.Sizes(), (Sizes{0, 0, 2}));
+    EXPECT_FALSE(load(std::string("avi")));
+    EXPECT_FALSE(load(std::wstring(L"avi")));
+    EXPECT_EQ(lists.Sizes(), (Sizes{0, 0, 2}));
+    EXPECT_TRUE(load(CCoderScheme::Scheme()));
 }
 
 TEST_F(SchemeFilters, EveryFailingCallLeavesNothing) {
@@ -356,12 +340,8 @@ TEST_F(SchemeFilters, EveryFailingCallLeavesNothing) {
     Entry(L"Registered", kRegistered, 0);
     const std::size_t calls = RunFaultPlan([&] {
         FakeDevices devices;
-        devices.Add(kCategory, {.friendlyName = L"Member", .clsid = kRegistered, .make = [] {
-                                    return MakeFilter("Member", {In()});
-                                }});
-        const ComPtr<FakeGraph> graph = Adopt(new FakeGraph());
-        graph->config.present = false;
-        Media media(*graph.Get());
+        devices.Add(kCategory, Member({In()}));
+        Media media;
         Lists lists;
         EXPECT_TRUE(Load(&media, lists));
         EXPECT_EQ(media.Reports().size(), 3U);

@@ -23,8 +23,9 @@ void ExpectEntries(const SchemeLoadReport& report, const std::vector<Expected>& 
         const SchemeLoadReport::Entry& entry = report.entries[i];
         EXPECT_EQ(entry.kind, expected[i].kind) << i;
         EXPECT_EQ(entry.place, expected[i].place) << i;
-        EXPECT_EQ(entry.line, expected[i].line) << i;
-        EXPECT_EQ(entry.column, expected[i].column) << i;
+        EXPECT_EQ(std::pair(entry.line, entry.column),
+                  std::pair(expected[i].line, expected[i].column))
+            << i;
         EXPECT_NE(entry.reason.find(expected[i].quoted), std::wstring::npos) << i;
     }
 }
@@ -44,35 +45,34 @@ TEST(SchemeReport, NamesEachFaultWithItsPlace) {
     {"Filters": []}, {"Type": "x"}, {"Type": "y", "Filters": [], "Note": 1}, null
   ]
 })";
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(script, 0));
+    CCoderScheme set = Loaded(script);
     const SchemeLoadReport& report = set.GetLoadReport();
     EXPECT_EQ(report.failure, SchemeLoadReport::Failure::None);
     EXPECT_EQ(report.omitted, 0u);
-    ExpectEntries(report, {
-                              {Kind::UnknownKey, L"Extra", 1, 12, L"key"},
-                              {Kind::DuplicateName, L"Filter[1]", 4, 5, L"\"a\""},
-                              {Kind::IgnoredFilter, L"Filter[2]", 5, 5, L"CLSID"},
-                              {Kind::IgnoredFilter, L"Filter[3]", 5, 26, L"Name"},
-                              {Kind::IgnoredFilter, L"Filter[4]", 5, 41, L"object"},
-                              {Kind::UnknownKey, L"Filter[5].IsOnlyone", 6, 82, L"key"},
-                              {Kind::WrongType, L"Filter[5].Path", 6, 66, L"string"},
-                              {Kind::UnknownRole, L"Filter[5].Type", 6, 46, L"\"renderer\""},
-                              {Kind::MalformedGuid, L"Filter[5].CategoryCLSID", 7, 64, L"\"x\""},
-                              {Kind::MalformedGuid, L"Filter[5].DMOCategoryClsid", 7, 26, L"OTHER"},
-                              {Kind::MalformedGuid, L"Filter[5].CLSID", 6, 28, L"\"{oops}\""},
-                              {Kind::RepeatedFilter, L"Schemes[0].Filters[1]", 10, 53, L"\"a\""},
-                              {Kind::UnknownReference, L"Schemes[0].Filters[2]", 10, 68, L"\"c\""},
-                              {Kind::CutTypeList, L"Schemes[0].Type", 10, 14, L"\"mp4;;avi\""},
-                              {Kind::DuplicateName, L"Schemes[1].Filters[0]", 11, 31, L"\"a\""},
-                              {Kind::WrongType, L"Schemes[1].Filters[1].CLSID", 11, 87, L"string"},
-                              {Kind::IgnoredFilter, L"Schemes[1].Filters[1]", 11, 64, L"CLSID"},
-                              {Kind::IgnoredScheme, L"Schemes[1].Type", 11, 14, L"type"},
-                              {Kind::IgnoredScheme, L"Schemes[2]", 12, 5, L"Type"},
-                              {Kind::IgnoredScheme, L"Schemes[3]", 12, 22, L"Filters"},
-                              {Kind::UnknownKey, L"Schemes[4].Note", 12, 74, L"key"},
-                              {Kind::IgnoredScheme, L"Schemes[5]", 12, 78, L"object"},
-                          });
+    const std::vector<Expected> expected{
+        {Kind::UnknownKey, L"Extra", 1, 12, L"key"},
+        {Kind::DuplicateName, L"Filter[1]", 4, 5, L"\"a\""},
+        {Kind::IgnoredFilter, L"Filter[2]", 5, 5, L"CLSID"},
+        {Kind::IgnoredFilter, L"Filter[3]", 5, 26, L"Name"},
+        {Kind::IgnoredFilter, L"Filter[4]", 5, 41, L"object"},
+        {Kind::UnknownKey, L"Filter[5].IsOnlyone", 6, 82, L"key"},
+        {Kind::WrongType, L"Filter[5].Path", 6, 66, L"string"},
+        {Kind::UnknownRole, L"Filter[5].Type", 6, 46, L"\"renderer\""},
+        {Kind::MalformedGuid, L"Filter[5].CategoryCLSID", 7, 64, L"\"x\""},
+        {Kind::MalformedGuid, L"Filter[5].DMOCategoryClsid", 7, 26, L"OTHER"},
+        {Kind::MalformedGuid, L"Filter[5].CLSID", 6, 28, L"\"{oops}\""},
+        {Kind::RepeatedFilter, L"Schemes[0].Filters[1]", 10, 53, L"\"a\""},
+        {Kind::UnknownReference, L"Schemes[0].Filters[2]", 10, 68, L"\"c\""},
+        {Kind::CutTypeList, L"Schemes[0].Type", 10, 14, L"\"mp4;;avi\""},
+        {Kind::DuplicateName, L"Schemes[1].Filters[0]", 11, 31, L"\"a\""},
+        {Kind::WrongType, L"Schemes[1].Filters[1].CLSID", 11, 87, L"string"},
+        {Kind::IgnoredFilter, L"Schemes[1].Filters[1]", 11, 64, L"CLSID"},
+        {Kind::IgnoredScheme, L"Schemes[1].Type", 11, 14, L"type"},
+        {Kind::IgnoredScheme, L"Schemes[2]", 12, 5, L"Type"},
+        {Kind::IgnoredScheme, L"Schemes[3]", 12, 22, L"Filters"},
+        {Kind::UnknownKey, L"Schemes[4].Note", 12, 74, L"key"},
+        {Kind::IgnoredScheme, L"Schemes[5]", 12, 78, L"object"}};
+    ExpectEntries(report, expected);
 }
 
 TEST(SchemeReport, CountsInTheTextAsItWasGiven) {
@@ -80,8 +80,7 @@ TEST(SchemeReport, CountsInTheTextAsItWasGiven) {
     // count once; each kind of line end counts.
     const std::string head =
         "{\r\n\"Schemes\":\r[/*\xD5\x5C*/{\"Type\":\"\xD5\x5C\xD5\x5C\\u4e2d\",";
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(head + "\"Filters\":[],\"\xD5\x5C\":1}]\n}", 0));
+    CCoderScheme set = Loaded(head + "\"Filters\":[],\"\xD5\x5C\":1}]\n}");
     ExpectEntries(set.GetLoadReport(), {{Kind::UnknownKey, L"Schemes[0].誠", 3, 43, L"key"}});
     EXPECT_FALSE(set.LoadSchemeByScript(head + "]", 0));
     EXPECT_EQ(set.GetLoadReport().line, 3u);
@@ -97,8 +96,7 @@ TEST(SchemeReport, IsThatOfTheLastLoadAndBounded) {
     for (std::size_t i = 0; i < SchemeLoadReport::maxEntries + 3; ++i) {
         filters += "7,";
     }
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(Script("x", filters + "{\"Name\":\"lost\"}"), 0));
+    CCoderScheme set = Loaded(Script("x", filters + "{\"Name\":\"lost\"}"));
     EXPECT_EQ(set.GetLoadReport().entries.size(), SchemeLoadReport::maxEntries);
     EXPECT_EQ(set.GetLoadReport().omitted, 4u);
     EXPECT_EQ(set.GetLoadReport().entries.back().column, // two characters an entry

@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+#include <utility>
+
+#include <ymlib/Log.h>
+
 namespace {
 
 using namespace scheme_tests;
@@ -31,7 +36,6 @@ TEST(SchemeScript, KeepsIgnoresAndSkipsByItsRules) {
         {"a reference forward is unknown", Script("x", ref + "," + a), "x=a"},
         {"an entry without a name", Script("x", R"({"CLSID":"{}"},5,"a",[],null,)" + a), "x=a"},
         {"a name that is no string", Script("x", R"({"Name":5,"CLSID":"{}"})"), "x="},
-        {"a null name", Script("x", R"({"Name":null,"CLSID":"{}"})"), "x="},
         {"a class that is no string", Script("x", R"({"Name":"a","CLSID":5},)" + ref), "x="},
         {"shared entries without name or class",
          Script("x", R"({"Name":"n"},{"Name":"a"})", R"({"Name":"n"},{"CLSID":"{}"},7,)" + a),
@@ -59,104 +63,78 @@ TEST(SchemeScript, KeepsIgnoresAndSkipsByItsRules) {
 
 TEST(SchemeScript, RefusesWhatIsNoScript) {
     using Failure = ymdshow::SchemeLoadReport::Failure;
-    const struct {
-        std::string script;
-        Failure failure;
-    } cases[] = {
-        {"", Failure::EmptyScript},
-        {"{", Failure::Syntax},
-        {R"({"Schemes":[1,]})", Failure::Syntax},
-        {R"({"Schemes":[)", Failure::Syntax},
-        {R"({"Schemes":"\ud800"})", Failure::Syntax},
-        {"{}", Failure::NoSchemes},
-        {"[]", Failure::NoSchemes},
-        {"5", Failure::NoSchemes},
-        {R"("Schemes")", Failure::NoSchemes},
-        {R"({"Schemes":null})", Failure::NoSchemes},
-        {R"({"Schemes":{}})", Failure::NoSchemes},
-        {R"({"schemes":[]})", Failure::NoSchemes},
-    };
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(Script("mp4", Filter("a")), 0));
-    for (const auto& test : cases) {
-        const std::string script = test.script;
-        EXPECT_FALSE(set.LoadSchemeByScript(script, 1)) << script;
-        EXPECT_EQ(set.GetLoadReport().failure, test.failure) << script;
+    const std::pair<const char*, Failure> cases[] = {{"", Failure::EmptyScript},
+                                                     {"{", Failure::Syntax},
+                                                     {R"({"Schemes":[1,]})", Failure::Syntax},
+                                                     {R"({"Schemes":[)", Failure::Syntax},
+                                                     {R"({"Schemes":"\ud800"})", Failure::Syntax},
+                                                     {"[]", Failure::NoSchemes},
+                                                     {"5", Failure::NoSchemes},
+                                                     {R"("Schemes")", Failure::NoSchemes},
+                                                     {R"({"Schemes":{}})", Failure::NoSchemes},
+                                                     {R"({"schemes":[]})", Failure::NoSchemes}};
+    CCoderScheme set = Loaded(Script("mp4", Filter("a")));
+    for (const auto& [script, failure] : cases) {
+        EXPECT_FALSE(set.LoadSchemeByScript(std::string(script), 1)) << script;
+        EXPECT_EQ(set.GetLoadReport().failure, failure) << script;
         EXPECT_FALSE(set.GetLoadReport().failureReason.empty()) << script;
         EXPECT_EQ(Describe(set), "mp4=a") << script;
     }
 }
 
 TEST(SchemeScript, ReadsEveryFieldAndKeepsTheDefaults) {
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(
-        Script("x",
-               Filter("plain") + "," +
-                   Filter("full", R"(,"Path":"filters\\a.ax","Type":" Render\t","IsTryReplace":1,
+    const auto facts = [](const FilterInfo& info) {
+        wchar_t guids[3][39] = {};
+        StringFromGUID2(info.clsid, guids[0], 39);
+        StringFromGUID2(info.clsidCategory, guids[1], 39);
+        StringFromGUID2(info.clsidDMOCategory, guids[2], 39);
+        const std::vector<bool> flags{info.bCache, info.bTryReplace, info.bOnlyOne,
+                                      info.bHasCategory, info.bHasDMOCategory};
+        return std::tuple(info.strName, std::wstring(guids[0]), info.strPath, info.nType, flags,
+                          std::wstring(guids[1]), std::wstring(guids[2]));
+    };
+    CCoderScheme set = Loaded(Script(
+        "x", Filter("plain") + "," +
+                 Filter("full", R"(,"Path":"filters\\a.ax","Type":" Render\t","IsTryReplace":1,
                              "IsOnlyOne":"yes","IsCache":false,
                              "CategoryCLSID":"{083863F1-70DE-11d0-BD40-00A0C911CE86}",
-                             "DMOCategoryClsid":"DMOCATEGORY_AUDIO_EFFECT")")),
-        0));
-    const FilterInfo* plain = FilterOf(set, "x", 0);
-    ASSERT_NE(plain, nullptr);
-    EXPECT_EQ(plain->strName, L"plain");
-    EXPECT_EQ(plain->strPath, L"");
-    EXPECT_EQ(plain->nType, 0);
-    EXPECT_TRUE(plain->bCache);
-    EXPECT_FALSE(plain->bTryReplace || plain->bOnlyOne || plain->bHasCategory ||
-                 plain->bHasDMOCategory);
-    EXPECT_TRUE(IsEqualGUID(plain->clsidCategory, GUID{}));
-    const GUID any = {0x11111111, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55}};
-    EXPECT_TRUE(IsEqualGUID(plain->clsid, any));
-
-    const FilterInfo* full = FilterOf(set, "x", 1);
-    ASSERT_NE(full, nullptr);
-    EXPECT_EQ(full->strPath, L"filters\\a.ax");
-    EXPECT_EQ(full->nType, 4);
-    EXPECT_TRUE(full->bTryReplace && full->bOnlyOne && full->bHasCategory && full->bHasDMOCategory);
-    EXPECT_FALSE(full->bCache);
-    const GUID category = {
-        0x083863F1, 0x70DE, 0x11d0, {0xBD, 0x40, 0x00, 0xA0, 0xC9, 0x11, 0xCE, 0x86}};
-    EXPECT_TRUE(IsEqualGUID(full->clsidCategory, category));
-    const GUID effect = {
-        0xf3602b3f, 0x0592, 0x48df, {0xa4, 0xcd, 0x67, 0x47, 0x21, 0xe7, 0xeb, 0xeb}};
-    EXPECT_TRUE(IsEqualGUID(full->clsidDMOCategory, effect));
+                             "DMOCategoryClsid":"DMOCATEGORY_AUDIO_EFFECT")")));
+    ASSERT_NE(FilterOf(set, "x", 1), nullptr);
+    const std::wstring any = L"{11111111-2222-3333-4444-555555555555}";
+    const std::wstring none = L"{00000000-0000-0000-0000-000000000000}";
+    EXPECT_EQ(facts(*FilterOf(set, "x", 0)),
+              std::tuple(L"plain", any, L"", 0, std::vector{true, false, false, false, false}, none,
+                         none));
+    EXPECT_EQ(facts(*FilterOf(set, "x", 1)), std::tuple(L"full", any, L"filters\\a.ax", 4,
+                                                        std::vector{false, true, true, true, true},
+                                                        L"{083863F1-70DE-11D0-BD40-00A0C911CE86}",
+                                                        L"{F3602B3F-0592-48DF-A4CD-674721E7EBEB}"));
 }
 
-TEST(SchemeScript, ConvertsFlagsOfEveryKindOfValue) {
-    const struct {
-        const char* value;
-        bool flag;
-    } cases[] = {{"true", true}, {"false", false}, {"0", false},    {"-1", true},
-                 {"0.0", false}, {"0.5", true},    {"\"\"", false}, {"\"false\"", true},
-                 {"[]", false},  {"[0]", true},    {"{}", false},   {"{\"a\":0}", true},
-                 {"null", true}}; // null is a missing key: the default counts
-    for (const auto& test : cases) {
-        CCoderScheme set;
-        const std::string member = std::string(",\"IsCache\":") + test.value;
-        ASSERT_TRUE(set.LoadSchemeByScript(Script("x", Filter("a", member)), 0)) << test.value;
-        ASSERT_NE(FilterOf(set, "x"), nullptr) << test.value;
-        EXPECT_EQ(FilterOf(set, "x")->bCache, test.flag) << test.value;
+/// What a filter with one more member is read as.
+FilterInfo Read(const std::string& key, const std::string& value) {
+    CCoderScheme set;
+    EXPECT_TRUE(set.LoadSchemeByScript(Script("x", Filter("a", ",\"" + key + "\":" + value)), 0));
+    const FilterInfo* info = FilterOf(set, "x");
+    EXPECT_NE(info, nullptr) << value;
+    return info ? *info : FilterInfo();
+}
+
+TEST(SchemeScript, ConvertsFlagsRolesAndGuids) {
+    for (const char* value : {"true", "-1", "0.5", "\"false\"", "[0]", "{\"a\":0}", "null"}) {
+        EXPECT_TRUE(Read("IsCache", value).bCache) << value; // null: the default counts
     }
-}
-
-TEST(SchemeScript, ConvertsRolesAndGuids) {
-    const struct {
-        const char* type;
-        int role;
-    } roles[] = {{"source", 1}, {"TransForm", 2}, {"\\r\\n render \\t", 4}, {"renderer", 0},
-                 {"", 0},       {"sou rce", 0},   {"\\u3000source", 0}};
-    for (const auto& test : roles) {
-        CCoderScheme set;
-        const std::string member = std::string(",\"Type\":\"") + test.type + "\"";
-        ASSERT_TRUE(set.LoadSchemeByScript(Script("x", Filter("a", member)), 0));
-        EXPECT_EQ(FilterOf(set, "x")->nType, test.role) << test.type;
+    for (const char* value : {"false", "0", "0.0", "\"\"", "[]", "{}"}) {
+        EXPECT_FALSE(Read("IsCache", value).bCache) << value;
+    }
+    const std::pair<const char*, int> roles[] = {
+        {"source", 1}, {"TransForm", 2}, {"\\r\\n render \\t", 4}, {"renderer", 0},
+        {"", 0},       {"sou rce", 0},   {"\\u3000source", 0}};
+    for (const auto& [type, role] : roles) {
+        EXPECT_EQ(Read("Type", std::string("\"") + type + "\"").nType, role) << type;
     }
     // Known names stand for their categories; everything else is the system's to convert.
-    const struct {
-        const char* text;
-        const wchar_t* guid;
-    } categories[] = {
+    const std::pair<const char*, const wchar_t*> categories[] = {
         {"DMOCATEGORY_AUDIO_DECODER", L"{57F2DB8B-E6BB-4513-9D43-DCD2A6593125}"},
         {"DMOCATEGORY_VIDEO_DECODER", L"{4A69B442-28BE-4991-969C-B500ADF5D8A8}"},
         {"DMOCATEGORY_AUDIO_EFFECT", L"{F3602B3F-0592-48DF-A4CD-674721E7EBEB}"},
@@ -171,33 +149,35 @@ TEST(SchemeScript, ConvertsRolesAndGuids) {
         {"{F665AABA-3E09-4920-AA5F-219811148F0Z}", L"{F665AABA-3E09-4920-AA5F-219811148F0Z}"},
         {"", L""},
     };
-    for (const auto& test : categories) {
-        CCoderScheme set;
-        const std::string member = std::string(",\"DMOCategoryClsid\":\"") + test.text + "\"";
-        ASSERT_TRUE(set.LoadSchemeByScript(Script("x", Filter("a", member)), 0));
+    for (const auto& [text, guid] : categories) {
+        const FilterInfo info = Read("DMOCategoryClsid", std::string("\"") + text + "\"");
         GUID expected{};
-        CLSIDFromString(test.guid, &expected);
-        EXPECT_TRUE(FilterOf(set, "x")->bHasDMOCategory) << test.text;
-        EXPECT_TRUE(IsEqualGUID(FilterOf(set, "x")->clsidDMOCategory, expected)) << test.text;
+        CLSIDFromString(guid, &expected);
+        EXPECT_TRUE(info.bHasDMOCategory) << text;
+        EXPECT_TRUE(IsEqualGUID(info.clsidDMOCategory, expected)) << text;
     }
 }
 
 TEST(SchemeScript, LogsUnknownReferencesAlone) {
-    LogCapture log;
+    std::vector<std::wstring> records;
+    const unsigned sink = ymlib::CLoger::GetLoger()->AddSink([&](const ymlib::LogRecord& record) {
+        const std::string function = record.function;
+        records.push_back(std::to_wstring(record.level) + L" " +
+                          std::wstring(function.begin(), function.end()) + L": " + record.text);
+    });
     CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(
+    EXPECT_TRUE(set.LoadSchemeByScript(
         Script("x;;y",
                R"({"Name":"lost %s"},{"CLSID":"{}"},{"Name":"a","CLSID":7},7,)" +
                    Filter("b", R"(,"Type":"none")"),
                R"({"Name":"a"},)" + Filter("b") + "," + Filter("b")),
         0));
-    ASSERT_EQ(log.Records().size(), 1u);
-    EXPECT_EQ(log.Records()[0], L"8 Load Filter Info Failed, Has No Enougth Value : lost %s");
-    EXPECT_EQ(log.LastFunction(), "ymdshow::CCoderScheme::LoadSchemeByScript");
     EXPECT_FALSE(set.LoadSchemeByScript("{", 0));
-    EXPECT_FALSE(set.LoadScheme(std::wstring(), 0));
     EXPECT_FALSE(set.LoadScheme(std::wstring(L"no such file"), 0));
-    EXPECT_EQ(log.Records().size(), 1u);
+    ymlib::CLoger::GetLoger()->RemoveSink(sink);
+    EXPECT_EQ(records, (std::vector<std::wstring>{
+                           L"8 ymdshow::CCoderScheme::LoadSchemeByScript: "
+                           L"Load Filter Info Failed, Has No Enougth Value : lost %s"}));
 }
 
 TEST(SchemeSet, MergesOrReplacesWhatIsThere) {
@@ -207,8 +187,7 @@ TEST(SchemeSet, MergesOrReplacesWhatIsThere) {
     // appearances in the merged list would have been cut while it was built.
     const std::string second =
         Script("mp4", R"({"Name":"a"},{"Name":"once"},)" + Filter("new", onlyOne));
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(first, 0));
+    CCoderScheme set = Loaded(first);
     CCoderScheme::Scheme* scheme = nullptr;
     ASSERT_TRUE(set.FindScheme("mp4", &scheme));
     ASSERT_TRUE(set.LoadSchemeByScript(second, 0));
@@ -235,8 +214,7 @@ TEST(SchemeSet, MergesLongListsByTheSameRules) {
     }
     filters.pop_back();
     const std::string script = Script("x", filters + ",{\"Name\":\"f4\"},{\"Name\":\"f5\"}");
-    CCoderScheme set;
-    ASSERT_TRUE(set.LoadSchemeByScript(script, 0));
+    CCoderScheme set = Loaded(script);
     EXPECT_EQ(Describe(set), "x=" + expected + "f5");
     for (int i = 1; i < 40; i += 2) {
         expected += (i == 1 ? "f5,f" : "f") + std::to_string(i) + ",";
@@ -268,9 +246,7 @@ TEST(SchemeSet, FindsExactly) {
 }
 
 TEST(SchemeSet, ConfiguresOneListFromSeveral) {
-    CCoderScheme set;
-    ASSERT_TRUE(
-        set.LoadSchemeByScript(Script("mp4", Filter("a") + "," + Filter("one", onlyOne)), 0));
+    CCoderScheme set = Loaded(Script("mp4", Filter("a") + "," + Filter("one", onlyOne)));
     ASSERT_TRUE(
         set.LoadSchemeByScript(Script("all", R"({"Name":"one"},{"Name":"a"},)" + Filter("b")), 0));
     CCoderScheme::Scheme out;

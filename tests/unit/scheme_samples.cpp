@@ -32,16 +32,17 @@ private:
             EXPECT_EQ(path, "#/definitions/" + name);
             return Accepts(m_root["definitions"][name], value);
         }
-        bool accepts = true;
-        for (const std::string& keyword : schema.getMemberNames()) {
-            accepts = Check(schema, keyword, value) && accepts;
-        }
-        return accepts;
+        const auto keywords = schema.getMemberNames();
+        return std::all_of(keywords.begin(), keywords.end(),
+                           [&](const auto& keyword) { return Check(schema, keyword, value); });
     }
 
     bool Check(const Json::Value& schema, const std::string& keyword,
                const Json::Value& value) const {
         const Json::Value& rule = schema[keyword];
+        const auto isOneOf = [&rule](auto fits) {
+            return std::any_of(rule.begin(), rule.end(), fits);
+        };
         if (keyword == "type") {
             return rule == "object"   ? value.isObject()
                    : rule == "array"  ? value.isArray()
@@ -49,15 +50,14 @@ private:
                                       : rule == "boolean" && value.isBool();
         }
         if (keyword == "enum") {
-            return std::find(rule.begin(), rule.end(), value) != rule.end();
+            return isOneOf([&](const auto& option) { return option == value; });
         }
         if (keyword == "pattern") {
             return !value.isString() ||
                    std::regex_search(value.asString(), std::regex(rule.asString()));
         }
         if (keyword == "anyOf") {
-            return std::any_of(rule.begin(), rule.end(),
-                               [&](const Json::Value& option) { return Accepts(option, value); });
+            return isOneOf([&](const auto& option) { return Accepts(option, value); });
         }
         if (keyword == "items") {
             return !value.isArray() ||
@@ -65,29 +65,20 @@ private:
                                [&](const auto& item) { return Accepts(rule, item); });
         }
         if (keyword == "required") {
-            return !value.isObject() || std::all_of(rule.begin(), rule.end(), [&](const auto& key) {
-                return value.isMember(key.asString());
-            });
+            return !value.isObject() ||
+                   !isOneOf([&](const auto& key) { return !value.isMember(key.asString()); });
         }
         if (keyword == "properties" || keyword == "additionalProperties") {
-            return !value.isObject() || CheckMembers(schema["properties"], keyword, value);
+            const auto keys = value.isObject() ? value.getMemberNames() : Json::Value::Members();
+            return std::all_of(keys.begin(), keys.end(), [&](const auto& key) {
+                const Json::Value& known = schema["properties"];
+                return keyword == "properties"
+                           ? !known.isMember(key) || Accepts(known[key], value[key])
+                           : known.isMember(key);
+            });
         }
-        const char* const notes[] = {"$schema", "title", "description", "default", "definitions"};
-        const bool isNote =
-            std::find(std::begin(notes), std::end(notes), keyword) != std::end(notes);
-        EXPECT_TRUE(isNote) << "a keyword that this validator lacks: " << keyword;
-        return isNote;
-    }
-
-    bool CheckMembers(const Json::Value& properties, const std::string& keyword,
-                      const Json::Value& value) const {
-        for (const std::string& key : value.getMemberNames()) {
-            const bool isKnown = properties.isMember(key);
-            if (keyword == "properties" ? isKnown && !Accepts(properties[key], value[key])
-                                        : !isKnown) {
-                return false;
-            }
-        }
+        const std::string notes = "$schema title description default definitions";
+        EXPECT_NE(notes.find(keyword), notes.npos) << "not known to this validator: " << keyword;
         return true;
     }
 
@@ -99,20 +90,25 @@ std::filesystem::path SamplesDirectory() {
     return path.front() == '/' ? "Z:" + path : path; // cross-built, run under Wine
 }
 
-std::string ReadFile(const std::filesystem::path& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
 Json::Value Parse(const std::string& text) {
     Json::Value root;
     std::istringstream(text) >> root;
     return root;
 }
 
+Json::Value ParseFile(const std::filesystem::path& path) {
+    Json::Value root;
+    std::ifstream(path, std::ios::binary) >> root;
+    return root;
+}
+
 Schema ScriptSchema() {
-    return Schema(Parse(ReadFile(SamplesDirectory() / "scheme.schema.json")));
+    return Schema(ParseFile(SamplesDirectory() / "scheme.schema.json"));
+}
+
+bool LoadsWithoutAFault(const std::string& script) {
+    CCoderScheme set;
+    return set.LoadSchemeByScript(script, 0) && set.GetLoadReport().entries.empty();
 }
 
 TEST(SchemeSamples, LoadWithoutAFaultAndFitTheSchema) {
@@ -131,46 +127,42 @@ TEST(SchemeSamples, LoadWithoutAFaultAndFitTheSchema) {
             ADD_FAILURE() << name << ":" << fault.line << ": "
                           << testing::PrintToString(fault.reason);
         }
-        EXPECT_TRUE(schema.Accepts(Parse(ReadFile(entry.path())))) << name;
+        EXPECT_TRUE(schema.Accepts(ParseFile(entry.path()))) << name;
     }
     EXPECT_GE(samples, 2);
 }
 
 TEST(SchemeSchema, RefusesWhatTheLoaderPassesOver) {
     const Schema schema = ScriptSchema();
-    const std::string type = R"(,"Type":)";
-    const struct {
-        std::string script;
-        bool isGood;
-    } cases[] = {
-        {R"({"Schemes":[]})", true},
-        {Script("mp4; mov;", Filter("a") + R"(,{"Name":"a"})"), true},
-        {Script("mp4",
-                Filter("a", R"(,"DMOCategoryClsid":"{11111111-2222-3333-4444-555555555555}")")),
-         true},
-        {R"({"Filter":[]})", false},
-        {R"({"Schemes":{}})", false},
-        {R"({"Schemes":[],"Scheme":[]})", false},
-        {R"({"Schemes":[{"Type":"x"}]})", false},
-        {R"({"Schemes":[{"Filters":[]}]})", false},
-        {R"({"Schemes":[{"Type":"x","Filters":[],"Name":"y"}]})", false},
-        {Script("mp4;;mov", ""), false},
-        {Script(" ", ""), false},
-        {Script("x", "5"), false},
-        {Script("x", R"({"CLSID":"{}"})"), false},
-        {Script("x", Filter("a", type + "\"renderer\"")), false},
-        {Script("x", Filter("a", type + "4")), false},
-        {Script("x", Filter("a", R"(,"Cache":true)")), false},
-        {Script("x", Filter("a", R"(,"CategoryCLSID":"x")")), false},
-        {Script("x", Filter("a", R"(,"DMOCategoryClsid":"dmocategory_audio_decoder")")), false},
-        {Script("x", "", R"({"Name":"a"})"), false},
-        {Script("x", R"({"Name":"a","CLSID":"{11111111-2222-3333-4444-55555555555}"})"), false},
-    };
-    for (const auto& test : cases) {
-        CCoderScheme set;
-        const bool loaded = set.LoadSchemeByScript(test.script, 0);
-        EXPECT_EQ(loaded && set.GetLoadReport().entries.empty(), test.isGood) << test.script;
-        EXPECT_EQ(schema.Accepts(Parse(test.script)), test.isGood) << test.script;
+    const std::string good[] = {
+        R"({"Schemes":[]})", Script("mp4; mov;", Filter("a") + R"(,{"Name":"a"})"),
+        Script("mp4",
+               Filter("a", R"(,"DMOCategoryClsid":"{11111111-2222-3333-4444-555555555555}")"))};
+    const std::string bad[] = {
+        R"({"Filter":[]})",
+        R"({"Schemes":{}})",
+        R"({"Schemes":[],"Scheme":[]})",
+        R"({"Schemes":[{"Type":"x"}]})",
+        R"({"Schemes":[{"Filters":[]}]})",
+        R"({"Schemes":[{"Type":"x","Filters":[],"Name":"y"}]})",
+        Script("mp4;;mov", ""),
+        Script(" ", ""),
+        Script("x", "5"),
+        Script("x", R"({"CLSID":"{}"})"),
+        Script("x", Filter("a", R"(,"Type":"renderer")")),
+        Script("x", Filter("a", R"(,"Type":4)")),
+        Script("x", Filter("a", R"(,"Cache":true)")),
+        Script("x", Filter("a", R"(,"CategoryCLSID":"x")")),
+        Script("x", Filter("a", R"(,"DMOCategoryClsid":"dmocategory_audio_decoder")")),
+        Script("x", "", R"({"Name":"a"})"),
+        Script("x", R"({"Name":"a","CLSID":"{11111111-2222-3333-4444-55555555555}"})")};
+    for (const std::string& script : good) {
+        EXPECT_TRUE(LoadsWithoutAFault(script)) << script;
+        EXPECT_TRUE(schema.Accepts(Parse(script))) << script;
+    }
+    for (const std::string& script : bad) {
+        EXPECT_FALSE(LoadsWithoutAFault(script)) << script;
+        EXPECT_FALSE(schema.Accepts(Parse(script))) << script;
     }
 }
 
@@ -179,17 +171,14 @@ TEST(SchemeSchema, NamesTheKeysRolesAndCategoriesOfTheLoader) {
     const Json::Value& members = schema.Root()["definitions"]["filter"]["properties"];
     EXPECT_EQ(members.size(), 9u);
     for (const std::string& key : members.getMemberNames()) {
-        CCoderScheme set;
-        ASSERT_TRUE(set.LoadSchemeByScript(Script("x", "{\"" + key + "\":null}"), 0));
+        CCoderScheme set = Loaded(Script("x", "{\"" + key + "\":null}"));
         for (const SchemeLoadReport::Entry& entry : set.GetLoadReport().entries) {
             EXPECT_NE(entry.kind, SchemeLoadReport::Kind::UnknownKey) << key;
         }
     }
     const auto loads = [](const std::string& key, const Json::Value& value) {
-        CCoderScheme set;
         const std::string member = ",\"" + key + "\":\"" + value.asString() + "\"";
-        return set.LoadSchemeByScript(Script("x", Filter("a", member)), 0) &&
-               set.GetLoadReport().entries.empty();
+        return LoadsWithoutAFault(Script("x", Filter("a", member)));
     };
     EXPECT_EQ(members["Type"]["enum"].size(), 3u);
     for (const Json::Value& role : members["Type"]["enum"]) {

@@ -1,7 +1,8 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <ymdshow/CoderScheme.h>
-#include <ymlib/Log.h>
 
 #include <filesystem>
 #include <fstream>
@@ -43,11 +44,10 @@ inline const ymdshow::FilterInfo* FilterOf(ymdshow::CCoderScheme& set, const std
     return *std::next(scheme->listFilter.begin(), static_cast<std::ptrdiff_t>(index));
 }
 
-inline constexpr const char* anyGuid = "{11111111-2222-3333-4444-555555555555}";
-
 /// A filter object; `more` is appended to its members.
 inline std::string Filter(const std::string& name, const std::string& more = "") {
-    return R"({"Name":")" + name + R"(","CLSID":")" + anyGuid + "\"" + more + "}";
+    return R"({"Name":")" + name + R"(","CLSID":"{11111111-2222-3333-4444-555555555555}")" + more +
+           "}";
 }
 
 /// A script with one scheme.
@@ -57,26 +57,12 @@ inline std::string Script(const std::string& type, const std::string& filters,
            filters + "]}]}";
 }
 
-/// The records that are logged while it lives: "level text".
-class LogCapture {
-public:
-    LogCapture()
-        : m_sink(ymlib::CLoger::GetLoger()->AddSink([this](const ymlib::LogRecord& record) {
-              m_records.push_back(std::to_wstring(record.level) + L" " + record.text);
-              m_function = record.function;
-          })) {}
-    ~LogCapture() { ymlib::CLoger::GetLoger()->RemoveSink(m_sink); }
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
-
-    const std::vector<std::wstring>& Records() const { return m_records; }
-    const std::string& LastFunction() const { return m_function; }
-
-private:
-    std::vector<std::wstring> m_records;
-    std::string m_function;
-    unsigned m_sink;
-};
+/// What a script makes of an empty set.
+inline ymdshow::CCoderScheme Loaded(const std::string& script) {
+    ymdshow::CCoderScheme set;
+    EXPECT_TRUE(set.LoadSchemeByScript(script, 0)) << script.substr(0, 200);
+    return set;
+}
 
 /// A file that is gone with this object.
 class TempFile {

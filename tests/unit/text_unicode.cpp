@@ -2,16 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 namespace {
 
 using namespace ymdshow;
 using namespace std::string_literals;
 
 TEST(Utf8Guess, WalksTheBytesUpToFiveSequences) {
-    const struct {
-        std::string bytes;
-        bool isUtf8;
-    } cases[] = {
+    const std::pair<const char*, bool> cases[] = {
         {"", false},
         {"plain text", false},
         {"\xEF\xBB\xBF", true},
@@ -29,9 +28,8 @@ TEST(Utf8Guess, WalksTheBytesUpToFiveSequences) {
         {"\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xFF", false},
         {"\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xFF", true}, // not looked at any more
     };
-    for (const auto& test : cases) {
-        EXPECT_EQ(text::LooksLikeUtf8(test.bytes), test.isUtf8)
-            << testing::PrintToString(test.bytes);
+    for (const auto& [bytes, isUtf8] : cases) {
+        EXPECT_EQ(text::LooksLikeUtf8(bytes), isUtf8) << testing::PrintToString(bytes);
     }
 }
 
@@ -78,10 +76,7 @@ TEST(Utf16Decoding, TakesBothByteOrders) {
 }
 
 TEST(Utf8Sequences, AreWellFormedOrNone) {
-    const struct {
-        std::string bytes;
-        std::size_t length;
-    } cases[] = {
+    const std::pair<const char*, std::size_t> cases[] = {
         {"", 0},
         {"a", 0},
         {"\xC3\xA4z", 2},
@@ -95,9 +90,8 @@ TEST(Utf8Sequences, AreWellFormedOrNone) {
         {"\xF5\x80\x80\x80", 0},
         {"\xE4\xB8", 0},
     };
-    for (const auto& test : cases) {
-        EXPECT_EQ(text::Utf8SequenceLength(test.bytes), test.length)
-            << testing::PrintToString(test.bytes);
+    for (const auto& [bytes, length] : cases) {
+        EXPECT_EQ(text::Utf8SequenceLength(bytes), length) << testing::PrintToString(bytes);
     }
 }
 

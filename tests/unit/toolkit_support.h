@@ -89,6 +89,8 @@ struct Scene {
     FakeFilter* shown = nullptr;
     ComPtr<FakeFilter> video;
     ComPtr<FakeFilter> sound;
+    std::vector<IBaseFilter*> renders;
+    std::vector<IPin*> pins; // given to the test, which releases them
     Counters counters;
 
     Scene() {
@@ -105,9 +107,11 @@ struct Scene {
         sound->propertyPages.present = true;
         splitter->Pin("In1").Expose(IID_IKsPropertySet);
         graph->config.AddFilterToCache(video.Get());
+        renders = {video.Get(), sound.Get()};
     }
     ~Scene() {
         const Silence quiet;
+        TakeNames(pins);
         graph.Reset();
         Part(video->InPin());
         Part(sound->InPin());

@@ -5,7 +5,11 @@
 #include <dshow.h>
 #include <wrl/client.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <ymlib/Log.h>
@@ -16,6 +20,7 @@
 namespace ymlib {
 namespace {
 
+namespace fs = std::filesystem;
 using Microsoft::WRL::ComPtr;
 
 constexpr wchar_t kName[] = L"ymlib_testmodule.dll";
@@ -23,8 +28,8 @@ const std::wstring kRelative = std::wstring(L"ymlib_modules\\") + kName;
 
 std::wstring HostDirectory() {
     wchar_t path[MAX_PATH];
-    std::wstring directory(path, GetModuleFileNameW(nullptr, path, MAX_PATH));
-    return directory.substr(0, directory.find_last_of(L'\\') + 1);
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return fs::path(path).parent_path().wstring() + L"\\";
 }
 
 bool IsLoaded() {
@@ -36,8 +41,8 @@ protected:
     void SetUp() override {
         ASSERT_FALSE(IsLoaded());
         m_sink = CLoger::GetLoger()->AddSink([this](const LogRecord& record) {
-            m_records.push_back(std::string(record.category) + " " + std::to_string(record.level));
-            m_texts.push_back(record.text);
+            m_records.push_back(fs::path(record.category).wstring() + L" " +
+                                std::to_wstring(record.level) + L" " + record.text);
         });
     }
     void TearDown() override {
@@ -46,8 +51,7 @@ protected:
     }
 
     unsigned m_sink = 0;
-    std::vector<std::string> m_records;
-    std::vector<std::wstring> m_texts;
+    std::vector<std::wstring> m_records; // "category level text"
 };
 
 TEST_F(YmlibModule, EverySpellingIsOneModule) {
@@ -59,9 +63,7 @@ TEST_F(YmlibModule, EverySpellingIsOneModule) {
     std::wstring upper = full;
     CharUpperBuffW(upper.data(), static_cast<DWORD>(upper.size()));
     std::wstring slashes = full;
-    for (wchar_t& character : slashes) {
-        character = character == L'\\' ? L'/' : character;
-    }
+    std::replace(slashes.begin(), slashes.end(), L'\\', L'/');
     for (const std::wstring& spelling : {full, upper, slashes, kRelative, L".\\" + kRelative,
                                          std::wstring(L"ymlib_modules/../YMLIB_modules//") + kName,
                                          full.substr(0, full.size() - 4) + L".DLL"}) {
@@ -92,44 +94,38 @@ TEST_F(YmlibModule, ModulesLogFromTheirStaticObjects) {
     CModuleManager manager;
     ASSERT_NE(nullptr, manager.LoadModule(kRelative, 0, 0));
     manager.RemoveAllModule();
-    EXPECT_EQ((std::vector<std::wstring>{L"up 42", L"down 42"}), m_texts);
+    EXPECT_EQ((std::vector<std::wstring>{L"testmodule 4 up 42", L"testmodule 4 down 42"}),
+              m_records);
 }
 
 TEST_F(YmlibModule, FailureIsLoggedWithItsCause) {
-    wchar_t directory[MAX_PATH];
-    GetTempPathW(MAX_PATH, directory);
-    const std::wstring junk =
-        directory + (L"ymlib_junk_" + std::to_wstring(GetCurrentProcessId()) + L".dll");
-    const HANDLE file =
-        CreateFileW(junk.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    DWORD written = 0;
-    const std::string bytes(4096, 'x');
-    WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    CloseHandle(file);
+    const fs::path junk = fs::temp_directory_path() /
+                          (L"ymlib_junk_" + std::to_wstring(GetCurrentProcessId()) + L".dll");
+    std::ofstream(junk, std::ios::binary) << std::string(4096, 'x');
 
     CModuleManager manager;
     EXPECT_EQ(0u, manager.GetLastLoadError());
-    const struct {
-        std::wstring path;
-        DWORD error;
-    } cases[] = {{L"no_such_module.dll", ERROR_MOD_NOT_FOUND},
-                 {L"C:\\no\\such\\module.dll", ERROR_MOD_NOT_FOUND},
-                 {L"", ERROR_INVALID_NAME},
-                 {std::wstring(L"a\0b", 3), ERROR_INVALID_NAME},
-                 {junk, ERROR_BAD_EXE_FORMAT}};
+    const std::pair<std::wstring, DWORD> cases[] = {
+        {L"no_such_module.dll", ERROR_MOD_NOT_FOUND},
+        {L"C:\\no\\such\\module.dll", ERROR_MOD_NOT_FOUND},
+        {L"", ERROR_INVALID_NAME},
+        {std::wstring(L"a\0b", 3), ERROR_INVALID_NAME},
+        {junk.wstring(), ERROR_BAD_EXE_FORMAT}};
     for (const auto& [path, error] : cases) {
         m_records.clear();
-        m_texts.clear();
         EXPECT_EQ(nullptr, manager.LoadModule(path, 0, 0));
         EXPECT_EQ(error, manager.GetLastLoadError());
         ASSERT_EQ(1u, m_records.size());
-        EXPECT_EQ("YMLib 8", m_records[0]);
-        EXPECT_NE(std::wstring::npos, m_texts[0].find(L"(" + std::to_wstring(error) + L" : "))
-            << testing::PrintToString(m_texts[0]);
+        EXPECT_TRUE(m_records[0].starts_with(L"YMLib 8 ") &&
+                    m_records[0].find(L"(" + std::to_wstring(error) + L" : ") != std::wstring::npos)
+            << testing::PrintToString(m_records[0]);
     }
-    DeleteFileW(junk.c_str());
-    ASSERT_NE(nullptr, manager.LoadModule(kRelative, 0, 0));
-    EXPECT_EQ(0u, manager.GetLastLoadError());
+    fs::remove(junk);
+    for (int round = 0; round < 2; ++round) { // loaded anew, then known
+        EXPECT_EQ(nullptr, manager.LoadModule(L"no_such_module.dll", 0, 0));
+        EXPECT_NE(nullptr, manager.LoadModule(kRelative, 0, 0));
+        EXPECT_EQ(0u, manager.GetLastLoadError());
+    }
 }
 
 TEST_F(YmlibModule, RelativePathsMeanTheHostThenTheCurrentDirectory) {
