@@ -20,6 +20,10 @@ void CLock::Lock() {
     EnterCriticalSection(&m_section);
 }
 
+bool CLock::TryLock() {
+    return TryEnterCriticalSection(&m_section) != FALSE;
+}
+
 void CLock::Unlock() {
     LeaveCriticalSection(&m_section);
 }

@@ -341,6 +341,7 @@ protected:
     friend struct TrackAccess;
     friend class TrackScan;
     friend class EventHold;
+    friend class ItemLock;
 
     int _InitDirectShow();
     void _FreeDirectShow();
@@ -384,7 +385,8 @@ protected:
 
         std::int32_t quit = 0;       ///< the thread is to leave
         std::int32_t busy = 0;       ///< what it is at; 0 where it can be held
-        std::int32_t holds = 0;      ///< host threads that want it held
+        std::int32_t holds = 0;      ///< operations that keep it from the graph
+        std::int32_t waiting = 0;    ///< and those of them that wait for the callback
         std::int32_t stay = 0;       ///< playback was started anew since the completion
         std::int32_t suspended = 0;  ///< by Pause
         std::int32_t restarting = 0; ///< between the stop and the start of a loop
@@ -460,7 +462,7 @@ protected:
     mutable ymlib::CLock m_lock;
 
     LoadReport m_loadReport;
-    EventThreadState m_eventThread;
+    mutable EventThreadState m_eventThread;
     GivenFacts m_givenFacts;
     HRESULT m_addFilterResult = S_OK; ///< the graph's answer to the last _AddFilter
     HRESULT m_linkResult = S_OK;      ///< and to the rendering of the last LinkAllFilter
@@ -497,6 +499,7 @@ private:
     void ForwardEvent(long code, LONG_PTR param1, LONG_PTR param2);
     bool HasVisibleVideo();
     bool OnEventThread() const;
+    void AwaitEventThread() const;
 };
 
 } // namespace ymdshow

@@ -8,7 +8,8 @@
 //             CMediaPlayer takes no lock: serialise its use. A CMedia locks itself
 //             (recursively); plain getters read without the lock. CCoderScheme is
 //             loaded before items use it. A renderer's window belongs to the thread
-//             that loads the item: that thread pumps messages.
+//             that loads the item: that thread pumps messages. An operation that
+//             waits for another thread handles what is sent to its own windows.
 // TEXT        Narrow strings (paths, type names, scripts) are in code page 936,
 //             whatever the process's ANSI code page; wide strings are UTF-16.
 // TIME UNITS  100 ns, signed 64-bit, for every position, duration and frame time.

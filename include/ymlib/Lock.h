@@ -16,6 +16,8 @@ public:
     ~CLock();
 
     void Lock();
+    /// False when another thread holds it.
+    bool TryLock();
     void Unlock();
 
 private:

@@ -9,8 +9,6 @@
 
 namespace ymdshow {
 
-using ymlib::CYMAutoLock;
-
 namespace {
 
 constexpr DWORD kEventWait = 100;     // ms between looks at the play state
@@ -21,18 +19,6 @@ constexpr DWORD kThreadCallFailed = static_cast<DWORD>(-1);
 
 /// Of EventThreadState::busy.
 enum Busy : std::int32_t { kAtRest, kWorking, kLeaving, kInCallback };
-
-/// Whether the thread ends within a few milliseconds. Sent messages are handled meanwhile: a
-/// renderer's window belongs to the thread that loaded the item, perhaps this one, and the
-/// event thread may just be hiding it.
-bool HasEnded(HANDLE thread, DWORD milliseconds) {
-    const DWORD woke = MsgWaitForMultipleObjects(1, &thread, FALSE, milliseconds, QS_SENDMESSAGE);
-    if (woke == WAIT_OBJECT_0 + 1) {
-        MSG message;
-        PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
-    }
-    return woke == WAIT_OBJECT_0 || woke == WAIT_FAILED;
-}
 
 /// Resumes a thread until it runs. False when that fails.
 bool ResumeFully(HANDLE thread) {
@@ -45,8 +31,20 @@ bool ResumeFully(HANDLE thread) {
 
 } // namespace
 
+bool WaitAnswering(HANDLE thread, DWORD milliseconds) {
+    const DWORD threads = thread != nullptr ? 1 : 0;
+    const DWORD woke =
+        MsgWaitForMultipleObjects(threads, &thread, FALSE, milliseconds, QS_SENDMESSAGE);
+    if (woke == WAIT_OBJECT_0 + threads) {
+        MSG message;
+        PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+        return false;
+    }
+    return woke != WAIT_TIMEOUT; // a failure ends the wait too
+}
+
 void CMedia::SetEventCallBackFun(EventCallBack fn, void* user) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     {
         // The thread reads the two as a pair: it finds the old one, none, or the new one.
         const EventHold hold(*this);
@@ -131,7 +129,7 @@ void CMedia::EndEventThread(DWORD waited) {
         ResumeFully(m_hEventThread);
         const ULONGLONG start = GetTickCount64();
         const ULONGLONG patience = kThreadEndWait - std::min(waited, kThreadEndWait);
-        while (!HasEnded(m_hEventThread, 10)) {
+        while (!WaitAnswering(m_hEventThread, 10)) {
             const bool isWorking = Shared(m_eventThread.busy).load() == kWorking;
             if (GetTickCount64() - start >= (isWorking ? kWorkWait : patience)) {
                 TerminateThread(m_hEventThread, 0);
@@ -198,10 +196,10 @@ bool CMedia::LeavesAfterCompletion() {
     return Shared(m_eventThread.stay).exchange(0) == 0;
 }
 
-/// Goes to work when no host thread holds the event thread and the item's state is at least
+/// Goes to work when no operation holds the event thread and the item's state is at least
 /// this one: what a callback has paused rests. False, and at work, when it is to leave.
 bool CMedia::EnterEvents(std::int32_t least) {
-    for (;;) {
+    for (int tries = 0;; ++tries) {
         Shared(m_eventThread.busy).store(kWorking);
         if (EventThreadMustLeave()) {
             return false;
@@ -211,37 +209,73 @@ bool CMedia::EnterEvents(std::int32_t least) {
             return true;
         }
         Shared(m_eventThread.busy).store(kAtRest);
-        Sleep(isHeld ? 1 : 10);
+        // A host that asks for the position all the time leaves short gaps.
+        if (!isHeld || tries % 100 == 0) {
+            Sleep(isHeld ? 1 : 10);
+        } else {
+            SwitchToThread();
+        }
     }
 }
 
-EventHold::EventHold(CMedia& media) : m_media(media) {
-    auto& state = m_media.m_eventThread;
-    const bool nested = Shared(state.holds).fetch_add(1) != 0;
-    if (nested || m_media.m_hEventThread == nullptr || state.suspended != 0 ||
-        m_media.OnEventThread()) {
+/// Waits until the event thread is at rest, in the host's callback, or gone.
+void CMedia::AwaitEventThread() const {
+    if (m_hEventThread == nullptr || m_eventThread.suspended != 0 || OnEventThread()) {
         return;
     }
     const ULONGLONG start = GetTickCount64();
-    ULONGLONG callback = 0; // when it was first seen in one
     for (;;) {
-        const std::int32_t busy = Shared(state.busy).load();
-        const ULONGLONG now = GetTickCount64();
-        if (busy == kInCallback) {
-            callback = callback != 0 ? callback : now;
-            if (now - callback >= kHoldWait) {
-                m_waited = kHoldWait;
-                return;
-            }
-        }
-        if (busy == kAtRest || now - start >= kWorkWait || HasEnded(m_media.m_hEventThread, 1)) {
+        const std::int32_t busy = Shared(m_eventThread.busy).load();
+        if (busy == kAtRest || busy == kInCallback || GetTickCount64() - start >= kWorkWait ||
+            WaitAnswering(m_hEventThread, 1)) {
             return;
         }
     }
 }
 
-EventHold::~EventHold() {
+ItemLock::ItemLock(const CMedia& media) : m_media(media) {
+    for (int tries = 1; !media.m_lock.TryLock(); ++tries) {
+        if (tries % 50 != 0) {
+            SwitchToThread();
+        } else if (media.OnEventThread()) {
+            // Has no windows, and may be terminated here: not while it stands in the lock's
+            // queue, which would keep its place.
+            Sleep(1);
+        } else {
+            WaitAnswering(nullptr, 1);
+        }
+    }
+    if (Shared(media.m_eventThread.holds).fetch_add(1) == 0) {
+        media.AwaitEventThread();
+    }
+}
+
+ItemLock::~ItemLock() {
     Shared(m_media.m_eventThread.holds).fetch_sub(1);
+    m_media.m_lock.Unlock();
+}
+
+EventHold::EventHold(CMedia& media) : m_media(media) {
+    auto& state = media.m_eventThread;
+    if (state.waiting++ != 0 || media.m_hEventThread == nullptr || state.suspended != 0 ||
+        media.OnEventThread()) {
+        return;
+    }
+    const ULONGLONG start = GetTickCount64();
+    while (Shared(state.busy).load() == kInCallback) {
+        if (GetTickCount64() - start >= kHoldWait) {
+            m_waited = kHoldWait;
+            return;
+        }
+        if (WaitAnswering(media.m_hEventThread, 1)) {
+            return;
+        }
+    }
+    media.AwaitEventThread(); // out of the callback, on its way to rest
+}
+
+EventHold::~EventHold() {
+    --m_media.m_eventThread.waiting;
 }
 
 /// Handles and forwards the queued events. Whether the last one has ended playback.
@@ -301,7 +335,7 @@ void CMedia::ForwardEvent(long code, LONG_PTR param1, LONG_PTR param2) {
 }
 
 void CMedia::EnumMediaFilter(void (*fn)(IBaseFilter*, void*), void* user, int all) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (m_pGB == nullptr || fn == nullptr) {
         return;
     }
@@ -313,7 +347,7 @@ void CMedia::EnumMediaFilter(void (*fn)(IBaseFilter*, void*), void* user, int al
 }
 
 void* CMedia::FindInterfaceInGraphFilters(const GUID& iid, int flag) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (m_pGB == nullptr) {
         return nullptr;
     }

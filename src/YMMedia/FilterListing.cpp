@@ -5,11 +5,10 @@
 
 #include "BaseClasses/ComTypes.h"
 #include "Text/Text.h"
+#include "YMMedia/EventHold.h"
 #include "YMMedia/Support.h"
 
 namespace ymdshow {
-
-using ymlib::CYMAutoLock;
 
 namespace {
 
@@ -39,7 +38,7 @@ void AppendFilter(std::wstring& listing, std::size_t index, IBaseFilter* filter)
 } // namespace
 
 void CMedia::ShowFilterPropertyPage(int index, HWND parent) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (index >= 0 && static_cast<std::size_t>(index) < m_usedFilters.size()) {
         ShowPropertyPage(m_usedFilters[static_cast<std::size_t>(index)], parent);
     }
@@ -47,7 +46,7 @@ void CMedia::ShowFilterPropertyPage(int index, HWND parent) {
 
 void CMedia::GetFilterInfo(std::wstring& listing) const {
     listing.clear();
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     OrWhenOutOfMemory(false, [&] {
         for (std::size_t i = 0; i < m_usedFilters.size(); ++i) {
             AppendFilter(listing, i, m_usedFilters[i]);

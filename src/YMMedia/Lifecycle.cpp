@@ -8,11 +8,10 @@
 #include <ymdshow/MediaPlayer.h>
 
 #include "Text/Text.h"
+#include "YMMedia/EventHold.h"
 #include "YMMedia/Support.h"
 
 namespace ymdshow {
-
-using ymlib::CYMAutoLock;
 
 namespace {
 
@@ -81,7 +80,7 @@ CMedia::~CMedia() {
 }
 
 int CMedia::SetMediaPath(const std::string& path) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return OrWhenOutOfMemory(0, [&] { return SetMediaPathLocked(path); });
 }
 
@@ -190,17 +189,17 @@ const LoadReport& CMedia::GetLoadReport() const {
 }
 
 int CMedia::IsLoaded() const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return m_pGB != nullptr ? 1 : 0;
 }
 
 int CMedia::IsReadyForPlay() const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return m_pGB != nullptr && m_isAllFilterLinked ? 1 : 0;
 }
 
 int CMedia::Load(CCoderScheme* scheme, int flag) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     try {
         return LoadLocked(scheme, flag);
     } catch (const std::bad_alloc&) {
@@ -314,7 +313,7 @@ int CMedia::FailLoad(const wchar_t* reason, HRESULT result) {
 }
 
 int CMedia::Unload() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (IsLoaded() != 0) {
         if (IsPlaying() != 0) {
             Stop();

@@ -14,8 +14,6 @@
 
 namespace ymdshow {
 
-using ymlib::CYMAutoLock;
-
 namespace {
 
 /// A relinked graph connects every renderer: what was remembered of broken links is stale,
@@ -71,7 +69,7 @@ std::vector<ComPtr<IPin>> ConnectionsBehind(IBaseFilter* source) {
 } // namespace
 
 int CMedia::LinkAllFilter() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return OrWhenOutOfMemory(0, [this] { return LinkAllFilterLocked(); });
 }
 
@@ -103,7 +101,7 @@ int CMedia::LinkAllFilterLocked() {
 }
 
 int CMedia::UnlinkAllFilter() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (m_pGB == nullptr || m_pSourceFilter == nullptr || !m_isAllFilterLinked) {
         return 0;
     }
@@ -129,7 +127,7 @@ int CMedia::UnlinkAllFilter() {
 }
 
 int CMedia::IsAllFilterLinked() const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return m_isAllFilterLinked ? 1 : 0;
 }
 

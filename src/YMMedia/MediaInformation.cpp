@@ -10,6 +10,7 @@
 #include "MediaInfoBinding/MediaInfoFile.h"
 #include "MediaInfoBinding/Values.h"
 #include "Text/Text.h"
+#include "YMMedia/EventHold.h"
 #include "YMMedia/StreamFacts.h"
 #include "YMMedia/Support.h"
 
@@ -115,7 +116,7 @@ const std::string& CMedia::GetMediaInfo() const {
 }
 
 std::vector<std::pair<std::string, std::string>> CMedia::GetMediaInfoPairs() const {
-    const ymlib::CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return OrWhenOutOfMemory(Pairs(), [&] { return CutIntoPairs(m_mediaInfo); });
 }
 

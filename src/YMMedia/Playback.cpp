@@ -6,10 +6,8 @@
 
 namespace ymdshow {
 
-using ymlib::CYMAutoLock;
-
 int CMedia::Play() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (IsLoaded() == 0 && Load(nullptr, 0) == 0) {
         return 0;
     }
@@ -35,7 +33,7 @@ int CMedia::Play() {
 }
 
 int CMedia::Pause() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (m_pMediaControl == nullptr) {
         return 0;
     }
@@ -63,7 +61,7 @@ int CMedia::Pause() {
 }
 
 int CMedia::Stop() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (m_pMediaControl == nullptr) {
         return 0;
     }
@@ -89,12 +87,12 @@ int CMedia::Stop() {
 }
 
 int CMedia::StopWhenReady() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return m_pMediaControl != nullptr && SUCCEEDED(m_pMediaControl->StopWhenReady()) ? 1 : 0;
 }
 
 int CMedia::CanStep() const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     ComPtr<IVideoFrameStep> step;
     return m_pGB != nullptr && SUCCEEDED(m_pGB->QueryInterface(IID_PPV_ARGS(&step))) &&
                    SUCCEEDED(step->CanStep(0, nullptr))
@@ -103,7 +101,7 @@ int CMedia::CanStep() const {
 }
 
 int CMedia::StepFrame() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     ComPtr<IVideoFrameStep> step;
     if (m_pGB == nullptr || FAILED(m_pGB->QueryInterface(IID_PPV_ARGS(&step)))) {
         return 0;
@@ -115,7 +113,7 @@ int CMedia::StepFrame() {
 }
 
 int CMedia::SetMediaPosition(std::int64_t position) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (m_pMediaSeeking == nullptr || m_pMediaControl == nullptr) {
         return 0;
     }
@@ -133,7 +131,7 @@ int CMedia::SetMediaPosition(std::int64_t position) {
 }
 
 std::int64_t CMedia::GetMediaPosition() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (m_pMediaSeeking == nullptr || m_playState == State_Stopped) {
         return 0;
     }
@@ -143,7 +141,7 @@ std::int64_t CMedia::GetMediaPosition() {
 }
 
 int CMedia::TimeClip(const std::int64_t& start, const std::int64_t& end) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     // The arguments may be this item's own members.
     const std::int64_t wantedStart = start < 0 ? 0 : start;
     const std::int64_t wantedEnd = end < 1 ? m_originalDuration : end;
@@ -190,7 +188,7 @@ const std::int64_t& CMedia::GetOriginalDuration() const {
 }
 
 long CMedia::GetPlayState() const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     OAFilterState state = State_Stopped;
     if (m_pMediaControl != nullptr) {
         // Whatever the query wrote counts, an intermediate state included.
@@ -212,22 +210,22 @@ int IsInState(IGraphBuilder* graph, IMediaControl* control, OAFilterState wanted
 } // namespace
 
 int CMedia::IsPlaying() const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return IsInState(m_pGB, m_pMediaControl, State_Running);
 }
 
 int CMedia::IsPaused() const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return IsInState(m_pGB, m_pMediaControl, State_Paused);
 }
 
 int CMedia::IsStopped() const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return IsInState(m_pGB, m_pMediaControl, State_Stopped);
 }
 
 void CMedia::SetLoop(int loop) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     Shared(m_isLoop).store(loop);
     if (loop != 0 && m_playState == State_Running && m_hEventThread == nullptr &&
         m_pMediaEvent != nullptr) {

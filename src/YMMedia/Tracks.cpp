@@ -1,10 +1,9 @@
 #include "YMMedia/Tracks.h"
+#include "YMMedia/EventHold.h"
 
 #include <algorithm>
 
 namespace ymdshow {
-
-using ymlib::CYMAutoLock;
 
 template <class Kind> bool TrackOperations<Kind>::InRendererMode(const CMedia& media) {
     return Kind::StreamNum(media) < Kind::TrackNum(media);
@@ -55,7 +54,7 @@ template <class Kind> std::uint32_t TrackOperations<Kind>::Num(const CMedia& med
 
 template <class Kind>
 IBaseFilter* TrackOperations<Kind>::Render(const CMedia& media, std::uint32_t index) {
-    CYMAutoLock lock(TrackAccess::Lock(media));
+    const ItemLock lock(media);
     CheckIndex(media, index);
     const auto& tracks = Kind::Tracks(media);
     if (InRendererMode(media)) {
@@ -66,14 +65,14 @@ IBaseFilter* TrackOperations<Kind>::Render(const CMedia& media, std::uint32_t in
 
 template <class Kind>
 bool TrackOperations<Kind>::IsEnabled(const CMedia& media, std::uint32_t index) {
-    CYMAutoLock lock(TrackAccess::Lock(media));
+    const ItemLock lock(media);
     CheckIndex(media, index);
     return InRendererMode(media) ? Kind::Tracks(media)[index]->enabled
                                  : Kind::Streams(media)[index]->enabled;
 }
 
 template <class Kind> int TrackOperations<Kind>::FirstEnabled(const CMedia& media) {
-    CYMAutoLock lock(TrackAccess::Lock(media));
+    const ItemLock lock(media);
     const auto first = [](const auto& records) {
         const auto found = std::find_if(records.begin(), records.end(),
                                         [](const auto* record) { return record->enabled; });
@@ -83,7 +82,7 @@ template <class Kind> int TrackOperations<Kind>::FirstEnabled(const CMedia& medi
 }
 
 template <class Kind> bool TrackOperations<Kind>::Enable(CMedia& media, std::uint32_t index) {
-    CYMAutoLock lock(TrackAccess::Lock(media));
+    const ItemLock lock(media);
     CheckIndex(media, index);
     if (InRendererMode(media)) {
         if (!LinkTrack(media, index)) {
@@ -107,7 +106,7 @@ template <class Kind> bool TrackOperations<Kind>::Enable(CMedia& media, std::uin
 }
 
 template <class Kind> bool TrackOperations<Kind>::Disable(CMedia& media, std::uint32_t index) {
-    CYMAutoLock lock(TrackAccess::Lock(media));
+    const ItemLock lock(media);
     CheckIndex(media, index);
     if (!InRendererMode(media)) {
         return SetStream(media, *Kind::Streams(media)[index], 0);
@@ -120,7 +119,7 @@ template <class Kind> bool TrackOperations<Kind>::Disable(CMedia& media, std::ui
 }
 
 template <class Kind> bool TrackOperations<Kind>::EnableAll(CMedia& media) {
-    CYMAutoLock lock(TrackAccess::Lock(media));
+    const ItemLock lock(media);
     if (InRendererMode(media)) {
         return LinkAll(media);
     }
@@ -137,7 +136,7 @@ template <class Kind> bool TrackOperations<Kind>::EnableAll(CMedia& media) {
 }
 
 template <class Kind> bool TrackOperations<Kind>::DisableAll(CMedia& media) {
-    CYMAutoLock lock(TrackAccess::Lock(media));
+    const ItemLock lock(media);
     if (InRendererMode(media)) {
         return UnlinkAll(media);
     }
@@ -148,7 +147,7 @@ template <class Kind> bool TrackOperations<Kind>::DisableAll(CMedia& media) {
 
 template <class Kind>
 bool TrackOperations<Kind>::EnableOnlyOne(CMedia& media, std::uint32_t index) {
-    CYMAutoLock lock(TrackAccess::Lock(media));
+    const ItemLock lock(media);
     CheckIndex(media, index);
     auto& tracks = Kind::Tracks(media);
     if (InRendererMode(media)) {
@@ -178,7 +177,7 @@ bool TrackOperations<Kind>::EnableOnlyOne(CMedia& media, std::uint32_t index) {
 }
 
 template <class Kind> bool TrackOperations<Kind>::LinkAll(CMedia& media) {
-    CYMAutoLock lock(TrackAccess::Lock(media));
+    const ItemLock lock(media);
     for (std::uint32_t i = 0; i < Kind::Tracks(media).size(); ++i) {
         if (!LinkTrack(media, i)) {
             return false;
@@ -189,7 +188,7 @@ template <class Kind> bool TrackOperations<Kind>::LinkAll(CMedia& media) {
 }
 
 template <class Kind> bool TrackOperations<Kind>::UnlinkAll(CMedia& media) {
-    CYMAutoLock lock(TrackAccess::Lock(media));
+    const ItemLock lock(media);
     for (std::uint32_t i = 0; i < Kind::Tracks(media).size(); ++i) {
         if (!UnlinkTrack(media, i)) {
             return false;

@@ -14,7 +14,6 @@ namespace ymdshow {
 
 /// What the track operations need of a media item beside the kind's own members.
 struct TrackAccess {
-    static ymlib::CLock& Lock(const CMedia& media) { return media.m_lock; }
     static IGraphBuilder* Graph(CMedia& media) { return media.m_pGB; }
     static IAMStreamSelect* StreamSelect(CMedia& media) { return media.m_pStreamSelect; }
     static bool& AllLinked(CMedia& media) { return media.m_isAllFilterLinked; }

@@ -4,13 +4,12 @@
 
 #include <ymdshow/Media.h>
 
+#include "YMMedia/EventHold.h"
 #include "YMMedia/PictureRange.h"
 #include "YMMedia/PictureSize.h"
 #include "YMMedia/Support.h"
 
 namespace ymdshow {
-
-using ymlib::CYMAutoLock;
 
 namespace {
 
@@ -44,7 +43,7 @@ void ReadRange(const std::int32_t (&range)[4], long* left, long* top, long* widt
 } // namespace
 
 void CMedia::SetPlayWindow(HWND window) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     std::atomic_ref<HWND>(m_playWindow).store(window); // the event thread reads it
     if (m_pVideoWindow == nullptr) {
         return;
@@ -66,7 +65,7 @@ void CMedia::SetPlayWindow(HWND window) {
 }
 
 bool CMedia::SetVideoClipRange(long left, long top, long width, long height) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     StoreRange(m_videoClipRange, left, top, width, height);
     StoreRange(m_givenClipRange, left, top, width, height);
     return m_pBasicVideo != nullptr &&
@@ -74,7 +73,7 @@ bool CMedia::SetVideoClipRange(long left, long top, long width, long height) {
 }
 
 bool CMedia::SetVideoDisplayRange(long left, long top, long width, long height) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     StoreRange(m_videoDisplayRange, left, top, width, height);
     StoreRange(m_givenDisplayRange, left, top, width, height);
     return m_pBasicVideo != nullptr &&
@@ -82,12 +81,12 @@ bool CMedia::SetVideoDisplayRange(long left, long top, long width, long height) 
 }
 
 void CMedia::GetVideoClipRange(long* left, long* top, long* width, long* height) const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     ReadRange(m_videoClipRange, left, top, width, height);
 }
 
 void CMedia::GetVideoDisplayRange(long* left, long* top, long* width, long* height) const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     ReadRange(m_videoDisplayRange, left, top, width, height);
 }
 
@@ -111,7 +110,7 @@ const std::int64_t& CMedia::GetVideoOiginalAvgFrameTime() const {
 }
 
 int CMedia::GetCurrentImageData(BYTE* buffer, long* size) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     return m_pBasicVideo != nullptr && (buffer != nullptr || size != nullptr) &&
                    SUCCEEDED(m_pBasicVideo->GetCurrentImage(size, reinterpret_cast<long*>(buffer)))
                ? 1
@@ -119,7 +118,7 @@ int CMedia::GetCurrentImageData(BYTE* buffer, long* size) {
 }
 
 long CMedia::GetCurrentImageDataSize() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     long size = 0;
     return m_pBasicVideo != nullptr && SUCCEEDED(m_pBasicVideo->GetCurrentImage(&size, nullptr))
                ? size

@@ -7,8 +7,6 @@
 
 namespace ymdshow {
 
-using ymlib::CYMAutoLock;
-
 namespace {
 
 constexpr long kSilence = -10000;
@@ -17,7 +15,7 @@ constexpr long kFullVolume = 0;
 } // namespace
 
 long CMedia::GetVolume() const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     ComPtr<IBasicAudio> audio;
     long volume = kSilence;
     if (m_pGB == nullptr || FAILED(m_pGB->QueryInterface(IID_PPV_ARGS(&audio))) ||
@@ -28,7 +26,7 @@ long CMedia::GetVolume() const {
 }
 
 float CMedia::GetVolumePercent() const {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     const long volume = GetVolume();
     if (volume == kSilence) {
         return 0.0F;
@@ -42,7 +40,7 @@ float CMedia::GetVolumePercent() const {
 }
 
 int CMedia::SetVolume(long volume) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (m_pGB == nullptr) {
         return 0;
     }
@@ -71,7 +69,7 @@ int CMedia::SetVolume(float fraction) {
 }
 
 int CMedia::MuteAudio() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     if (m_isMuted != 0) {
         return 1;
     }
@@ -84,14 +82,14 @@ int CMedia::MuteAudio() {
 }
 
 int CMedia::ResumeAudio() {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     const int resumed = SetVolume(m_volume == kSilence ? kFullVolume : static_cast<long>(m_volume));
     m_isMuted = resumed == 0 ? 1 : 0;
     return resumed;
 }
 
 void CMedia::SetAmain(int on) {
-    CYMAutoLock lock(m_lock);
+    const ItemLock lock(*this);
     const EventHold hold(*this);
     if (IsPlaying() != 0 || Shared(m_eventThread.restarting).load() != 0) {
         return;

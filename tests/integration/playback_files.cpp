@@ -120,6 +120,42 @@ TEST_F(FilePlayback, TheWindowShowsWhatTheRectanglesSay) {
     EXPECT_TRUE(Within(5000, [&] { return window.Capture().Frame({20, 40, 404, 232}) > 0; }));
 }
 
+TEST_F(FilePlayback, TheWindowCountsTheFramesInTime) {
+    const Window window;
+    m_media.SetPlayWindow(window.Handle());
+    Load(Sample("playback\\frames.mp4"), Renderers::Gdi);
+    ASSERT_EQ(m_media.Play(), 1);
+    const auto shown = [&] { return window.Capture().Frame({0, 0, 384, 192}); };
+    ASSERT_TRUE(Within(5000, [&] { return shown() > 2; }));
+    const auto begin = Clock::now();
+    const int first = shown();
+    for (const int frames : {10, 20, 30, 40, 50, 60}) {
+        int is = 0;
+        int due = 0;
+        int clock = 0;
+        // On a busy machine a picture may come late once.
+        EXPECT_TRUE(Within(2000,
+                           [&] {
+                               due = first + static_cast<int>(Milliseconds(begin) / 40);
+                               clock = static_cast<int>(m_media.GetMediaPosition() /
+                                                        (40 * kMillisecond));
+                               is = shown();
+                               // The item's clock starts before the first picture moves, by some
+                               // tenths of a second.
+                               return due >= first + frames && std::abs(is - due) <= 2 &&
+                                      clock >= is && clock <= is + 12;
+                           }))
+            << "frame " << is << " shown, due " << due << ", by the item's clock " << clock;
+    }
+    // The host asks for the position all the time, and the picture is hidden at the end: the
+    // one must not keep the other waiting.
+    EXPECT_TRUE(Within(5000, [&] {
+        m_media.GetMediaPosition();
+        return m_ends.count == 1;
+    }));
+    EXPECT_TRUE(Within(2000, [&] { return window.Capture().IsAbout(200, 100, Window::kGrey); }));
+}
+
 TEST_F(FilePlayback, AWindowThatIsGoneDoesNoHarm) {
     auto window = std::make_unique<Window>();
     Load(Sample("playback\\frames.mp4"), Renderers::Gdi);
