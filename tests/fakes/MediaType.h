@@ -39,8 +39,4 @@ MediaType Audio(unsigned long rate, unsigned short channels = 2, unsigned short 
 MediaType Text();
 MediaType Stream();
 
-/// While on, each media type that is handed out carries an object in its pUnk that the ledger
-/// lists until the type is freed.
-void TrackMediaTypes(bool on);
-
 } // namespace fakes
