@@ -20,6 +20,18 @@ void GraphMedia::Know(const std::vector<std::string>& videos,
     }
 }
 
+MediaType TypeOf(char kind) {
+    return kind == 'v' ? fakes::Video() : kind == 'a' ? fakes::Audio() : fakes::Text();
+}
+
+PinSpecs Outs(const std::string& kinds) {
+    PinSpecs pins;
+    for (const char kind : kinds) {
+        pins.push_back(Out(TypeOf(kind)));
+    }
+    return pins;
+}
+
 Lines Facts(GraphMedia& media) {
     Lines facts;
     const auto add = [&facts](const auto&... parts) {

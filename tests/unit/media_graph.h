@@ -13,6 +13,7 @@ namespace media_tests {
 
 class GraphMedia : public Media {
 public:
+    using CMedia::FilterTrackInfo;
     using CMedia::_AddFilter;
     using CMedia::_FreeFilters;
     using CMedia::_InitFilters;
@@ -36,6 +37,10 @@ public:
     /// As if the media information had listed streams of these formats.
     void Know(const std::vector<std::string>& videos, const std::vector<std::string>& audios);
 };
+
+/// Pins by letters: v for video, a for audio, t for text.
+MediaType TypeOf(char kind);
+PinSpecs Outs(const std::string& kinds);
 
 /// Tracks, records and picture facts, one a line.
 Lines Facts(GraphMedia& media);
