@@ -6,32 +6,30 @@ using namespace media_tests;
 
 namespace {
 
+const GUID kMediaTime = TIME_FORMAT_MEDIA_TIME;
+const GUID kFrames = TIME_FORMAT_FRAME;
+const GUID kSamples = TIME_FORMAT_SAMPLE;
+
 class MediaDuration : public MediaTest {};
 
 TEST_F(MediaDuration, ReadFromTheGraph) {
     const std::string read = "seeking.GetDuration";
     const std::string time = "seeking.SetTimeFormat(MEDIA_TIME)";
     const std::string frame = "seeking.SetTimeFormat(FRAME)";
-    const auto isIt = [](const char* format) {
-        return "seeking.IsUsingTimeFormat(" + std::string(format) + ")";
-    };
+    const std::string isTime = "seeking.IsUsingTimeFormat(MEDIA_TIME)";
+    const std::string isFrame = "seeking.IsUsingTimeFormat(FRAME)";
+    const std::string isSample = "seeking.IsUsingTimeFormat(SAMPLE)";
     const struct {
         Formats formats;
         Lines calls; ///< after GetCapabilities and GetTimeFormat
         std::int64_t duration;
         std::int64_t frames;
     } cases[] = {
-        {{}, {read, frame, isIt("MEDIA_TIME")}, 10 * kSecond, 0},
-        {{TIME_FORMAT_MEDIA_TIME, true, true},
-         {read, frame, read, isIt("MEDIA_TIME"), time},
-         10 * kSecond,
-         250},
-        {{TIME_FORMAT_FRAME, true, true},
-         {read, time, read, isIt("FRAME"), frame},
-         10 * kSecond,
-         250},
-        {{TIME_FORMAT_FRAME, false, true}, {read, time, isIt("FRAME")}, 0, 250},
-        {{TIME_FORMAT_SAMPLE, false, false}, {time, frame, isIt("SAMPLE")}, 0, 0},
+        {{}, {read, frame, isTime}, 10 * kSecond, 0},
+        {{kMediaTime, true, true}, {read, frame, read, isTime, time}, 10 * kSecond, 250},
+        {{kFrames, true, true}, {read, time, read, isFrame, frame}, 10 * kSecond, 250},
+        {{kFrames, false, true}, {read, time, isFrame}, 0, 250},
+        {{kSamples, false, false}, {time, frame, isSample}, 0, 0},
         {{GUID_NULL, true, true}, {time, read}, 10 * kSecond, 0},
         {{GUID_NULL, false, true}, {time}, 0, 0},
     };

@@ -1,4 +1,4 @@
-// Every COM call of a media item's life fails once; loads that are repeated; many items.
+// Every COM call of a media item's life fails once; loads that are repeated.
 
 #include "media_graph.h"
 #include "media_resources.h"
@@ -121,7 +121,7 @@ TEST_F(MediaFaults, RepeatedLoadsEqualTheFirst) {
     }
 }
 
-TEST_F(MediaFaults, CyclesAndCrowdsLeaveNothing) {
+TEST_F(MediaFaults, CyclesLeaveNothing) {
     DescribeAll();
     GraphMedia media(kPath, nullptr);
     journal.SetKinds(0);
@@ -135,16 +135,6 @@ TEST_F(MediaFaults, CyclesAndCrowdsLeaveNothing) {
     EXPECT_EQ(late.handles, early.handles);
     EXPECT_LT(late.kilobytes, early.kilobytes + 1024);
     EXPECT_EQ(ledger.Alive(), alive);
-
-    std::vector<std::unique_ptr<GraphMedia>> items;
-    for (int i = 0; i < 100; ++i) {
-        items.push_back(std::make_unique<GraphMedia>(kPath, nullptr));
-        ASSERT_EQ(items.back()->Load(&scheme, 1), 1);
-    }
-    std::printf("100 items: %s\n", Resources::Now().Text().c_str());
-    items.clear();
-    EXPECT_EQ(ledger.Alive(), alive);
-    EXPECT_EQ(Resources::Now().handles, early.handles);
 }
 
 } // namespace

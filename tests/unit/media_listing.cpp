@@ -17,14 +17,11 @@ std::wstring ClsidText(const GUID& clsid) {
 TEST_F(MediaListing, NamesClsidsAndFilesOfTheUsedFilters) {
     std::wstring wide = L"something";
     std::string narrow = "something";
-    {
-        const PlayMedia unloaded(nullptr);
-        unloaded.GetFilterInfo(wide);
-        unloaded.GetFilterInfo(narrow);
-        EXPECT_EQ(wide, L"");
-        EXPECT_EQ(narrow, "");
-    }
     PlayMedia media(nullptr);
+    media.GetFilterInfo(wide);
+    media.GetFilterInfo(narrow);
+    EXPECT_EQ(wide, L"");
+    EXPECT_EQ(narrow, "");
     Loaded(media);
     const ComPtr<FakeFilter> extra[3] = {MakeFilter("E", {}), MakeFilter("F", {}),
                                          MakeFilter("G", {})};
