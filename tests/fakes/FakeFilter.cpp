@@ -38,10 +38,11 @@ HRESULT FileSourceFacet::Load(LPCOLESTR file, const AM_MEDIA_TYPE* type) {
 HRESULT StreamSelectFacet::Info(long index, AM_MEDIA_TYPE** type, DWORD* flags, LCID* lcid,
                                 DWORD* group, WCHAR** name, IUnknown** object, IUnknown** unknown) {
     return Call("Info", std::tie(index), [&]() -> HRESULT {
-        if (index < 0 || static_cast<std::size_t>(index) >= streams.size()) {
+        const auto at = static_cast<std::size_t>(index);
+        if (at >= streams.size()) {
             return S_FALSE;
         }
-        const SelectableStream& stream = streams[static_cast<std::size_t>(index)];
+        const SelectableStream& stream = streams[at];
         if (FAILED(stream.info)) {
             return stream.info;
         }
@@ -67,18 +68,16 @@ HRESULT StreamSelectFacet::Info(long index, AM_MEDIA_TYPE** type, DWORD* flags, 
 
 HRESULT StreamSelectFacet::Enable(long index, DWORD flags) {
     return Call("Enable", std::tie(index, flags), [&]() -> HRESULT {
-        if (index < 0 || static_cast<std::size_t>(index) >= streams.size()) {
+        const auto at = static_cast<std::size_t>(index);
+        if (at >= streams.size()) {
             return E_INVALIDARG;
         }
-        const DWORD group = streams[static_cast<std::size_t>(index)].group;
-        if (flags != 0) {
-            for (SelectableStream& stream : streams) {
-                if (stream.group == group) {
-                    stream.flags = flags == AMSTREAMSELECTENABLE_ENABLEALL ? 1 : 0;
-                }
+        for (SelectableStream& stream : streams) {
+            if (flags != 0 && stream.group == streams[at].group) {
+                stream.flags = flags == AMSTREAMSELECTENABLE_ENABLEALL ? 1 : 0;
             }
         }
-        streams[static_cast<std::size_t>(index)].flags = flags != 0 ? 1 : 0;
+        streams[at].flags = flags != 0 ? 1 : 0;
         return S_OK;
     });
 }
@@ -97,21 +96,11 @@ HRESULT PropertyPagesFacet::GetPages(CAUUID* out) {
 }
 
 FakeFilter::FakeFilter(std::string name, const PinSpecs& pins)
-    : FakeCom(std::move(name)), clsid(NextClsid()), fileSource(*this, Name()),
-      streamSelect(*this, Name()), propertyPages(*this, Name()) {
+    : FakeCom(std::move(name)), clsid(NextClsid()) {
     fileSource.present = streamSelect.present = propertyPages.present = false;
     m_pins.reserve(pins.size());
     for (const PinSpec& pin : pins) {
         AddPin(pin);
-    }
-}
-
-void FakeFilter::Abandon() {
-    for (auto& [iid, object] : m_interfaces) {
-        object.Detach();
-    }
-    for (const auto& pin : m_pins) {
-        pin->Abandon();
     }
 }
 
@@ -124,11 +113,6 @@ FakeFilter& FakeFilter::AcceptFiles(HRESULT result) {
 FakeFilter& FakeFilter::Select(std::vector<SelectableStream> streams) {
     streamSelect.present = true;
     streamSelect.streams = std::move(streams);
-    return *this;
-}
-
-FakeFilter& FakeFilter::Expose(REFIID iid, IUnknown* object) {
-    m_interfaces.emplace_back(iid, object);
     return *this;
 }
 
@@ -184,25 +168,9 @@ std::string FakeFilter::Describe() const {
 }
 
 IUnknown* FakeFilter::FindInterface(REFIID iid) {
-    if (iid == IID_IUnknown || iid == IID_IPersist || iid == IID_IMediaFilter ||
-        iid == IID_IBaseFilter) {
-        return this;
-    }
-    if (iid == IID_IFileSourceFilter && fileSource.present) {
-        return &fileSource;
-    }
-    if (iid == IID_IAMStreamSelect && streamSelect.present) {
-        return &streamSelect;
-    }
-    if (iid == IID_ISpecifyPropertyPages && propertyPages.present) {
-        return &propertyPages;
-    }
-    for (const auto& [known, object] : m_interfaces) {
-        if (known == iid) {
-            return object ? object.Get() : this;
-        }
-    }
-    return nullptr;
+    const bool own = iid == IID_IUnknown || iid == IID_IPersist || iid == IID_IMediaFilter ||
+                     iid == IID_IBaseFilter;
+    return own ? this : FindFurther(iid);
 }
 
 HRESULT FakeFilter::EnumPins(IEnumPins** out) {

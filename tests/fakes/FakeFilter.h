@@ -54,9 +54,6 @@ public:
     bool IsConnected() const { return m_peer != nullptr; }
     bool IsInput() const { return direction == PINDIR_INPUT; }
 
-    /// A further interface: `object`'s, or a bare IUnknown of the pin's own.
-    void Expose(REFIID iid, IUnknown* object = nullptr);
-
     /// The type that both would agree on; false when there is none.
     static bool Agree(const FakePin& out, const FakePin& in, MediaType& type);
     /// Connects both ends without any call that is journalled or may fail.
@@ -91,7 +88,6 @@ public:
 private:
     FakeFilter& m_filter;
     IPin* m_peer = nullptr;
-    std::vector<std::pair<IID, ComPtr<IUnknown>>> m_interfaces;
 };
 
 /// IFileSourceFilter of a FakeFilter; results["Load"] refuses.
@@ -140,16 +136,14 @@ public:
     GUID clsid; ///< different for each filter
 
     // Optional interfaces; absent until `present` is set.
-    FileSourceFacet fileSource;
-    StreamSelectFacet streamSelect;
-    PropertyPagesFacet propertyPages;
+    FileSourceFacet fileSource{*this, Name(), IID_IFileSourceFilter};
+    StreamSelectFacet streamSelect{*this, Name(), IID_IAMStreamSelect};
+    PropertyPagesFacet propertyPages{*this, Name(), IID_ISpecifyPropertyPages};
 
     /// Makes IFileSourceFilter present, with `result` for Load.
     FakeFilter& AcceptFiles(HRESULT result = S_OK);
     /// Makes IAMStreamSelect present with these streams.
     FakeFilter& Select(std::vector<SelectableStream> streams);
-    /// A further interface: `object`'s, or a bare IUnknown of the filter's own.
-    FakeFilter& Expose(REFIID iid, IUnknown* object = nullptr);
 
     FakePin& AddPin(const PinSpec& pin);
     std::size_t PinCount() const { return m_pins.size(); }
@@ -161,7 +155,6 @@ public:
 
     IFilterGraph* Graph() const { return m_graph; }
 
-    void Abandon() override;
     std::string Describe() const override;
     IUnknown* FindInterface(REFIID iid) override;
 
@@ -184,7 +177,6 @@ private:
     FakePin& PinOf(PIN_DIRECTION direction, std::size_t index);
 
     std::vector<std::unique_ptr<FakePin>> m_pins;
-    std::vector<std::pair<IID, ComPtr<IUnknown>>> m_interfaces;
     IFilterGraph* m_graph = nullptr; ///< not referenced, as the rules are
     std::wstring m_graphName;
 };

@@ -39,8 +39,8 @@ FakeGraph::~FakeGraph() {
 }
 
 void FakeGraph::Abandon() {
+    FakeCom::Abandon();
     m_filters.clear();
-    config.Abandon();
     for (ComPtr<FakeFilter>& transform : transforms) {
         transform.Detach();
     }
@@ -163,27 +163,25 @@ HRESULT FakeGraph::ConnectPins(FakePin& out, FakePin& in) {
     if (CanJoin(out, in) && SUCCEEDED(out.Connect(&in, nullptr))) {
         return S_OK;
     }
-    for (IBaseFilter* cached : std::vector<IBaseFilter*>(config.Cached())) {
-        auto* middle = AsFake<FakeFilter>(cached);
-        if (middle != nullptr && JoinThrough(out, *middle, in)) {
-            const ComPtr<IBaseFilter> filter = config.Withdraw(cached);
-            Enter(filter.Get(), Widen(middle->Name()).c_str());
-            return S_OK;
-        }
-    }
+    std::vector<IBaseFilter*> middles = config.Cached();
     for (auto member = m_filters.rbegin(); member != m_filters.rend(); ++member) {
-        auto* middle = AsFake<FakeFilter>(member->filter);
-        if (middle != nullptr && middle != &out.Filter() && middle != &in.Filter() &&
-            JoinThrough(out, *middle, in)) {
-            return S_OK;
-        }
+        middles.push_back(member->filter);
     }
-    for (auto transform = transforms.begin(); transform != transforms.end(); ++transform) {
-        if (JoinThrough(out, *transform->Get(), in)) {
-            Enter(transform->Get(), Widen((*transform)->Name()).c_str());
-            transforms.erase(transform);
-            return S_OK;
+    for (const ComPtr<FakeFilter>& transform : transforms) {
+        middles.push_back(transform.Get());
+    }
+    for (IBaseFilter* candidate : middles) {
+        auto* const middle = AsFake<FakeFilter>(candidate);
+        if (middle == nullptr || middle == &out.Filter() || middle == &in.Filter() ||
+            !JoinThrough(out, *middle, in)) {
+            continue;
         }
+        if (!Contains(candidate)) {
+            Enter(candidate, Widen(middle->Name()).c_str());
+            config.Withdraw(candidate);
+            std::erase_if(transforms, [&](auto& one) { return one.Get() == middle; });
+        }
+        return S_OK;
     }
     return VFW_E_CANNOT_CONNECT;
 }
@@ -213,26 +211,8 @@ HRESULT FakeGraph::RenderPin(FakePin& out) {
 }
 
 IUnknown* FakeGraph::FindInterface(REFIID iid) {
-    if (iid == IID_IUnknown || iid == IID_IFilterGraph || iid == IID_IGraphBuilder) {
-        return this;
-    }
-    IUnknown* found = nullptr;
-    const auto offer = [&](const IID& known, auto& facet) {
-        if (iid == known && facet.present) {
-            found = &facet;
-        }
-    };
-    offer(IID_IGraphConfig, config);
-    offer(IID_IMediaControl, control);
-    offer(IID_IMediaFilter, mediaFilter);
-    offer(IID_IMediaSeeking, seeking);
-    offer(IID_IMediaEvent, events);
-    offer(IID_IMediaEventEx, events);
-    offer(IID_IBasicVideo, video);
-    offer(IID_IBasicAudio, audio);
-    offer(IID_IVideoWindow, window);
-    offer(IID_IVideoFrameStep, step);
-    return found;
+    const bool own = iid == IID_IUnknown || iid == IID_IFilterGraph || iid == IID_IGraphBuilder;
+    return own ? this : FindFurther(iid);
 }
 
 HRESULT FakeGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {

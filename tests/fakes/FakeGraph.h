@@ -21,15 +21,15 @@ public:
     FakeGraph() : FakeCom("graph") {}
     ~FakeGraph() override;
 
-    ConfigFacet config{*this, "config"};
-    ControlFacet control{*this, "control"};
-    MediaFilterFacet mediaFilter{*this, "mediaFilter"};
-    SeekingFacet seeking{*this, "seeking"};
-    EventsFacet events{*this, "events"};
-    VideoFacet video{*this, "video"};
-    AudioFacet audio{*this, "audio"};
-    WindowFacet window{*this, "window"};
-    StepFacet step{*this, "step"};
+    ConfigFacet config{*this, "config", IID_IGraphConfig};
+    ControlFacet control{*this, "control", IID_IMediaControl};
+    MediaFilterFacet mediaFilter{*this, "mediaFilter", IID_IMediaFilter};
+    SeekingFacet seeking{*this, "seeking", IID_IMediaSeeking};
+    EventsFacet events{*this, "events", IID_IMediaEventEx};
+    VideoFacet video{*this, "video", IID_IBasicVideo};
+    AudioFacet audio{*this, "audio", IID_IBasicAudio};
+    WindowFacet window{*this, "window", IID_IVideoWindow};
+    StepFacet step{*this, "step", IID_IVideoFrameStep};
 
     /// Whether two free pins can be connected directly; by media type when empty.
     std::function<bool(FakePin& out, FakePin& in)> canConnect;

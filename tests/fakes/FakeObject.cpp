@@ -121,6 +121,29 @@ std::string FakeObject::Describe() const {
     return text;
 }
 
+IUnknown* FakeObject::FindFurther(REFIID iid) {
+    for (const auto& [known, object] : m_exposed) {
+        if (known == iid) {
+            return object ? object.Get() : FindInterface(IID_IUnknown);
+        }
+    }
+    for (FakeObject* part : m_parts) {
+        if (IUnknown* const facet = part->AsFacet(iid)) {
+            return facet;
+        }
+    }
+    return nullptr;
+}
+
+void FakeObject::Abandon() {
+    for (auto& [iid, object] : m_exposed) {
+        object.Detach();
+    }
+    for (FakeObject* part : m_parts) {
+        part->Abandon();
+    }
+}
+
 HRESULT FakeObject::Query(REFIID iid, void** out) {
     if (out == nullptr) {
         return E_POINTER;

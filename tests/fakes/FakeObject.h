@@ -98,8 +98,11 @@ public:
     /// The interface without a reference, or null.
     virtual IUnknown* FindInterface(REFIID iid) = 0;
 
+    /// A further interface: `object`'s, or a bare IUnknown of the fake's own.
+    void Expose(REFIID iid, IUnknown* object = nullptr) { m_exposed.emplace_back(iid, object); }
+
     /// Forgets the references to others without releasing them: the others are destroyed too.
-    virtual void Abandon() {}
+    virtual void Abandon();
 
     HRESULT Query(REFIID iid, void** out);
     ULONG AddReference();
@@ -141,6 +144,11 @@ protected:
 
     FakeObject* Owner() const { return m_owner; }
 
+    /// One that is exposed, or a facet's; null without one.
+    IUnknown* FindFurther(REFIID iid);
+    /// This part as the interface that its owner is asked for.
+    virtual IUnknown* AsFacet(REFIID) { return nullptr; }
+
 private:
     friend class Ledger;
     void Journalise(const char* method) const;
@@ -148,6 +156,7 @@ private:
     std::string m_name;
     FakeObject* m_owner;
     std::vector<FakeObject*> m_parts;
+    std::vector<std::pair<IID, ComPtr<IUnknown>>> m_exposed;
     std::atomic<ULONG> m_refs;
     Ledger::Mark m_serial;
 };
@@ -189,15 +198,20 @@ public:
 /// One interface of a fake that has several, with its own answers and reference count.
 template <class I> class Facet : public FakeCom<I> {
 public:
-    Facet(FakeObject& owner, std::string name) : FakeCom<I>(std::move(name), &owner) {}
+    Facet(FakeObject& owner, std::string name, const IID& iid)
+        : FakeCom<I>(std::move(name), &owner), m_iid(iid) {}
 
     /// False: the owner does not have this interface.
     bool present = true;
 
     IUnknown* FindInterface(REFIID iid) override { return this->Owner()->FindInterface(iid); }
+    IUnknown* AsFacet(REFIID iid) override { return present && iid == m_iid ? this : nullptr; }
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
         return this->Owner()->Query(iid, out);
     }
+
+private:
+    const IID& m_iid;
 };
 
 /// A facet whose interface derives from IDispatch.

@@ -24,25 +24,11 @@ FakePin::~FakePin() {
 
 void FakePin::Abandon() {
     m_peer = nullptr;
-    for (auto& [iid, object] : m_interfaces) {
-        object.Detach();
-    }
+    FakeCom::Abandon();
 }
 
 IUnknown* FakePin::FindInterface(REFIID iid) {
-    if (iid == IID_IUnknown || iid == IID_IPin) {
-        return this;
-    }
-    for (const auto& [known, object] : m_interfaces) {
-        if (known == iid) {
-            return object ? object.Get() : this;
-        }
-    }
-    return nullptr;
-}
-
-void FakePin::Expose(REFIID iid, IUnknown* object) {
-    m_interfaces.emplace_back(iid, object);
+    return iid == IID_IUnknown || iid == IID_IPin ? this : FindFurther(iid);
 }
 
 bool FakePin::Agree(const FakePin& out, const FakePin& in, MediaType& type) {

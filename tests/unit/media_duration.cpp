@@ -33,7 +33,7 @@ TEST_F(MediaDuration, ReadFromTheGraph) {
         {{GUID_NULL, true, true}, {time, read}, 10 * kSecond, 0},
         {{GUID_NULL, false, true}, {time}, 0, 0},
     };
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     SeekingFacet& seeking = Graph().seeking;
     for (const auto& item : cases) {
@@ -80,7 +80,7 @@ TEST_F(MediaDuration, ChosenFromThree) {
     };
     for (const auto& item : cases) {
         SCOPED_TRACE(&item - cases);
-        PlayMedia media(nullptr);
+        Media media(nullptr);
         media.m_durationBySeeking = item.seeking;
         media.m_durationByMediaInfo = item.container;
         media.m_videoInfos.resize(1);
@@ -94,7 +94,7 @@ TEST_F(MediaDuration, ChosenFromThree) {
 }
 
 TEST_F(MediaDuration, StreamDurationIsTheLongerOfTheFirstEnabledTracks) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     media.m_durationBySeeking = 0;
     media.m_durationByMediaInfo = 0;
@@ -123,7 +123,7 @@ TEST_F(MediaDuration, StreamDurationIsTheLongerOfTheFirstEnabledTracks) {
 TEST_F(MediaDuration, OnlyAUrlWithoutADurationIsLive) {
     for (const bool isUrl : {true, false}) {
         for (const std::int64_t duration : {std::int64_t{0}, std::int64_t{1}}) {
-            PlayMedia media(nullptr);
+            Media media(nullptr);
             media.m_isMediaPathURL = isUrl;
             media.m_durationByMediaInfo = duration;
             media._CheckAndSetDuration();

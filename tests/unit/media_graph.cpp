@@ -5,21 +5,6 @@
 
 namespace media_tests {
 
-void GraphMedia::Know(const std::vector<std::string>& videos,
-                      const std::vector<std::string>& audios) {
-    m_hasMediaInfo = true;
-    m_originalVideoTrackNum = static_cast<std::uint32_t>(videos.size());
-    m_originalAudioTrackNum = static_cast<std::uint32_t>(audios.size());
-    m_videoInfos.clear();
-    m_audioInfos.clear();
-    for (const std::string& format : videos) {
-        m_videoInfos.emplace_back().format = format;
-    }
-    for (const std::string& format : audios) {
-        m_audioInfos.emplace_back().format = format;
-    }
-}
-
 MediaType TypeOf(char kind) {
     return kind == 'v' ? fakes::Video() : kind == 'a' ? fakes::Audio() : fakes::Text();
 }
@@ -32,7 +17,7 @@ PinSpecs Outs(const std::string& kinds) {
     return pins;
 }
 
-Lines Facts(GraphMedia& media) {
+Lines Facts(Media& media) {
     Lines facts;
     const auto add = [&facts](const auto&... parts) {
         std::ostringstream line;

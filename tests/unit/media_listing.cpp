@@ -17,7 +17,7 @@ std::wstring ClsidText(const GUID& clsid) {
 TEST_F(MediaListing, NamesClsidsAndFilesOfTheUsedFilters) {
     std::wstring wide = L"something";
     std::string narrow = "something";
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     media.GetFilterInfo(wide);
     media.GetFilterInfo(narrow);
     EXPECT_EQ(wide, L"");
@@ -58,7 +58,7 @@ void Visit(IBaseFilter* filter, void* user) {
 
 TEST_F(MediaListing, VisitorSeesLinkedFiltersOrAll) {
     Lines seen;
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     media.EnumMediaFilter(Visit, &seen, 1);
     Loaded(media);
     Graph().Add("Lonely", {In(fakes::Video())});
@@ -77,7 +77,7 @@ TEST_F(MediaListing, VisitorSeesLinkedFiltersOrAll) {
 }
 
 TEST_F(MediaListing, FindsTheFirstInterfaceAndKeepsNoOther) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     EXPECT_EQ(media.FindInterfaceInGraphFilters(IID_IAMStreamSelect, 1), nullptr);
     Loaded(media);
     EXPECT_EQ(media.FindInterfaceInGraphFilters(IID_IAMStreamSelect, 1), nullptr);

@@ -10,13 +10,13 @@ const HWND kWindow = reinterpret_cast<HWND>(0x123456); // of nobody
 
 class MediaPlayback : public MediaTest {};
 
-using Operation = int (*)(PlayMedia&);
-constexpr Operation kPlay = [](PlayMedia& m) { return m.Play(); };
-constexpr Operation kPause = [](PlayMedia& m) { return m.Pause(); };
-constexpr Operation kStop = [](PlayMedia& m) { return m.Stop(); };
-constexpr Operation kWhenReady = [](PlayMedia& m) { return m.StopWhenReady(); };
-constexpr Operation kStep = [](PlayMedia& m) { return m.StepFrame(); };
-constexpr Operation kCanStep = [](PlayMedia& m) { return m.CanStep(); };
+using Operation = int (*)(Media&);
+constexpr Operation kPlay = [](Media& m) { return m.Play(); };
+constexpr Operation kPause = [](Media& m) { return m.Pause(); };
+constexpr Operation kStop = [](Media& m) { return m.Stop(); };
+constexpr Operation kWhenReady = [](Media& m) { return m.StopWhenReady(); };
+constexpr Operation kStep = [](Media& m) { return m.StepFrame(); };
+constexpr Operation kCanStep = [](Media& m) { return m.CanStep(); };
 const char* const kShow = "window.put_Visible(-1)";
 const char* const kHide = "window.put_Visible(0)";
 const char* const kRewind = "seeking.SetPositions(0, 1, null, 0)";
@@ -48,7 +48,7 @@ TEST_F(MediaPlayback, OperationsByState) {
         {kStep, 2, nullptr, {"control.Pause", kOneFrame}, 1},
         {kCanStep, 2, nullptr, {kAskForStep}, 2},
     };
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     for (const auto& item : cases) {
         SCOPED_TRACE(&item - cases);
@@ -71,7 +71,7 @@ TEST_F(MediaPlayback, OperationsByState) {
 }
 
 TEST_F(MediaPlayback, RefusalsKeepTheStateAndEndTheOperation) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     media.m_playWindow = kWindow;
     ResultTable& control = Graph().control.results;
@@ -118,7 +118,7 @@ TEST_F(MediaPlayback, RefusalsKeepTheStateAndEndTheOperation) {
 }
 
 TEST_F(MediaPlayback, OnlyPlayNeedsNoLoadedItem) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     for (const Operation operation : {kPlay, kPause, kStop, kWhenReady, kStep, kCanStep}) {
         EXPECT_EQ(operation(media), 0);
     }
@@ -137,7 +137,7 @@ TEST_F(MediaPlayback, OnlyPlayNeedsNoLoadedItem) {
 }
 
 TEST_F(MediaPlayback, StateQuestionsAskTheGraph) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     ControlFacet& control = Graph().control;
     const struct {
@@ -169,7 +169,7 @@ TEST_F(MediaPlayback, StopRewindsToTheClip) {
     configure = [](FakeGraph& graph) {
         graph.seeking.durations[TIME_FORMAT_MEDIA_TIME] = 29 * kSecond;
     };
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     ASSERT_EQ(media.TimeClip(10 * kSecond, 20 * kSecond), 1);
     Bring(media, 2);

@@ -40,7 +40,7 @@ const struct Way {
 class MediaSeeking : public MediaTest {};
 
 TEST_F(MediaSeeking, EveryFormatInEveryState) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     const struct {
         std::int32_t state;
@@ -93,7 +93,7 @@ TEST_F(MediaSeeking, EveryFormatInEveryState) {
 }
 
 TEST_F(MediaSeeking, AFailedStateQueryPausesNothing) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     ControlFacet& control = Graph().control;
     SeekingFacet& seeking = Graph().seeking;
@@ -115,7 +115,7 @@ TEST_F(MediaSeeking, AFailedStateQueryPausesNothing) {
 }
 
 TEST_F(MediaSeeking, MissingInterfacesAndCapabilities) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     EXPECT_EQ(media.SetMediaPosition(0), 0);
     EXPECT_EQ(media.GetMediaPosition(), 0);
     EXPECT_EQ(media.TimeClip(3, 7), 1);
@@ -147,7 +147,7 @@ TEST_F(MediaSeeking, ClipBoundsAreStored) {
         {kEnd + 7, 0, kEnd, kEnd + 7, kEnd - 1}, // the end becomes the duration, then they swap
         {-1, 1, 0, 1, 1},
     };
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     for (const auto& item : cases) {
         EXPECT_EQ(media.TimeClip(item.start, item.end), 1);
@@ -169,7 +169,7 @@ TEST_F(MediaSeeking, ClipBoundsAreStored) {
 }
 
 TEST_F(MediaSeeking, PositionIsReadInMediaTime) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     Graph().seeking.current = 42;
     EXPECT_EQ(media.GetMediaPosition(), 0);

@@ -155,7 +155,7 @@ TEST_F(MediaSourceSearch, FirstWayThatGivesASourceIsKept) {
         SCOPED_TRACE(test.what);
         Arrange(test);
         const bool loads = !test.kept.empty();
-        GraphMedia media(kPath, nullptr);
+        Media media(kPath, nullptr);
         media.Know(test.known.starts_with('v') ? Lines(1) : Lines(),
                    test.known.ends_with('a') ? Lines(1) : Lines());
         const std::string known = Facts(media)[0];
@@ -187,7 +187,7 @@ TEST_F(MediaSourceSearch, ExceptionsEndOnlyTheirWay) {
                                   : MakeFilter("Source", Outs("v"));
             };
         };
-        GraphMedia media(kPath, nullptr);
+        Media media(kPath, nullptr);
         EXPECT_EQ(media.Load(&scheme, 1), broken == 1);
         EXPECT_EQ(Warnings("_TrySourceFilter"), Lines(static_cast<std::size_t>(broken), kCaught));
     }

@@ -18,13 +18,13 @@ static_assert(
 
 class MediaTracks : public MediaGraphTest, public testing::WithParamInterface<bool> {
 protected:
-    using M = GraphMedia;
+    using M = Media;
     using Index = std::uint32_t;
 
     const bool isVideo = GetParam();
     const MediaType type = isVideo ? fakes::Video(640, 360) : fakes::Audio(44100);
     const MediaType otherType = isVideo ? fakes::Audio(44100) : fakes::Video(640, 360);
-    GraphMedia media{nullptr};
+    Media media{nullptr};
 
     template <class Audio, class Video, class... Args>
     auto Do(Audio audio, Video video, Args... args) {

@@ -11,7 +11,7 @@ namespace {
 class MediaVolume : public MediaTest {};
 
 TEST_F(MediaVolume, FractionsFollowTheCurve) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     const struct {
         float fraction;
@@ -37,7 +37,7 @@ TEST_F(MediaVolume, FractionsFollowTheCurve) {
 }
 
 TEST_F(MediaVolume, EveryVolumeHasItsPercentage) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     const struct {
         long volume;
@@ -62,7 +62,7 @@ TEST_F(MediaVolume, EveryVolumeHasItsPercentage) {
 }
 
 TEST_F(MediaVolume, SettingsReachTheFilterOnlyWhenTheyChangeSomething) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     EXPECT_EQ(media.SetVolume(-500L), 0);
     EXPECT_EQ(media.GetVolume(), -10000);
     EXPECT_EQ(media.m_volume, 0) << "without a graph nothing is stored";
@@ -88,7 +88,7 @@ TEST_F(MediaVolume, SettingsReachTheFilterOnlyWhenTheyChangeSomething) {
 }
 
 TEST_F(MediaVolume, MuteForgetsTheVolume) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     media.SetVolume(-500L);
     journal.Clear();
