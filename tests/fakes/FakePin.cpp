@@ -34,7 +34,7 @@ IUnknown* FakePin::FindInterface(REFIID iid) {
 bool FakePin::Agree(const FakePin& out, const FakePin& in, MediaType& type) {
     if (out.types.empty() || in.types.empty()) {
         const FakePin& one = out.types.empty() ? in : out;
-        type = one.types.empty() ? AnyType() : one.types.front();
+        type = one.types.empty() ? MediaType() : one.types.front();
         return true;
     }
     for (const MediaType& offered : out.types) {
@@ -76,7 +76,7 @@ HRESULT FakePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
         if (type != nullptr) {
             agreed = MediaType::From(*type);
         } else if (fake == nullptr || !Agree(*this, *fake, agreed)) {
-            agreed = types.empty() ? AnyType() : types.front();
+            agreed = types.empty() ? MediaType() : types.front();
         }
         const AM_MEDIA_TYPE view = agreed.View();
         const HRESULT result = receiver->ReceiveConnection(this, &view);

@@ -129,48 +129,22 @@ bool Journal::InOrder(std::initializer_list<std::string_view> patterns) const {
     return pattern == patterns.end();
 }
 
-ResultTable::Entry& ResultTable::Entry::operator=(HRESULT result) {
-    return *this = Answer{result, SUCCEEDED(result)};
-}
-
-ResultTable::Entry& ResultTable::Entry::operator=(Answer answer) {
-    m_answers.assign(1, answer);
+ResultTable::Entry& ResultTable::Entry::Set(std::vector<Answer> answers, bool always) {
+    m_answers = std::move(answers);
     m_next = 0;
-    m_always = true;
+    m_always = always;
     return *this;
-}
-
-ResultTable::Entry& ResultTable::Entry::operator=(std::initializer_list<HRESULT> results) {
-    m_answers.clear();
-    for (const HRESULT result : results) {
-        m_answers.push_back({result, SUCCEEDED(result)});
-    }
-    m_next = 0;
-    m_always = false;
-    return *this;
-}
-
-ResultTable::Entry& ResultTable::operator[](std::string_view method) {
-    for (auto& [name, entry] : m_entries) {
-        if (name == method) {
-            return entry;
-        }
-    }
-    return m_entries.emplace_back(std::string(method), Entry()).second;
 }
 
 bool ResultTable::Take(std::string_view method, Answer& answer) {
-    for (auto& [name, entry] : m_entries) {
-        if (name == method) {
-            if (entry.m_next >= entry.m_answers.size()) {
-                return false;
-            }
-            answer = entry.m_answers[entry.m_next];
-            entry.m_next += entry.m_always ? 0 : 1;
-            return true;
-        }
+    const auto found = m_entries.find(method);
+    if (found == m_entries.end() || found->second.m_next >= found->second.m_answers.size()) {
+        return false;
     }
-    return false;
+    Entry& entry = found->second;
+    answer = entry.m_answers[entry.m_next];
+    entry.m_next += entry.m_always ? 0 : 1;
+    return true;
 }
 
 Silence::Silence() : m_depth(reinterpret_cast<std::size_t>(TlsGetValue(DepthSlot()))) {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstddef>
 #include <initializer_list>
+#include <map>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -89,16 +90,24 @@ private:
     std::vector<Slot> m_slots;
 };
 
-/// What a method answers instead of its own result.
+/// What a method answers instead of its own result. With a success code it does its work
+/// all the same.
 struct Answer {
     HRESULT result = S_OK;
-    bool act = true; ///< the method does its work all the same
+    bool act = true;
+
+    Answer() = default;
+    Answer(HRESULT result_) : result(result_), act(SUCCEEDED(result_)) {}
 };
-constexpr Answer Do(HRESULT result) {
-    return {result, true};
+inline Answer Do(HRESULT result) {
+    Answer answer(result);
+    answer.act = true;
+    return answer;
 }
-constexpr Answer Skip(HRESULT result) {
-    return {result, false};
+inline Answer Skip(HRESULT result) {
+    Answer answer(result);
+    answer.act = false;
+    return answer;
 }
 
 /// Answers by method name.
@@ -111,18 +120,21 @@ class ResultTable {
 public:
     class Entry {
     public:
-        Entry& operator=(HRESULT result);
-        Entry& operator=(Answer answer);
-        Entry& operator=(std::initializer_list<HRESULT> results);
+        Entry& operator=(Answer answer) { return Set({answer}, true); }
+        Entry& operator=(std::initializer_list<HRESULT> results) {
+            return Set({results.begin(), results.end()}, false);
+        }
 
     private:
         friend class ResultTable;
+        Entry& Set(std::vector<Answer> answers, bool always);
+
         std::vector<Answer> m_answers;
         std::size_t m_next = 0;
         bool m_always = false;
     };
 
-    Entry& operator[](std::string_view method);
+    Entry& operator[](const std::string& method) { return m_entries[method]; }
     void Clear() { m_entries.clear(); }
     bool Empty() const { return m_entries.empty(); }
 
@@ -130,7 +142,7 @@ public:
     bool Take(std::string_view method, Answer& answer);
 
 private:
-    std::vector<std::pair<std::string, Entry>> m_entries;
+    std::map<std::string, Entry, std::less<>> m_entries;
 };
 
 /// Silences the journal and the fault plan on this thread: around COM calls by which a test

@@ -86,9 +86,6 @@ MediaType MediaType::From(const AM_MEDIA_TYPE& type) {
     return value;
 }
 
-MediaType AnyType() {
-    return {};
-}
 MediaType Major(const GUID& major) {
     return {major, GUID_NULL, GUID_NULL, {}};
 }

@@ -27,7 +27,6 @@ struct MediaType {
     static MediaType From(const AM_MEDIA_TYPE& type);
 };
 
-MediaType AnyType();
 MediaType Major(const GUID& major);
 /// MEDIATYPE_Video without a format block.
 MediaType Video();

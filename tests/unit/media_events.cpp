@@ -294,6 +294,7 @@ TEST_F(MediaEvents, ACallbackMayDriveItsOwnItem) {
             SCOPED_TRACE(item.name + std::string(", event ") + std::to_string(code));
             Listen();
             ASSERT_EQ(media.Play(), 1);
+            const ComPtr<FakeGraph> graph(&Graph()); // outlives an unload
             host.result = -1;
             host.operation = item.operation;
             ASSERT_TRUE(Delivered(code));
@@ -308,6 +309,9 @@ TEST_F(MediaEvents, ACallbackMayDriveItsOwnItem) {
                 EXPECT_TRUE(Delivered());
             }
             EXPECT_EQ(media.Stop(), 1);
+            // A callback that has unloaded the item took the event with the graph.
+            const bool unloads = std::string_view(item.name).starts_with("unload");
+            EXPECT_EQ(graph->events.Unfreed(), unloads ? 1 : 0);
         }
     }
 }

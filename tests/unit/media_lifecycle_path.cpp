@@ -55,14 +55,14 @@ TEST_F(MediaPath, FileNeedsToExist) {
     };
     for (const auto& item : cases) {
         const std::string path = Gbk(scratch.Touch(item.name).wstring());
-        Media media(nullptr);
+        Media media(kPath, nullptr); // whose protocol goes
+        log.Clear();
         EXPECT_EQ(media.SetMediaPath(path), 1) << path;
         EXPECT_EQ(media.GetMediaPath(), path);
         EXPECT_FALSE(media.IsMediaPathURL());
         EXPECT_EQ(media.m_urlProtocol, "");
         EXPECT_EQ(media.GetFileExt(), item.extension);
         EXPECT_TRUE(log.Has("4 ymdshow::CMedia::SetMediaPath: SetMediaPath : *"));
-        log.Clear();
     }
     Media media(nullptr);
     EXPECT_EQ(media.SetMediaPath(Gbk((scratch.Path() / "missing.avi").wstring())), 0);

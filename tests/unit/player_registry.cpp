@@ -80,11 +80,12 @@ TEST_F(Player, LoadsWithItsOwnSchemesAndDropsWhatDoesNotLoad) {
 
 TEST_F(Player, RemovesByPathAndByIndex) {
     OpenPlayer player;
-    EXPECT_FALSE(player.RemoveMedia(std::string("u://a")));
-    const auto items = Add(player, {"u://a", "u://a", "u://A", "u://b", "u://a", "u://c"});
+    const char* const path = "u://a/longer than what a string keeps in itself";
+    EXPECT_FALSE(player.RemoveMedia(std::string(path)));
+    const auto items = Add(player, {path, path, "u://A", "u://b", path, "u://c"});
     EXPECT_FALSE(player.RemoveMedia(std::string("u://")));
     EXPECT_TRUE(player.RemoveMedia(items[0]->GetMediaPath())); // a text that dies on the way
-    EXPECT_EQ(Destroyed(), Lines({"u://a", "u://a", "u://a"}));
+    EXPECT_EQ(Destroyed(), Lines({path, path, path}));
     EXPECT_EQ(player.m_medias, std::vector<CMedia*>({items[2], items[3], items[5]}));
     EXPECT_FALSE(player.RemoveMedia(3U));
     EXPECT_TRUE(player.RemoveMedia(1U));
