@@ -26,7 +26,7 @@ HRESULT FakeClass::QueryInterface(REFIID iid, void** out) {
 
 HRESULT FakeClass::CreateInstance(IUnknown* outer, REFIID iid, void** out) {
     *out = nullptr;
-    return Invoke(m_name, results, kCall, "CreateInstance", [&]() -> HRESULT {
+    return Invoke(m_name, results, kCall, "CreateInstance", std::tuple<>(), [&]() -> HRESULT {
         if (outer != nullptr) {
             return CLASS_E_NOAGGREGATION;
         }

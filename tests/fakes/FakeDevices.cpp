@@ -16,15 +16,11 @@ std::string Narrow(const std::wstring& wide) {
     return std::string(line.View());
 }
 
-class Bag final : public FakeCom<IPropertyBag> {
+class Bag final : public FakeOf<IPropertyBag> {
 public:
-    explicit Bag(const Device& device) : FakeCom(Narrow(device.friendlyName)), m_device(device) {}
-    IUnknown* FindInterface(REFIID iid) override {
-        return iid == IID_IUnknown || iid == IID_IPropertyBag ? this : nullptr;
-    }
+    explicit Bag(const Device& device) : FakeOf(Narrow(device.friendlyName)), m_device(device) {}
     HRESULT STDMETHODCALLTYPE Read(LPCOLESTR name, VARIANT* value, IErrorLog*) override {
-        return Call(
-            "Read", [&]() -> HRESULT { return ReadValue(name, value); }, name);
+        return Call("Read", std::tie(name), [&]() -> HRESULT { return ReadValue(name, value); });
     }
     FAKE_UNEXPECTED(Write, LPCOLESTR, VARIANT*)
 
@@ -50,13 +46,10 @@ private:
     const Device& m_device;
 };
 
-class Moniker final : public FakeCom<IMoniker> {
+class Moniker final : public FakeOf<IMoniker> {
 public:
     explicit Moniker(const Device& device)
-        : FakeCom(Narrow(device.friendlyName)), m_device(device) {}
-    IUnknown* FindInterface(REFIID iid) override {
-        return iid == IID_IUnknown || iid == IID_IMoniker ? this : nullptr;
-    }
+        : FakeOf(Narrow(device.friendlyName)), m_device(device) {}
     HRESULT STDMETHODCALLTYPE BindToStorage(IBindCtx*, IMoniker*, REFIID iid, void** out) override {
         *out = nullptr;
         return Call("BindToStorage", [&]() -> HRESULT {
@@ -100,31 +93,24 @@ private:
 
 } // namespace
 
-class DeviceEnumerator final : public FakeCom<ICreateDevEnum> {
+class DeviceEnumerator final : public FakeOf<ICreateDevEnum> {
 public:
-    explicit DeviceEnumerator(FakeDevices& devices) : FakeCom("devices"), m_devices(devices) {}
-    IUnknown* FindInterface(REFIID iid) override {
-        return iid == IID_IUnknown || iid == IID_ICreateDevEnum ? this : nullptr;
-    }
+    explicit DeviceEnumerator(FakeDevices& devices) : FakeOf("devices"), m_devices(devices) {}
     HRESULT STDMETHODCALLTYPE CreateClassEnumerator(REFCLSID category, IEnumMoniker** out,
                                                     DWORD flags) override {
         *out = nullptr;
-        return Invoke(
-            Name(), m_devices.deviceResults, kCall, "CreateClassEnumerator",
-            [&]() -> HRESULT {
-                const auto found = m_devices.m_categories.find(category);
-                if (found == m_devices.m_categories.end() || found->second.empty()) {
-                    return S_FALSE;
-                }
-                const std::vector<Device>& members = found->second;
-                *out = new FakeEnum<IEnumMoniker, IMoniker>(
-                    *this, ".CreateClassEnumerator", IID_IEnumMoniker,
-                    [&members](std::size_t index) -> IMoniker* {
-                        return index < members.size() ? new Moniker(members[index]) : nullptr;
-                    });
-                return S_OK;
-            },
-            category, flags);
+        return Call("CreateClassEnumerator", std::tie(category, flags), [&]() -> HRESULT {
+            const auto found = m_devices.m_categories.find(category);
+            if (found == m_devices.m_categories.end() || found->second.empty()) {
+                return S_FALSE;
+            }
+            const std::vector<Device>& members = found->second;
+            *out = new FakeEnum<IEnumMoniker, IMoniker>(
+                *this, ".CreateClassEnumerator", [&members](std::size_t index) -> IMoniker* {
+                    return index < members.size() ? new Moniker(members[index]) : nullptr;
+                });
+            return S_OK;
+        });
     }
 
 private:
@@ -138,10 +124,6 @@ FakeDevices::FakeDevices()
 
 void FakeDevices::Add(const GUID& category, Device device) {
     m_categories[category].push_back(std::move(device));
-}
-
-bool FakeDevices::Less::operator()(const GUID& a, const GUID& b) const {
-    return std::memcmp(&a, &b, sizeof a) < 0;
 }
 
 } // namespace fakes

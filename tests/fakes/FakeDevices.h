@@ -39,15 +39,9 @@ public:
     /// A category that is not listed, or empty, answers S_FALSE.
     void Add(const GUID& category, Device device);
 
-    /// Answers of the device enumerator, its monikers and their property bags.
-    ResultTable deviceResults;
-
 private:
     friend class DeviceEnumerator;
-    struct Less {
-        bool operator()(const GUID& a, const GUID& b) const;
-    };
-    std::map<GUID, std::vector<Device>, Less> m_categories;
+    std::map<GUID, std::vector<Device>, GuidLess> m_categories;
 };
 
 } // namespace fakes

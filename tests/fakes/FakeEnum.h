@@ -12,15 +12,14 @@ namespace fakes {
 /// An enumerator over what `at` gives: item number i with a reference (or memory) for the
 /// caller, null at the end. With `version`, a change makes Next answer
 /// VFW_E_ENUM_OUT_OF_SYNC until Reset. Keeps its owner alive.
-template <class Enum, class Item> class FakeEnum final : public FakeCom<Enum> {
+template <class Enum, class Item> class FakeEnum final : public FakeOf<Enum> {
 public:
     using At = std::function<Item*(std::size_t index)>;
     using Version = std::function<unsigned()>;
 
-    FakeEnum(FakeObject& owner, const char* suffix, const IID& iid, At at,
-             Version version = nullptr, std::size_t next = 0)
-        : FakeCom<Enum>(owner.Name() + suffix), m_owner(&owner), m_iid(iid), m_at(std::move(at)),
-          m_version(std::move(version)), m_next(next) {
+    FakeEnum(FakeObject& owner, const char* suffix, At at, Version version = nullptr)
+        : FakeOf<Enum>(owner.Name() + suffix), m_owner(&owner), m_at(std::move(at)),
+          m_version(std::move(version)) {
         m_owner->AddReference();
         this->results = owner.enumResults;
         m_seen = m_version ? m_version() : 0;
@@ -31,10 +30,6 @@ public:
         }
     }
     void Abandon() override { m_owner = nullptr; }
-
-    IUnknown* FindInterface(REFIID iid) override {
-        return iid == IID_IUnknown || iid == m_iid ? this : nullptr;
-    }
 
     HRESULT STDMETHODCALLTYPE Next(ULONG wanted, Item** items, ULONG* fetched) override {
         if (fetched != nullptr) {
@@ -58,12 +53,6 @@ public:
             return count == wanted ? S_OK : S_FALSE;
         });
     }
-    HRESULT STDMETHODCALLTYPE Skip(ULONG count) override {
-        return EnumCall("Skip", [&] {
-            m_next += count;
-            return S_OK;
-        });
-    }
     HRESULT STDMETHODCALLTYPE Reset() override {
         return EnumCall("Reset", [&] {
             m_next = 0;
@@ -71,24 +60,18 @@ public:
             return S_OK;
         });
     }
-    HRESULT STDMETHODCALLTYPE Clone(Enum** out) override {
-        *out = nullptr;
-        return EnumCall("Clone", [&] {
-            *out = new FakeEnum(*m_owner, "~clone", m_iid, m_at, m_version, m_next);
-            return S_OK;
-        });
-    }
+    FAKE_UNEXPECTED(Skip, ULONG)
+    FAKE_UNEXPECTED(Clone, Enum**)
 
 private:
     template <class Act> HRESULT EnumCall(const char* method, Act&& act) {
-        return fakes::Invoke(this->Name(), this->results, kEnumCall, method, act);
+        return fakes::Invoke(this->Name(), this->results, kEnumCall, method, std::tuple<>(), act);
     }
 
     FakeObject* m_owner;
-    const IID& m_iid;
     At m_at;
     Version m_version;
-    std::size_t m_next;
+    std::size_t m_next = 0;
     unsigned m_seen = 0;
 };
 

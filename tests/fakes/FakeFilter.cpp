@@ -12,12 +12,6 @@ namespace fakes {
 
 namespace {
 
-class Unknown final : public FakeCom<IUnknown> {
-public:
-    explicit Unknown(std::string name) : FakeCom(std::move(name)) {}
-    IUnknown* FindInterface(REFIID iid) override { return iid == IID_IUnknown ? this : nullptr; }
-};
-
 /// Class ids that differ from filter to filter.
 GUID NextClsid() {
     static std::atomic<unsigned long> serial{0};
@@ -35,82 +29,57 @@ std::wstring Widen(std::string_view text) {
 }
 
 HRESULT FileSourceFacet::Load(LPCOLESTR file, const AM_MEDIA_TYPE* type) {
-    return Call(
-        "Load",
-        [&]() -> HRESULT {
-            path = file;
-            return S_OK;
-        },
-        file, type != nullptr);
-}
-
-HRESULT FileSourceFacet::GetCurFile(LPOLESTR* file, AM_MEDIA_TYPE*) {
-    *file = nullptr;
-    return Call("GetCurFile", [&]() -> HRESULT {
-        *file = NewTaskText(path, "a file name");
-        return S_OK;
-    });
-}
-
-HRESULT StreamSelectFacet::Count(DWORD* count) {
-    return Call("Count", [&]() -> HRESULT {
-        *count = static_cast<DWORD>(streams.size());
+    return Call("Load", std::tuple(file, type != nullptr), [&]() -> HRESULT {
+        path = file;
         return S_OK;
     });
 }
 
 HRESULT StreamSelectFacet::Info(long index, AM_MEDIA_TYPE** type, DWORD* flags, LCID* lcid,
                                 DWORD* group, WCHAR** name, IUnknown** object, IUnknown** unknown) {
-    return Call(
-        "Info",
-        [&]() -> HRESULT {
-            if (index < 0 || static_cast<std::size_t>(index) >= streams.size()) {
-                return S_FALSE;
-            }
-            const SelectableStream& stream = streams[static_cast<std::size_t>(index)];
-            if (FAILED(stream.info)) {
-                return stream.info;
-            }
-            const auto give = [](auto* out, auto value) {
-                if (out != nullptr) {
-                    *out = value;
-                }
-            };
-            if (type != nullptr) {
-                *type = stream.type.NewCopy();
-            }
-            if (name != nullptr) {
-                *name = stream.name.empty() ? nullptr : NewTaskText(stream.name, "a stream name");
-            }
-            give(flags, stream.flags);
-            give(lcid, LCID{0});
-            give(group, stream.group);
-            give(object, static_cast<IUnknown*>(nullptr));
-            give(unknown, static_cast<IUnknown*>(nullptr));
+    return Call("Info", std::tie(index), [&]() -> HRESULT {
+        const auto at = static_cast<std::size_t>(index);
+        if (at >= streams.size()) {
+            return S_FALSE;
+        }
+        const SelectableStream& stream = streams[at];
+        if (FAILED(stream.info)) {
             return stream.info;
-        },
-        index);
+        }
+        const auto give = [](auto* out, auto value) {
+            if (out != nullptr) {
+                *out = value;
+            }
+        };
+        if (type != nullptr) {
+            *type = stream.type.NewCopy();
+        }
+        if (name != nullptr) {
+            *name = stream.name.empty() ? nullptr : NewTaskText(stream.name, "a stream name");
+        }
+        give(flags, stream.flags);
+        give(lcid, LCID{0});
+        give(group, stream.group);
+        give(object, static_cast<IUnknown*>(nullptr));
+        give(unknown, static_cast<IUnknown*>(nullptr));
+        return stream.info;
+    });
 }
 
 HRESULT StreamSelectFacet::Enable(long index, DWORD flags) {
-    return Call(
-        "Enable",
-        [&]() -> HRESULT {
-            if (index < 0 || static_cast<std::size_t>(index) >= streams.size()) {
-                return E_INVALIDARG;
+    return Call("Enable", std::tie(index, flags), [&]() -> HRESULT {
+        const auto at = static_cast<std::size_t>(index);
+        if (at >= streams.size()) {
+            return E_INVALIDARG;
+        }
+        for (SelectableStream& stream : streams) {
+            if (flags != 0 && stream.group == streams[at].group) {
+                stream.flags = flags == AMSTREAMSELECTENABLE_ENABLEALL ? 1 : 0;
             }
-            const DWORD group = streams[static_cast<std::size_t>(index)].group;
-            if (flags != 0) {
-                for (SelectableStream& stream : streams) {
-                    if (stream.group == group) {
-                        stream.flags = flags == AMSTREAMSELECTENABLE_ENABLEALL ? 1 : 0;
-                    }
-                }
-            }
-            streams[static_cast<std::size_t>(index)].flags = flags != 0 ? 1 : 0;
-            return S_OK;
-        },
-        index, flags);
+        }
+        streams[at].flags = flags != 0 ? 1 : 0;
+        return S_OK;
+    });
 }
 
 HRESULT PropertyPagesFacet::GetPages(CAUUID* out) {
@@ -127,25 +96,11 @@ HRESULT PropertyPagesFacet::GetPages(CAUUID* out) {
 }
 
 FakeFilter::FakeFilter(std::string name, const PinSpecs& pins)
-    : FakeCom(std::move(name)), clsid(NextClsid()), fileSource(*this, Name()),
-      streamSelect(*this, Name()), propertyPages(*this, Name()) {
-    fileSource.present = false;
-    streamSelect.present = false;
-    propertyPages.present = false;
+    : FakeCom(std::move(name)), clsid(NextClsid()) {
+    fileSource.present = streamSelect.present = propertyPages.present = false;
     m_pins.reserve(pins.size());
     for (const PinSpec& pin : pins) {
         AddPin(pin);
-    }
-}
-
-FakeFilter::~FakeFilter() = default;
-
-void FakeFilter::Abandon() {
-    for (auto& [iid, object] : m_interfaces) {
-        object.Detach();
-    }
-    for (const auto& pin : m_pins) {
-        pin->Abandon();
     }
 }
 
@@ -158,11 +113,6 @@ FakeFilter& FakeFilter::AcceptFiles(HRESULT result) {
 FakeFilter& FakeFilter::Select(std::vector<SelectableStream> streams) {
     streamSelect.present = true;
     streamSelect.streams = std::move(streams);
-    return *this;
-}
-
-FakeFilter& FakeFilter::Expose(REFIID iid, IUnknown* object) {
-    m_interfaces.emplace_back(iid, object);
     return *this;
 }
 
@@ -213,126 +163,29 @@ bool FakeFilter::IsRenderer() const {
     return !m_pins.empty();
 }
 
-ULONG FakeFilter::OwnRefs() const {
-    ULONG pins = 0;
-    for (const auto& pin : m_pins) {
-        pins += pin->Refs();
-    }
-    return Refs() - pins;
-}
-
 std::string FakeFilter::Describe() const {
-    std::string text = Name() + ": " + std::to_string(OwnRefs()) + " references";
-    for (const auto& pin : m_pins) {
-        if (pin->Refs() != 0) {
-            text += ", " + std::to_string(pin->Refs()) + " on " + pin->Name();
-            text += pin->IsConnected() ? " (connected)" : "";
-        }
-    }
-    return text + (m_graph != nullptr ? ", in a graph" : "");
+    return FakeCom::Describe() + (m_graph != nullptr ? ", in a graph" : "");
 }
 
 IUnknown* FakeFilter::FindInterface(REFIID iid) {
-    if (iid == IID_IUnknown || iid == IID_IPersist || iid == IID_IMediaFilter ||
-        iid == IID_IBaseFilter) {
-        return this;
-    }
-    if (iid == IID_IFileSourceFilter && fileSource.present) {
-        return &fileSource;
-    }
-    if (iid == IID_IAMStreamSelect && streamSelect.present) {
-        return &streamSelect;
-    }
-    if (iid == IID_ISpecifyPropertyPages && propertyPages.present) {
-        return &propertyPages;
-    }
-    for (const auto& [known, object] : m_interfaces) {
-        if (known == iid) {
-            return object ? object.Get() : this;
-        }
-    }
-    return nullptr;
-}
-
-HRESULT FakeFilter::GetClassID(CLSID* out) {
-    *out = GUID_NULL;
-    return Call("GetClassID", [&]() -> HRESULT {
-        *out = clsid;
-        return S_OK;
-    });
-}
-
-HRESULT FakeFilter::Stop() {
-    return Call("Stop", [&]() -> HRESULT {
-        state = State_Stopped;
-        return S_OK;
-    });
-}
-
-HRESULT FakeFilter::Pause() {
-    return Call("Pause", [&]() -> HRESULT {
-        state = State_Paused;
-        return S_OK;
-    });
-}
-
-HRESULT FakeFilter::Run(REFERENCE_TIME) {
-    return Call("Run", [&]() -> HRESULT {
-        state = State_Running;
-        return S_OK;
-    });
-}
-
-HRESULT FakeFilter::GetState(DWORD timeout, FILTER_STATE* out) {
-    return Call(
-        "GetState",
-        [&]() -> HRESULT {
-            *out = state;
-            return S_OK;
-        },
-        timeout);
-}
-
-HRESULT FakeFilter::SetSyncSource(IReferenceClock* clock) {
-    return Call(
-        "SetSyncSource", [] { return S_OK; }, clock);
-}
-
-HRESULT FakeFilter::GetSyncSource(IReferenceClock** clock) {
-    *clock = nullptr;
-    return Call("GetSyncSource", [] { return S_OK; });
+    const bool own = iid == IID_IUnknown || iid == IID_IPersist || iid == IID_IMediaFilter ||
+                     iid == IID_IBaseFilter;
+    return own ? this : FindFurther(iid);
 }
 
 HRESULT FakeFilter::EnumPins(IEnumPins** out) {
     *out = nullptr;
     return Call("EnumPins", [&]() -> HRESULT {
-        *out = new FakeEnum<IEnumPins, IPin>(*this, ".EnumPins", IID_IEnumPins,
-                                             [this](std::size_t index) -> IPin* {
-                                                 if (index >= m_pins.size()) {
-                                                     return nullptr;
-                                                 }
-                                                 m_pins[index]->AddReference();
-                                                 return m_pins[index].get();
-                                             });
+        *out =
+            new FakeEnum<IEnumPins, IPin>(*this, ".EnumPins", [this](std::size_t index) -> IPin* {
+                if (index >= m_pins.size()) {
+                    return nullptr;
+                }
+                m_pins[index]->AddReference();
+                return m_pins[index].get();
+            });
         return S_OK;
     });
-}
-
-HRESULT FakeFilter::FindPin(LPCWSTR id, IPin** out) {
-    *out = nullptr;
-    return Call(
-        "FindPin",
-        [&]() -> HRESULT {
-            for (const auto& pin : m_pins) {
-                if (pin->pinName == id) {
-                    pin->AddReference();
-                    *out = pin.get();
-                    return S_OK;
-                }
-            }
-            return VFW_E_NOT_FOUND;
-        },
-        id);
 }
 
 HRESULT FakeFilter::QueryFilterInfo(FILTER_INFO* info) {
@@ -349,22 +202,15 @@ HRESULT FakeFilter::QueryFilterInfo(FILTER_INFO* info) {
 }
 
 HRESULT FakeFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
-    return Call(
-        "JoinFilterGraph",
-        [&]() -> HRESULT {
-            m_graph = graph;
-            m_graphName = name != nullptr ? name : L"";
-            return S_OK;
-        },
-        graph, name);
+    return Call("JoinFilterGraph", std::tie(graph, name), [&]() -> HRESULT {
+        m_graph = graph;
+        m_graphName = name != nullptr ? name : L"";
+        return S_OK;
+    });
 }
 
 ComPtr<FakeFilter> MakeFilter(std::string name, const PinSpecs& pins) {
     return Adopt(new FakeFilter(std::move(name), pins));
-}
-
-ComPtr<IUnknown> MakeUnknown(std::string name) {
-    return Adopt<IUnknown>(new Unknown(std::move(name)));
 }
 
 void Join(FakePin& out, FakePin& in) {

@@ -54,20 +54,17 @@ public:
     bool IsConnected() const { return m_peer != nullptr; }
     bool IsInput() const { return direction == PINDIR_INPUT; }
 
-    /// A further interface: `object`'s, or a bare IUnknown of the pin's own.
-    void Expose(REFIID iid, IUnknown* object = nullptr);
-
     /// The type that both would agree on; false when there is none.
     static bool Agree(const FakePin& out, const FakePin& in, MediaType& type);
     /// Connects both ends without any call that is journalled or may fail.
     static void Join(FakePin& out, FakePin& in, const MediaType& type);
     void Unjoin(); ///< this end only
 
-    FakeObject& Listed() override;
+    std::string Describe() const override {
+        return FakeCom::Describe() + (IsConnected() ? " (connected)" : "");
+    }
     void Abandon() override;
     IUnknown* FindInterface(REFIID iid) override;
-    ULONG AddReference() override;
-    ULONG DropReference() override;
 
     HRESULT STDMETHODCALLTYPE Connect(IPin* receiver, const AM_MEDIA_TYPE* type) override;
     HRESULT STDMETHODCALLTYPE ReceiveConnection(IPin* connector,
@@ -76,11 +73,13 @@ public:
     HRESULT STDMETHODCALLTYPE ConnectedTo(IPin** peer) override;
     HRESULT STDMETHODCALLTYPE ConnectionMediaType(AM_MEDIA_TYPE* type) override;
     HRESULT STDMETHODCALLTYPE QueryPinInfo(PIN_INFO* info) override;
-    HRESULT STDMETHODCALLTYPE QueryDirection(PIN_DIRECTION* result) override;
-    HRESULT STDMETHODCALLTYPE QueryId(LPWSTR* id) override;
-    HRESULT STDMETHODCALLTYPE QueryAccept(const AM_MEDIA_TYPE* type) override;
+    HRESULT STDMETHODCALLTYPE QueryDirection(PIN_DIRECTION* result) override {
+        return Give("QueryDirection", result, direction);
+    }
     HRESULT STDMETHODCALLTYPE EnumMediaTypes(IEnumMediaTypes** out) override;
-    HRESULT STDMETHODCALLTYPE QueryInternalConnections(IPin** pins, ULONG* count) override;
+    FAKE_UNEXPECTED(QueryId, LPWSTR*)
+    FAKE_UNEXPECTED(QueryAccept, const AM_MEDIA_TYPE*)
+    FAKE_UNEXPECTED(QueryInternalConnections, IPin**, ULONG*)
     FAKE_UNEXPECTED(EndOfStream)
     FAKE_UNEXPECTED(BeginFlush)
     FAKE_UNEXPECTED(EndFlush)
@@ -89,7 +88,6 @@ public:
 private:
     FakeFilter& m_filter;
     IPin* m_peer = nullptr;
-    std::vector<std::pair<IID, ComPtr<IUnknown>>> m_interfaces;
 };
 
 /// IFileSourceFilter of a FakeFilter; results["Load"] refuses.
@@ -98,7 +96,7 @@ public:
     using Facet::Facet;
     std::wstring path; ///< what was loaded
     HRESULT STDMETHODCALLTYPE Load(LPCOLESTR file, const AM_MEDIA_TYPE* type) override;
-    HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR* file, AM_MEDIA_TYPE* type) override;
+    FAKE_UNEXPECTED(GetCurFile, LPOLESTR*, AM_MEDIA_TYPE*)
 };
 
 /// A stream of IAMStreamSelect.
@@ -114,7 +112,9 @@ class StreamSelectFacet final : public Facet<IAMStreamSelect> {
 public:
     using Facet::Facet;
     std::vector<SelectableStream> streams;
-    HRESULT STDMETHODCALLTYPE Count(DWORD* count) override;
+    HRESULT STDMETHODCALLTYPE Count(DWORD* count) override {
+        return Give("Count", count, static_cast<DWORD>(streams.size()));
+    }
     HRESULT STDMETHODCALLTYPE Info(long index, AM_MEDIA_TYPE** type, DWORD* flags, LCID* lcid,
                                    DWORD* group, WCHAR** name, IUnknown** object,
                                    IUnknown** unknown) override;
@@ -132,22 +132,18 @@ public:
 class FakeFilter final : public FakeCom<IBaseFilter> {
 public:
     FakeFilter(std::string name, const PinSpecs& pins);
-    ~FakeFilter() override;
 
     GUID clsid; ///< different for each filter
-    FILTER_STATE state = State_Stopped;
 
     // Optional interfaces; absent until `present` is set.
-    FileSourceFacet fileSource;
-    StreamSelectFacet streamSelect;
-    PropertyPagesFacet propertyPages;
+    FileSourceFacet fileSource{*this, Name(), IID_IFileSourceFilter};
+    StreamSelectFacet streamSelect{*this, Name(), IID_IAMStreamSelect};
+    PropertyPagesFacet propertyPages{*this, Name(), IID_ISpecifyPropertyPages};
 
     /// Makes IFileSourceFilter present, with `result` for Load.
     FakeFilter& AcceptFiles(HRESULT result = S_OK);
     /// Makes IAMStreamSelect present with these streams.
     FakeFilter& Select(std::vector<SelectableStream> streams);
-    /// A further interface: `object`'s, or a bare IUnknown of the filter's own.
-    FakeFilter& Expose(REFIID iid, IUnknown* object = nullptr);
 
     FakePin& AddPin(const PinSpec& pin);
     std::size_t PinCount() const { return m_pins.size(); }
@@ -157,42 +153,36 @@ public:
     FakePin& OutPin(std::size_t index = 0);
     bool IsRenderer() const;
 
-    /// References other than those of its pins.
-    ULONG OwnRefs() const;
     IFilterGraph* Graph() const { return m_graph; }
-    const std::wstring& GraphName() const { return m_graphName; }
 
-    void Abandon() override;
     std::string Describe() const override;
     IUnknown* FindInterface(REFIID iid) override;
 
-    HRESULT STDMETHODCALLTYPE GetClassID(CLSID* out) override;
-    HRESULT STDMETHODCALLTYPE Stop() override;
-    HRESULT STDMETHODCALLTYPE Pause() override;
-    HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME start) override;
-    HRESULT STDMETHODCALLTYPE GetState(DWORD timeout, FILTER_STATE* out) override;
-    HRESULT STDMETHODCALLTYPE SetSyncSource(IReferenceClock* clock) override;
-    HRESULT STDMETHODCALLTYPE GetSyncSource(IReferenceClock** clock) override;
+    HRESULT STDMETHODCALLTYPE GetClassID(CLSID* out) override {
+        return Give("GetClassID", out, clsid);
+    }
     HRESULT STDMETHODCALLTYPE EnumPins(IEnumPins** out) override;
-    HRESULT STDMETHODCALLTYPE FindPin(LPCWSTR id, IPin** out) override;
     HRESULT STDMETHODCALLTYPE QueryFilterInfo(FILTER_INFO* info) override;
     HRESULT STDMETHODCALLTYPE JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override;
     FAKE_UNEXPECTED(QueryVendorInfo, LPWSTR*)
+    FAKE_UNEXPECTED(FindPin, LPCWSTR, IPin**)
+    FAKE_UNEXPECTED(Stop)
+    FAKE_UNEXPECTED(Pause)
+    FAKE_UNEXPECTED(Run, REFERENCE_TIME)
+    FAKE_UNEXPECTED(GetState, DWORD, FILTER_STATE*)
+    FAKE_UNEXPECTED(SetSyncSource, IReferenceClock*)
+    FAKE_UNEXPECTED(GetSyncSource, IReferenceClock**)
 
 private:
     FakePin& PinOf(PIN_DIRECTION direction, std::size_t index);
 
     std::vector<std::unique_ptr<FakePin>> m_pins;
-    std::vector<std::pair<IID, ComPtr<IUnknown>>> m_interfaces;
     IFilterGraph* m_graph = nullptr; ///< not referenced, as the rules are
     std::wstring m_graphName;
 };
 
 /// A filter with one reference for the caller.
 ComPtr<FakeFilter> MakeFilter(std::string name, const PinSpecs& pins);
-
-/// An object of no interface but IUnknown.
-ComPtr<IUnknown> MakeUnknown(std::string name);
 
 /// Connects quietly, with the type that both agree on (the output's first when they do not).
 void Join(FakePin& out, FakePin& in);

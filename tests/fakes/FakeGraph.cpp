@@ -9,10 +9,6 @@ namespace fakes {
 
 namespace {
 
-std::string FacetName(const std::string& graph, const char* facet) {
-    return graph == "graph" ? std::string(facet) : graph + "." + facet;
-}
-
 /// The filter's first free pin of a direction that `fits`; null without one.
 template <class Fits> FakePin* FreePin(FakeFilter& filter, PIN_DIRECTION direction, Fits fits) {
     for (std::size_t i = 0; i < filter.PinCount(); ++i) {
@@ -34,14 +30,6 @@ const char* KindName(const FakePin& pin) {
 
 } // namespace
 
-FakeGraph::FakeGraph(std::string name)
-    : FakeCom(std::move(name)), config(*this, FacetName(Name(), "config")),
-      control(*this, FacetName(Name(), "control")),
-      mediaFilter(*this, FacetName(Name(), "mediaFilter")),
-      seeking(*this, FacetName(Name(), "seeking")), events(*this, FacetName(Name(), "events")),
-      video(*this, FacetName(Name(), "video")), audio(*this, FacetName(Name(), "audio")),
-      window(*this, FacetName(Name(), "window")), step(*this, FacetName(Name(), "step")) {}
-
 FakeGraph::~FakeGraph() {
     Silence silence;
     config.Empty();
@@ -51,15 +39,15 @@ FakeGraph::~FakeGraph() {
 }
 
 void FakeGraph::Abandon() {
+    FakeCom::Abandon();
     m_filters.clear();
-    config.Abandon();
     for (ComPtr<FakeFilter>& transform : transforms) {
         transform.Detach();
     }
 }
 
-ComPtr<FakeGraph> MakeGraph(std::string name) {
-    return Adopt(new FakeGraph(std::move(name)));
+ComPtr<FakeGraph> MakeGraph() {
+    return Adopt(new FakeGraph);
 }
 
 FakeFilter& FakeGraph::Add(std::string name, const PinSpecs& pins) {
@@ -74,7 +62,7 @@ void FakeGraph::Add(IBaseFilter* filter, const wchar_t* name) {
 }
 
 bool FakeGraph::Contains(IBaseFilter* filter) const {
-    return std::any_of(m_filters.rbegin(), m_filters.rend(),
+    return std::any_of(m_filters.begin(), m_filters.end(),
                        [&](const Member& member) { return member.filter == filter; });
 }
 
@@ -150,19 +138,15 @@ bool FakeGraph::CanJoin(FakePin& out, FakePin& in) const {
     return canConnect ? canConnect(out, in) : FakePin::Agree(out, in, type);
 }
 
-HRESULT FakeGraph::Attach(FakePin& out, FakePin& in) {
-    return out.Connect(&in, nullptr);
-}
-
 bool FakeGraph::JoinThrough(FakePin& out, FakeFilter& middle, FakePin& in) {
     FakePin* const middleIn =
         FreePin(middle, PINDIR_INPUT, [&](FakePin& pin) { return CanJoin(out, pin); });
     FakePin* const middleOut =
         FreePin(middle, PINDIR_OUTPUT, [&](FakePin& pin) { return CanJoin(pin, in); });
-    if (middleIn == nullptr || middleOut == nullptr || FAILED(Attach(out, *middleIn))) {
+    if (middleIn == nullptr || middleOut == nullptr || FAILED(out.Connect(middleIn, nullptr))) {
         return false;
     }
-    if (FAILED(Attach(*middleOut, in))) {
+    if (FAILED(middleOut->Connect(&in, nullptr))) {
         Part(out);
         return false;
     }
@@ -176,30 +160,28 @@ HRESULT FakeGraph::ConnectPins(FakePin& out, FakePin& in) {
     if (out.IsConnected() || in.IsConnected()) {
         return VFW_E_ALREADY_CONNECTED;
     }
-    if (CanJoin(out, in) && SUCCEEDED(Attach(out, in))) {
+    if (CanJoin(out, in) && SUCCEEDED(out.Connect(&in, nullptr))) {
         return S_OK;
     }
-    for (IBaseFilter* cached : std::vector<IBaseFilter*>(config.Cached())) {
-        auto* middle = AsFake<FakeFilter>(cached);
-        if (middle != nullptr && JoinThrough(out, *middle, in)) {
-            const ComPtr<IBaseFilter> filter = config.Withdraw(cached);
-            Enter(filter.Get(), Widen(middle->Name()).c_str());
-            return S_OK;
-        }
-    }
+    std::vector<IBaseFilter*> middles = config.Cached();
     for (auto member = m_filters.rbegin(); member != m_filters.rend(); ++member) {
-        auto* middle = AsFake<FakeFilter>(member->filter);
-        if (middle != nullptr && middle != &out.Filter() && middle != &in.Filter() &&
-            JoinThrough(out, *middle, in)) {
-            return S_OK;
-        }
+        middles.push_back(member->filter);
     }
-    for (auto transform = transforms.begin(); transform != transforms.end(); ++transform) {
-        if (JoinThrough(out, *transform->Get(), in)) {
-            Enter(transform->Get(), Widen((*transform)->Name()).c_str());
-            transforms.erase(transform);
-            return S_OK;
+    for (const ComPtr<FakeFilter>& transform : transforms) {
+        middles.push_back(transform.Get());
+    }
+    for (IBaseFilter* candidate : middles) {
+        auto* const middle = AsFake<FakeFilter>(candidate);
+        if (middle == nullptr || middle == &out.Filter() || middle == &in.Filter() ||
+            !JoinThrough(out, *middle, in)) {
+            continue;
         }
+        if (!Contains(candidate)) {
+            Enter(candidate, Widen(middle->Name()).c_str());
+            config.Withdraw(candidate);
+            std::erase_if(transforms, [&](auto& one) { return one.Get() == middle; });
+        }
+        return S_OK;
     }
     return VFW_E_CANNOT_CONNECT;
 }
@@ -221,93 +203,47 @@ HRESULT FakeGraph::RenderPin(FakePin& out) {
             return S_OK;
         }
     }
-    if (!makeRenderers) {
-        return VFW_E_CANNOT_RENDER;
-    }
     PinSpec input = In();
     input.types = out.types;
     FakeFilter& renderer =
         Add(std::string(KindName(out)) + "Renderer" + std::to_string(m_nextRenderer++), {input});
-    return Attach(out, renderer.InPin());
-}
-
-std::string FakeGraph::Describe() const {
-    std::string text = Name() + ": " + std::to_string(Refs()) + " references";
-    const auto add = [&text](const auto& facet) {
-        if (facet.Refs() != 0) {
-            text += ", " + std::to_string(facet.Refs()) + " on " + facet.Name();
-        }
-    };
-    add(config);
-    add(control);
-    add(mediaFilter);
-    add(seeking);
-    add(events);
-    add(video);
-    add(audio);
-    add(window);
-    add(step);
-    return text;
+    return out.Connect(&renderer.InPin(), nullptr);
 }
 
 IUnknown* FakeGraph::FindInterface(REFIID iid) {
-    if (iid == IID_IUnknown || iid == IID_IFilterGraph || iid == IID_IGraphBuilder) {
-        return this;
-    }
-    IUnknown* found = nullptr;
-    const auto offer = [&](const IID& known, auto& facet) {
-        if (iid == known && facet.present) {
-            found = &facet;
-        }
-    };
-    offer(IID_IGraphConfig, config);
-    offer(IID_IMediaControl, control);
-    offer(IID_IMediaFilter, mediaFilter);
-    offer(IID_IMediaSeeking, seeking);
-    offer(IID_IMediaEvent, events);
-    offer(IID_IMediaEventEx, events);
-    offer(IID_IBasicVideo, video);
-    offer(IID_IBasicAudio, audio);
-    offer(IID_IVideoWindow, window);
-    offer(IID_IVideoFrameStep, step);
-    return found;
+    const bool own = iid == IID_IUnknown || iid == IID_IFilterGraph || iid == IID_IGraphBuilder;
+    return own ? this : FindFurther(iid);
 }
 
 HRESULT FakeGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
-    return Call(
-        "AddFilter",
-        [&]() -> HRESULT {
-            if (filter == nullptr) {
-                return E_POINTER;
-            }
-            if (Contains(filter)) {
-                return VFW_E_DUPLICATE_NAME;
-            }
-            const bool duplicate = name != nullptr && m_names.contains(name);
-            Enter(filter, name);
-            return duplicate ? VFW_S_DUPLICATE_NAME : S_OK;
-        },
-        filter, name);
+    return Call("AddFilter", std::tie(filter, name), [&]() -> HRESULT {
+        if (filter == nullptr) {
+            return E_POINTER;
+        }
+        if (Contains(filter)) {
+            return VFW_E_DUPLICATE_NAME;
+        }
+        const bool duplicate = name != nullptr && m_names.contains(name);
+        Enter(filter, name);
+        return duplicate ? VFW_S_DUPLICATE_NAME : S_OK;
+    });
 }
 
 HRESULT FakeGraph::RemoveFilter(IBaseFilter* filter) {
-    return Call(
-        "RemoveFilter",
-        [&]() -> HRESULT {
-            if (!Contains(filter)) {
-                return VFW_E_NOT_FOUND;
-            }
-            Leave(filter);
-            return S_OK;
-        },
-        filter);
+    return Call("RemoveFilter", std::tie(filter), [&]() -> HRESULT {
+        if (!Contains(filter)) {
+            return VFW_E_NOT_FOUND;
+        }
+        Leave(filter);
+        return S_OK;
+    });
 }
 
 HRESULT FakeGraph::EnumFilters(IEnumFilters** out) {
     *out = nullptr;
     return Call("EnumFilters", [&]() -> HRESULT {
         *out = new FakeEnum<IEnumFilters, IBaseFilter>(
-            *this, ".EnumFilters", IID_IEnumFilters,
+            *this, ".EnumFilters",
             [this](std::size_t index) -> IBaseFilter* {
                 if (index >= m_filters.size()) {
                     return nullptr;
@@ -321,31 +257,8 @@ HRESULT FakeGraph::EnumFilters(IEnumFilters** out) {
     });
 }
 
-HRESULT FakeGraph::FindFilterByName(LPCWSTR name, IBaseFilter** out) {
-    *out = nullptr;
-    return Call(
-        "FindFilterByName",
-        [&]() -> HRESULT {
-            for (const Member& member : m_filters) {
-                if (member.name == name) {
-                    *out = member.filter;
-                    member.filter->AddRef();
-                    return S_OK;
-                }
-            }
-            return VFW_E_NOT_FOUND;
-        },
-        name);
-}
-
-HRESULT FakeGraph::ConnectDirect(IPin* out, IPin* in, const AM_MEDIA_TYPE* type) {
-    return Call(
-        "ConnectDirect", [&] { return out->Connect(in, type); }, out, in);
-}
-
 HRESULT FakeGraph::Disconnect(IPin* pin) {
-    return Call(
-        "Disconnect", [&] { return pin->Disconnect(); }, pin);
+    return Call("Disconnect", std::tie(pin), [&] { return pin->Disconnect(); });
 }
 
 HRESULT FakeGraph::SetDefaultSyncSource() {
@@ -356,47 +269,38 @@ HRESULT FakeGraph::SetDefaultSyncSource() {
 }
 
 HRESULT FakeGraph::Connect(IPin* out, IPin* in) {
-    return Call(
-        "Connect",
-        [&]() -> HRESULT {
-            auto* fakeOut = AsFake<FakePin>(out);
-            auto* fakeIn = AsFake<FakePin>(in);
-            if (fakeOut == nullptr || fakeIn == nullptr) {
-                return out->Connect(in, nullptr);
-            }
-            return onConnect ? onConnect(*fakeOut, *fakeIn) : ConnectPins(*fakeOut, *fakeIn);
-        },
-        out, in);
+    return Call("Connect", std::tie(out, in), [&]() -> HRESULT {
+        auto* fakeOut = AsFake<FakePin>(out);
+        auto* fakeIn = AsFake<FakePin>(in);
+        if (fakeOut == nullptr || fakeIn == nullptr) {
+            return out->Connect(in, nullptr);
+        }
+        return onConnect ? onConnect(*fakeOut, *fakeIn) : ConnectPins(*fakeOut, *fakeIn);
+    });
 }
 
 HRESULT FakeGraph::Render(IPin* out) {
-    return Call(
-        "Render",
-        [&]() -> HRESULT {
-            auto* fake = AsFake<FakePin>(out);
-            if (fake == nullptr) {
-                return VFW_E_CANNOT_RENDER;
-            }
-            return onRender ? onRender(*fake) : RenderPin(*fake);
-        },
-        out);
+    return Call("Render", std::tie(out), [&]() -> HRESULT {
+        auto* fake = AsFake<FakePin>(out);
+        if (fake == nullptr) {
+            return VFW_E_CANNOT_RENDER;
+        }
+        return onRender ? onRender(*fake) : RenderPin(*fake);
+    });
 }
 
 HRESULT FakeGraph::AddSourceFilter(LPCWSTR path, LPCWSTR name, IBaseFilter** out) {
     *out = nullptr;
-    return Call(
-        "AddSourceFilter",
-        [&]() -> HRESULT {
-            const ComPtr<FakeFilter> source = makeSource ? makeSource(path) : nullptr;
-            if (!source) {
-                return VFW_E_UNKNOWN_FILE_TYPE;
-            }
-            Enter(source.Get(), name);
-            *out = source.Get();
-            (*out)->AddRef();
-            return S_OK;
-        },
-        path, name);
+    return Call("AddSourceFilter", std::tie(path, name), [&]() -> HRESULT {
+        const ComPtr<FakeFilter> source = makeSource ? makeSource(path) : nullptr;
+        if (!source) {
+            return VFW_E_UNKNOWN_FILE_TYPE;
+        }
+        Enter(source.Get(), name);
+        *out = source.Get();
+        (*out)->AddRef();
+        return S_OK;
+    });
 }
 
 } // namespace fakes

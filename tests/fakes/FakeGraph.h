@@ -18,18 +18,18 @@ namespace fakes {
 /// each with `present`, `results` and knobs of its own.
 class FakeGraph final : public FakeCom<IGraphBuilder> {
 public:
-    explicit FakeGraph(std::string name = "graph");
+    FakeGraph() : FakeCom("graph") {}
     ~FakeGraph() override;
 
-    ConfigFacet config;
-    ControlFacet control;
-    MediaFilterFacet mediaFilter;
-    SeekingFacet seeking;
-    EventsFacet events;
-    VideoFacet video;
-    AudioFacet audio;
-    WindowFacet window;
-    StepFacet step;
+    ConfigFacet config{*this, "config", IID_IGraphConfig};
+    ControlFacet control{*this, "control", IID_IMediaControl};
+    MediaFilterFacet mediaFilter{*this, "mediaFilter", IID_IMediaFilter};
+    SeekingFacet seeking{*this, "seeking", IID_IMediaSeeking};
+    EventsFacet events{*this, "events", IID_IMediaEventEx};
+    VideoFacet video{*this, "video", IID_IBasicVideo};
+    AudioFacet audio{*this, "audio", IID_IBasicAudio};
+    WindowFacet window{*this, "window", IID_IVideoWindow};
+    StepFacet step{*this, "step", IID_IVideoFrameStep};
 
     /// Whether two free pins can be connected directly; by media type when empty.
     std::function<bool(FakePin& out, FakePin& in)> canConnect;
@@ -41,9 +41,6 @@ public:
     /// Filters that intelligent connection may put between two pins, besides the cached ones
     /// and those in the graph. One that is used enters the graph.
     std::vector<ComPtr<FakeFilter>> transforms;
-
-    /// Render makes a renderer when no filter of the graph will do.
-    bool makeRenderers = true;
 
     /// AddSourceFilter's filter, null to refuse; without it VFW_E_UNKNOWN_FILE_TYPE.
     std::function<ComPtr<FakeFilter>(const std::wstring& path)> makeSource;
@@ -69,21 +66,19 @@ public:
     unsigned Version() const { return m_version; }
 
     void Abandon() override;
-    std::string Describe() const override;
     IUnknown* FindInterface(REFIID iid) override;
 
     HRESULT STDMETHODCALLTYPE AddFilter(IBaseFilter* filter, LPCWSTR name) override;
     HRESULT STDMETHODCALLTYPE RemoveFilter(IBaseFilter* filter) override;
     HRESULT STDMETHODCALLTYPE EnumFilters(IEnumFilters** out) override;
-    HRESULT STDMETHODCALLTYPE FindFilterByName(LPCWSTR name, IBaseFilter** out) override;
-    HRESULT STDMETHODCALLTYPE ConnectDirect(IPin* out, IPin* in,
-                                            const AM_MEDIA_TYPE* type) override;
     HRESULT STDMETHODCALLTYPE Disconnect(IPin* pin) override;
     HRESULT STDMETHODCALLTYPE SetDefaultSyncSource() override;
     HRESULT STDMETHODCALLTYPE Connect(IPin* out, IPin* in) override;
     HRESULT STDMETHODCALLTYPE Render(IPin* out) override;
     HRESULT STDMETHODCALLTYPE AddSourceFilter(LPCWSTR path, LPCWSTR name,
                                               IBaseFilter** out) override;
+    FAKE_UNEXPECTED(FindFilterByName, LPCWSTR, IBaseFilter**)
+    FAKE_UNEXPECTED(ConnectDirect, IPin*, IPin*, const AM_MEDIA_TYPE*)
     FAKE_UNEXPECTED(Reconnect, IPin*)
     FAKE_UNEXPECTED(RenderFile, LPCWSTR, LPCWSTR)
     FAKE_UNEXPECTED(SetLogFile, DWORD_PTR)
@@ -97,7 +92,6 @@ private:
     };
 
     bool CanJoin(FakePin& out, FakePin& in) const;
-    HRESULT Attach(FakePin& out, FakePin& in);
     bool JoinThrough(FakePin& out, FakeFilter& middle, FakePin& in);
 
     std::vector<Member> m_filters; ///< the last is the first that is enumerated
@@ -108,6 +102,6 @@ private:
 };
 
 /// A graph with one reference for the caller.
-ComPtr<FakeGraph> MakeGraph(std::string name = "graph");
+ComPtr<FakeGraph> MakeGraph();
 
 } // namespace fakes

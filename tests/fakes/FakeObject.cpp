@@ -1,7 +1,5 @@
 #include "fakes/FakeObject.h"
 
-#include <algorithm>
-#include <cstdio>
 #include <utility>
 
 namespace fakes {
@@ -22,22 +20,15 @@ Ledger& Ledger::Get() {
     return ledger;
 }
 
-void Ledger::Add(FakeObject& object) {
+Ledger::Mark Ledger::Add(FakeObject& object) {
     const std::lock_guard lock(m_mutex);
-    object.m_serial = ++m_serial;
-    object.m_next = m_first;
-    if (m_first != nullptr) {
-        m_first->m_previous = &object;
-    }
-    m_first = &object;
+    m_alive[++m_serial] = &object;
+    return m_serial;
 }
 
-void Ledger::Remove(FakeObject& object) {
+void Ledger::Remove(Mark serial) {
     const std::lock_guard lock(m_mutex);
-    (object.m_previous != nullptr ? object.m_previous->m_next : m_first) = object.m_next;
-    if (object.m_next != nullptr) {
-        object.m_next->m_previous = object.m_previous;
-    }
+    m_alive.erase(serial);
 }
 
 Ledger::Mark Ledger::Now() {
@@ -45,39 +36,28 @@ Ledger::Mark Ledger::Now() {
     return m_serial;
 }
 
-std::size_t Ledger::Count(Mark since) {
-    const std::lock_guard lock(m_mutex);
-    std::size_t count = 0;
-    for (const FakeObject* object = m_first; object != nullptr; object = object->m_next) {
-        count += object->m_serial > since ? 1 : 0;
-    }
-    return count;
-}
-
 std::vector<std::string> Ledger::Alive(Mark since) {
     const std::lock_guard lock(m_mutex);
     std::vector<std::string> texts;
-    for (const FakeObject* object = m_first; object != nullptr; object = object->m_next) {
-        if (object->m_serial > since) {
-            texts.push_back(object->Describe());
-        }
+    for (auto entry = m_alive.upper_bound(since); entry != m_alive.end(); ++entry) {
+        texts.push_back(entry->second->Describe());
     }
-    std::reverse(texts.begin(), texts.end());
     return texts;
 }
 
-bool Ledger::IsAlive(const FakeObject* object) {
+bool Ledger::IsAlive(Mark serial) {
     const std::lock_guard lock(m_mutex);
-    for (const FakeObject* alive = m_first; alive != nullptr; alive = alive->m_next) {
-        if (alive == object) {
-            return true;
-        }
-    }
-    return false;
+    return m_alive.contains(serial);
+}
+
+FakeObject* Ledger::FirstAfter(Mark since) {
+    const std::lock_guard lock(m_mutex);
+    const auto entry = m_alive.upper_bound(since);
+    return entry != m_alive.end() ? entry->second : nullptr;
 }
 
 void Ledger::ExpectLeak(FakeObject& object, ULONG references) {
-    m_expected.push_back({&object, &object.Listed(), references, object.Name()});
+    m_expected.push_back({&object, object.m_serial, references, object.Name()});
 }
 
 std::vector<std::string> Ledger::Settle(Mark since) {
@@ -85,7 +65,7 @@ std::vector<std::string> Ledger::Settle(Mark since) {
     std::vector<std::string> problems;
     for (const Expected& expected : std::exchange(m_expected, {})) {
         ULONG released = 0;
-        while (released < expected.references && IsAlive(expected.listed) &&
+        while (released < expected.references && IsAlive(expected.serial) &&
                expected.object->Refs() > 0) {
             expected.object->DropReference();
             ++released;
@@ -99,50 +79,69 @@ std::vector<std::string> Ledger::Settle(Mark since) {
     problems.insert(problems.end(), alive.begin(), alive.end());
 
     g_demolishing = true;
-    {
-        const std::lock_guard lock(m_mutex);
-        for (FakeObject* object = m_first; object != nullptr; object = object->m_next) {
-            if (object->m_serial > since) {
-                object->Abandon();
-            }
-        }
+    for (auto entry = m_alive.upper_bound(since); entry != m_alive.end(); ++entry) {
+        entry->second->Abandon();
     }
-    for (;;) {
-        FakeObject* leaked = nullptr;
-        {
-            const std::lock_guard lock(m_mutex);
-            for (FakeObject* object = m_first; object != nullptr; object = object->m_next) {
-                if (object->m_serial > since) {
-                    leaked = object;
-                    break;
-                }
-            }
-        }
-        if (leaked == nullptr) {
-            break;
-        }
+    while (FakeObject* const leaked = FirstAfter(since)) {
         delete leaked;
     }
     g_demolishing = false;
     return problems;
 }
 
-FakeObject::FakeObject(std::string name, bool listed) : m_name(std::move(name)), m_listed(listed) {
-    if (m_listed) {
-        Ledger::Get().Add(*this);
-    } else {
-        m_refs = 0;
+FakeObject::FakeObject(std::string name, FakeObject* owner)
+    : m_name(std::move(name)), m_owner(owner), m_refs(owner == nullptr ? 1 : 0),
+      m_serial(owner == nullptr ? Ledger::Get().Add(*this) : owner->m_serial) {
+    if (owner != nullptr) {
+        owner->m_parts.push_back(this);
     }
 }
 
 FakeObject::~FakeObject() {
-    if (m_listed) {
-        Ledger::Get().Remove(*this);
+    if (m_owner == nullptr) {
+        Ledger::Get().Remove(m_serial);
     }
 }
 
+ULONG FakeObject::OwnRefs() const {
+    ULONG references = m_refs;
+    for (const FakeObject* part : m_parts) {
+        references -= part->m_refs;
+    }
+    return references;
+}
+
 std::string FakeObject::Describe() const {
-    return m_name + ": " + std::to_string(Refs()) + " references";
+    std::string text = m_name + ": " + std::to_string(OwnRefs()) + " references";
+    for (const FakeObject* part : m_parts) {
+        if (part->m_refs != 0) {
+            text += ", " + part->Describe();
+        }
+    }
+    return text;
+}
+
+IUnknown* FakeObject::FindFurther(REFIID iid) {
+    for (const auto& [known, object] : m_exposed) {
+        if (known == iid) {
+            return object ? object.Get() : FindInterface(IID_IUnknown);
+        }
+    }
+    for (FakeObject* part : m_parts) {
+        if (IUnknown* const facet = part->AsFacet(iid)) {
+            return facet;
+        }
+    }
+    return nullptr;
+}
+
+void FakeObject::Abandon() {
+    for (auto& [iid, object] : m_exposed) {
+        object.Detach();
+    }
+    for (FakeObject* part : m_parts) {
+        part->Abandon();
+    }
 }
 
 HRESULT FakeObject::Query(REFIID iid, void** out) {
@@ -166,18 +165,25 @@ HRESULT FakeObject::Query(REFIID iid, void** out) {
     if (iid == IID_IUnknown) {
         return act(); // cannot fail by the rules of COM
     }
-    return Invoke(m_name, results, kQueryCall, "QueryInterface", act, iid);
+    return Invoke(m_name, results, kQueryCall, "QueryInterface", std::tie(iid), act);
+}
+
+void FakeObject::Journalise(const char* method) const {
+    if ((Journal::Get().Kinds() & kRefCall) != 0) {
+        Line line;
+        fakes::Describe(line, m_name, method);
+        Journal::Get().Append(line.View());
+    }
 }
 
 ULONG FakeObject::AddReference() {
     if (g_demolishing) {
         return 1;
     }
-    if ((Journal::Get().Kinds() & kRefCall) != 0) {
-        Line line;
-        detail::Describe(line, m_name, "AddRef");
-        Journal::Get().Append(line.View());
+    if (m_owner != nullptr) {
+        m_owner->AddReference();
     }
+    Journalise("AddRef");
     return ++m_refs;
 }
 
@@ -185,18 +191,16 @@ ULONG FakeObject::DropReference() {
     if (g_demolishing) {
         return 1;
     }
-    if ((Journal::Get().Kinds() & kRefCall) != 0) {
-        Line line;
-        detail::Describe(line, m_name, "Release");
-        Journal::Get().Append(line.View());
-    }
+    Journalise("Release");
     const ULONG left = --m_refs;
     if (left == static_cast<ULONG>(-1)) {
         m_refs = 0;
         ReportFailure(m_name + " is released more often than it is referenced");
         return 0;
     }
-    if (left == 0 && m_listed) {
+    if (m_owner != nullptr) {
+        m_owner->DropReference();
+    } else if (left == 0) {
         delete this;
     }
     return left;

@@ -2,7 +2,6 @@
 
 #include "fakes/FakeEnum.h"
 #include "fakes/FakeFilter.h"
-#include "fakes/TaskMemory.h"
 
 namespace fakes {
 
@@ -16,7 +15,7 @@ template <std::size_t N> void CopyName(wchar_t (&out)[N], const std::wstring& na
 } // namespace
 
 FakePin::FakePin(FakeFilter& filter, const PinSpec& spec, std::string name)
-    : FakeCom(filter.Name() + "." + name, false), types(spec.types), direction(spec.direction),
+    : FakeCom(filter.Name() + "." + name, &filter), types(spec.types), direction(spec.direction),
       pinName(Widen(name)), m_filter(filter) {}
 
 FakePin::~FakePin() {
@@ -25,46 +24,17 @@ FakePin::~FakePin() {
 
 void FakePin::Abandon() {
     m_peer = nullptr;
-    for (auto& [iid, object] : m_interfaces) {
-        object.Detach();
-    }
-}
-
-FakeObject& FakePin::Listed() {
-    return m_filter;
-}
-
-ULONG FakePin::AddReference() {
-    m_filter.AddReference();
-    return FakeObject::AddReference();
-}
-
-ULONG FakePin::DropReference() {
-    const ULONG left = FakeObject::DropReference();
-    m_filter.DropReference();
-    return left;
+    FakeCom::Abandon();
 }
 
 IUnknown* FakePin::FindInterface(REFIID iid) {
-    if (iid == IID_IUnknown || iid == IID_IPin) {
-        return this;
-    }
-    for (const auto& [known, object] : m_interfaces) {
-        if (known == iid) {
-            return object ? object.Get() : this;
-        }
-    }
-    return nullptr;
-}
-
-void FakePin::Expose(REFIID iid, IUnknown* object) {
-    m_interfaces.emplace_back(iid, object);
+    return iid == IID_IUnknown || iid == IID_IPin ? this : FindFurther(iid);
 }
 
 bool FakePin::Agree(const FakePin& out, const FakePin& in, MediaType& type) {
     if (out.types.empty() || in.types.empty()) {
         const FakePin& one = out.types.empty() ? in : out;
-        type = one.types.empty() ? AnyType() : one.types.front();
+        type = one.types.empty() ? MediaType() : one.types.front();
         return true;
     }
     for (const MediaType& offered : out.types) {
@@ -97,44 +67,38 @@ void FakePin::Unjoin() {
 }
 
 HRESULT FakePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
-    return Call(
-        "Connect",
-        [&]() -> HRESULT {
-            if (m_peer != nullptr) {
-                return VFW_E_ALREADY_CONNECTED;
-            }
-            MediaType agreed;
-            const auto* fake = AsFake<FakePin>(receiver);
-            if (type != nullptr) {
-                agreed = MediaType::From(*type);
-            } else if (fake == nullptr || !Agree(*this, *fake, agreed)) {
-                agreed = types.empty() ? AnyType() : types.front();
-            }
-            const AM_MEDIA_TYPE view = agreed.View();
-            const HRESULT result = receiver->ReceiveConnection(this, &view);
-            if (SUCCEEDED(result)) {
-                m_peer = receiver;
-                m_peer->AddRef();
-                connectionType = agreed;
-            }
-            return result;
-        },
-        receiver);
+    return Call("Connect", std::tie(receiver), [&]() -> HRESULT {
+        if (m_peer != nullptr) {
+            return VFW_E_ALREADY_CONNECTED;
+        }
+        MediaType agreed;
+        const auto* fake = AsFake<FakePin>(receiver);
+        if (type != nullptr) {
+            agreed = MediaType::From(*type);
+        } else if (fake == nullptr || !Agree(*this, *fake, agreed)) {
+            agreed = types.empty() ? MediaType() : types.front();
+        }
+        const AM_MEDIA_TYPE view = agreed.View();
+        const HRESULT result = receiver->ReceiveConnection(this, &view);
+        if (SUCCEEDED(result)) {
+            m_peer = receiver;
+            m_peer->AddRef();
+            connectionType = agreed;
+        }
+        return result;
+    });
 }
 
 HRESULT FakePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
-    return Call(
-        "ReceiveConnection",
-        [&]() -> HRESULT {
-            if (m_peer != nullptr) {
-                return VFW_E_ALREADY_CONNECTED;
-            }
-            m_peer = connector;
-            m_peer->AddRef();
-            connectionType = MediaType::From(*type);
-            return S_OK;
-        },
-        connector);
+    return Call("ReceiveConnection", std::tie(connector), [&]() -> HRESULT {
+        if (m_peer != nullptr) {
+            return VFW_E_ALREADY_CONNECTED;
+        }
+        m_peer = connector;
+        m_peer->AddRef();
+        connectionType = MediaType::From(*type);
+        return S_OK;
+    });
 }
 
 HRESULT FakePin::Disconnect() {
@@ -184,48 +148,14 @@ HRESULT FakePin::QueryPinInfo(PIN_INFO* info) {
     });
 }
 
-HRESULT FakePin::QueryDirection(PIN_DIRECTION* result) {
-    return Call("QueryDirection", [&]() -> HRESULT {
-        *result = direction;
-        return S_OK;
-    });
-}
-
-HRESULT FakePin::QueryId(LPWSTR* id) {
-    *id = nullptr;
-    return Call("QueryId", [&]() -> HRESULT {
-        *id = NewTaskText(pinName, "a pin id");
-        return S_OK;
-    });
-}
-
-HRESULT FakePin::QueryAccept(const AM_MEDIA_TYPE* type) {
-    return Call("QueryAccept", [&]() -> HRESULT {
-        const MediaType wanted = MediaType::From(*type);
-        for (const MediaType& known : types) {
-            if (known.Fits(wanted)) {
-                return S_OK;
-            }
-        }
-        return types.empty() ? S_OK : S_FALSE;
-    });
-}
-
 HRESULT FakePin::EnumMediaTypes(IEnumMediaTypes** out) {
     *out = nullptr;
     return Call("EnumMediaTypes", [&]() -> HRESULT {
         *out = new FakeEnum<IEnumMediaTypes, AM_MEDIA_TYPE>(
-            *this, ".EnumMediaTypes", IID_IEnumMediaTypes, [this](std::size_t index) {
+            *this, ".EnumMediaTypes", [this](std::size_t index) {
                 return index < types.size() ? types[index].NewCopy() : nullptr;
             });
         return S_OK;
-    });
-}
-
-HRESULT FakePin::QueryInternalConnections(IPin**, ULONG* count) {
-    return Call("QueryInternalConnections", [&]() -> HRESULT {
-        *count = 0;
-        return E_NOTIMPL;
     });
 }
 

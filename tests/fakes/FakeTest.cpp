@@ -9,10 +9,6 @@ namespace fakes {
 
 namespace {
 
-void Report(const std::string& text) {
-    ADD_FAILURE() << text;
-}
-
 void ReportLeaks(Ledger::Mark mark, const std::string& where) {
     for (const std::string& leak : Ledger::Get().Settle(mark)) {
         ADD_FAILURE() << "not released" << where << ": " << leak;
@@ -26,8 +22,6 @@ void ReportLeaks(Ledger::Mark mark, const std::string& where) {
 
 FakeTest::FakeTest() : m_mark(Ledger::Get().Now()) {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    SetFailureReporter(Report);
-    TrackMediaTypes(true);
     WatchTaskMemory(true);
     journal.SetKinds(kCall);
     journal.Clear();
@@ -36,7 +30,6 @@ FakeTest::FakeTest() : m_mark(Ledger::Get().Now()) {
 FakeTest::~FakeTest() {
     ReportLeaks(m_mark, "");
     WatchTaskMemory(false);
-    TrackMediaTypes(false);
     journal.Clear();
     journal.SetKinds(kCall);
     CoUninitialize();
@@ -49,7 +42,7 @@ std::size_t RunFaultPlan(const std::function<void()>& scenario, const FaultOptio
         std::string where;
         bool hit = false;
         {
-            const FaultPlan plan(n, options.result, options.pattern, options.kinds);
+            const FaultPlan plan(n, options.result);
             scenario();
             where = plan.Where();
             hit = plan.Hit();

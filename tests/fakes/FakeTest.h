@@ -35,8 +35,6 @@ private:
 
 struct FaultOptions {
     HRESULT result = E_FAIL;
-    std::string pattern = "*"; ///< the calls that are made to fail
-    unsigned kinds = kCall | kEnumCall | kQueryCall;
 
     /// After each run: the number of the failing call (0: the run without) and its text.
     std::function<void(std::size_t n, const std::string& where)> check;

@@ -13,13 +13,10 @@
 
 namespace fakes {
 
-class FakeGraph;
-class FakeFilter;
-
 /// IGraphConfig: journal name "config".
 class ConfigFacet final : public Facet<IGraphConfig> {
 public:
-    ConfigFacet(FakeGraph& graph, std::string name);
+    using Facet::Facet;
 
     /// What RemoveFilterFromCache does to the filter's count: 0 leaves the cache's reference
     /// to the caller, as DirectShow does; -1 releases it, n adds n more.
@@ -33,7 +30,7 @@ public:
     /// Takes the filter out of the cache with the cache's reference; null when not cached.
     ComPtr<IBaseFilter> Withdraw(IBaseFilter* filter);
     void Empty();
-    void Abandon() { m_cache.clear(); }
+    void Abandon() override { m_cache.clear(); }
 
     HRESULT STDMETHODCALLTYPE AddFilterToCache(IBaseFilter* filter) override;
     HRESULT STDMETHODCALLTYPE EnumCacheFilter(IEnumFilters** out) override;
@@ -47,7 +44,6 @@ public:
     FAKE_UNEXPECTED(RemoveFilterEx, IBaseFilter*, DWORD)
 
 private:
-    FakeGraph& m_graph;
     std::vector<IBaseFilter*> m_cache; ///< one reference each
     unsigned m_version = 0;
 };
@@ -58,15 +54,25 @@ public:
     using DispatchFacet::DispatchFacet;
     std::atomic<long> state{State_Stopped};
 
-    HRESULT STDMETHODCALLTYPE Run() override;
-    HRESULT STDMETHODCALLTYPE Pause() override;
-    HRESULT STDMETHODCALLTYPE Stop() override;
-    HRESULT STDMETHODCALLTYPE StopWhenReady() override;
+    HRESULT STDMETHODCALLTYPE Run() override { return Become("Run", State_Running); }
+    HRESULT STDMETHODCALLTYPE Pause() override { return Become("Pause", State_Paused); }
+    HRESULT STDMETHODCALLTYPE Stop() override { return Become("Stop", State_Stopped); }
+    HRESULT STDMETHODCALLTYPE StopWhenReady() override {
+        return Become("StopWhenReady", State_Stopped);
+    }
     HRESULT STDMETHODCALLTYPE GetState(long timeout, OAFilterState* out) override;
     FAKE_UNEXPECTED(RenderFile, BSTR)
     FAKE_UNEXPECTED(AddSourceFilter, BSTR, IDispatch**)
     FAKE_UNEXPECTED(get_FilterCollection, IDispatch**)
     FAKE_UNEXPECTED(get_RegFilterCollection, IDispatch**)
+
+private:
+    HRESULT Become(const char* method, long next) {
+        return Call(method, [&] {
+            state = next;
+            return S_OK;
+        });
+    }
 };
 
 /// IMediaFilter: journal name "mediaFilter".
@@ -87,14 +93,12 @@ public:
 /// IMediaSeeking: journal name "seeking". SetTimeFormat takes the keys of `durations`.
 class SeekingFacet final : public Facet<IMediaSeeking> {
 public:
-    SeekingFacet(FakeObject& owner, std::string name);
+    using Facet::Facet;
 
-    struct Less {
-        bool operator()(const GUID& a, const GUID& b) const;
-    };
-    DWORD capabilities;
-    GUID format;                              ///< in use
-    std::map<GUID, LONGLONG, Less> durations; ///< supported formats; media time 10 s at first
+    DWORD capabilities = AM_SEEKING_CanSeekAbsolute | AM_SEEKING_CanGetDuration;
+    GUID format = TIME_FORMAT_MEDIA_TIME; ///< in use
+    /// Of the supported formats.
+    std::map<GUID, LONGLONG, GuidLess> durations{{TIME_FORMAT_MEDIA_TIME, 100'000'000}};
     LONGLONG current = 0;
     LONGLONG stop = 0;
 
@@ -103,12 +107,18 @@ public:
     /// Works in `only` and accepts no other format.
     void OnlyFormat(const GUID& only, LONGLONG duration);
 
-    HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD* out) override;
-    HRESULT STDMETHODCALLTYPE GetTimeFormat(GUID* out) override;
+    HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD* out) override {
+        return Give("GetCapabilities", out, capabilities);
+    }
+    HRESULT STDMETHODCALLTYPE GetTimeFormat(GUID* out) override {
+        return Give("GetTimeFormat", out, format);
+    }
     HRESULT STDMETHODCALLTYPE IsUsingTimeFormat(const GUID* asked) override;
     HRESULT STDMETHODCALLTYPE SetTimeFormat(const GUID* wanted) override;
     HRESULT STDMETHODCALLTYPE GetDuration(LONGLONG* out) override;
-    HRESULT STDMETHODCALLTYPE GetCurrentPosition(LONGLONG* out) override;
+    HRESULT STDMETHODCALLTYPE GetCurrentPosition(LONGLONG* out) override {
+        return Give("GetCurrentPosition", out, current);
+    }
     /// Journalled as SetPositions(current, flags, stop, flags), "null" for a null pointer.
     HRESULT STDMETHODCALLTYPE SetPositions(LONGLONG* newCurrent, DWORD currentFlags,
                                            LONGLONG* newStop, DWORD stopFlags) override;
@@ -128,19 +138,23 @@ public:
 /// reader may be suspended or terminated anywhere.
 class EventsFacet final : public DispatchFacet<IMediaEventEx> {
 public:
-    EventsFacet(FakeObject& owner, std::string name);
-    ~EventsFacet();
+    using DispatchFacet::DispatchFacet;
+    ~EventsFacet() override { CloseHandle(m_handle); }
 
     void Push(long code, LONG_PTR param1 = 0, LONG_PTR param2 = 0);
     std::size_t Waiting() const { return m_pushed - m_popped; }
     /// Events given out whose parameters have not come back.
     long Unfreed() const { return m_unfreed; }
 
-    HRESULT STDMETHODCALLTYPE GetEventHandle(OAEVENT* out) override;
+    HRESULT STDMETHODCALLTYPE GetEventHandle(OAEVENT* out) override {
+        return Give("GetEventHandle", out, reinterpret_cast<OAEVENT>(m_handle));
+    }
     HRESULT STDMETHODCALLTYPE GetEvent(long* code, LONG_PTR* param1, LONG_PTR* param2,
                                        long timeout) override;
     HRESULT STDMETHODCALLTYPE FreeEventParams(long code, LONG_PTR param1, LONG_PTR param2) override;
-    HRESULT STDMETHODCALLTYPE SetNotifyWindow(OAHWND window, long message, LONG_PTR data) override;
+    HRESULT STDMETHODCALLTYPE SetNotifyWindow(OAHWND target, long message, LONG_PTR data) override {
+        return Note("SetNotifyWindow", target, message, data);
+    }
     FAKE_UNEXPECTED(WaitForCompletion, long, long*)
     FAKE_UNEXPECTED(CancelDefaultHandling, long)
     FAKE_UNEXPECTED(RestoreDefaultHandling, long)
@@ -155,9 +169,9 @@ private:
     };
     static constexpr std::size_t kCapacity = 1024;
 
-    HANDLE m_handle;
+    HANDLE m_handle = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     std::mutex m_pushing;
-    std::vector<Event> m_events;
+    std::vector<Event> m_events{kCapacity};
     std::atomic<std::size_t> m_pushed{0};
     std::atomic<std::size_t> m_popped{0};
     std::atomic<long> m_unfreed{0};
@@ -176,21 +190,47 @@ public:
     double frameSeconds = 0.04; ///< get_AvgTimePerFrame
     std::vector<BYTE> image;    ///< GetCurrentImage
 
-    HRESULT STDMETHODCALLTYPE get_AvgTimePerFrame(REFTIME* out) override;
-    HRESULT STDMETHODCALLTYPE get_SourceWidth(long* out) override;
-    HRESULT STDMETHODCALLTYPE get_SourceHeight(long* out) override;
-    HRESULT STDMETHODCALLTYPE put_SourceLeft(long value) override;
-    HRESULT STDMETHODCALLTYPE put_SourceTop(long value) override;
-    HRESULT STDMETHODCALLTYPE put_SourceWidth(long value) override;
-    HRESULT STDMETHODCALLTYPE put_SourceHeight(long value) override;
-    HRESULT STDMETHODCALLTYPE put_DestinationLeft(long value) override;
-    HRESULT STDMETHODCALLTYPE put_DestinationTop(long value) override;
-    HRESULT STDMETHODCALLTYPE put_DestinationWidth(long value) override;
-    HRESULT STDMETHODCALLTYPE put_DestinationHeight(long value) override;
+    HRESULT STDMETHODCALLTYPE get_AvgTimePerFrame(REFTIME* out) override {
+        return Give("get_AvgTimePerFrame", out, frameSeconds);
+    }
+    HRESULT STDMETHODCALLTYPE get_SourceWidth(long* out) override {
+        return Give("get_SourceWidth", out, source.width);
+    }
+    HRESULT STDMETHODCALLTYPE get_SourceHeight(long* out) override {
+        return Give("get_SourceHeight", out, source.height);
+    }
+    HRESULT STDMETHODCALLTYPE put_SourceLeft(long value) override {
+        return Keep("put_SourceLeft", source.left, value);
+    }
+    HRESULT STDMETHODCALLTYPE put_SourceTop(long value) override {
+        return Keep("put_SourceTop", source.top, value);
+    }
+    HRESULT STDMETHODCALLTYPE put_SourceWidth(long value) override {
+        return Keep("put_SourceWidth", source.width, value);
+    }
+    HRESULT STDMETHODCALLTYPE put_SourceHeight(long value) override {
+        return Keep("put_SourceHeight", source.height, value);
+    }
+    HRESULT STDMETHODCALLTYPE put_DestinationLeft(long value) override {
+        return Keep("put_DestinationLeft", destination.left, value);
+    }
+    HRESULT STDMETHODCALLTYPE put_DestinationTop(long value) override {
+        return Keep("put_DestinationTop", destination.top, value);
+    }
+    HRESULT STDMETHODCALLTYPE put_DestinationWidth(long value) override {
+        return Keep("put_DestinationWidth", destination.width, value);
+    }
+    HRESULT STDMETHODCALLTYPE put_DestinationHeight(long value) override {
+        return Keep("put_DestinationHeight", destination.height, value);
+    }
     HRESULT STDMETHODCALLTYPE SetSourcePosition(long left, long top, long width,
-                                                long height) override;
+                                                long height) override {
+        return Place("SetSourcePosition", source, {left, top, width, height});
+    }
     HRESULT STDMETHODCALLTYPE SetDestinationPosition(long left, long top, long width,
-                                                     long height) override;
+                                                     long height) override {
+        return Place("SetDestinationPosition", destination, {left, top, width, height});
+    }
     /// Journalled as GetCurrentImage(size asked for or -1, whether a buffer was given).
     HRESULT STDMETHODCALLTYPE GetCurrentImage(long* size, long* dib) override;
     FAKE_UNEXPECTED(get_BitRate, long*)
@@ -213,7 +253,12 @@ public:
     FAKE_UNEXPECTED(IsUsingDefaultDestination)
 
 private:
-    HRESULT Put(const char* method, long& member, long value);
+    HRESULT Place(const char* method, Rect& rect, const Rect& value) {
+        return Call(method, std::tie(value.left, value.top, value.width, value.height), [&] {
+            rect = value;
+            return S_OK;
+        });
+    }
 };
 
 /// IBasicAudio: journal name "audio".
@@ -222,8 +267,12 @@ public:
     using DispatchFacet::DispatchFacet;
     long volume = 0;
 
-    HRESULT STDMETHODCALLTYPE put_Volume(long value) override;
-    HRESULT STDMETHODCALLTYPE get_Volume(long* out) override;
+    HRESULT STDMETHODCALLTYPE put_Volume(long value) override {
+        return Keep("put_Volume", volume, value);
+    }
+    HRESULT STDMETHODCALLTYPE get_Volume(long* out) override {
+        return Give("get_Volume", out, volume);
+    }
     FAKE_UNEXPECTED(put_Balance, long)
     FAKE_UNEXPECTED(get_Balance, long*)
 };
@@ -232,18 +281,24 @@ public:
 class WindowFacet final : public DispatchFacet<IVideoWindow> {
 public:
     using DispatchFacet::DispatchFacet;
-    std::atomic<long> visible{OAFALSE};
-    OAHWND owner = 0;
-    OAHWND drain = 0;
-    long style = 0;
 
-    HRESULT STDMETHODCALLTYPE put_WindowStyle(long value) override;
-    HRESULT STDMETHODCALLTYPE put_Visible(long value) override;
-    HRESULT STDMETHODCALLTYPE put_Owner(OAHWND value) override;
-    HRESULT STDMETHODCALLTYPE put_MessageDrain(OAHWND value) override;
-    HRESULT STDMETHODCALLTYPE SetWindowForeground(long focus) override;
+    HRESULT STDMETHODCALLTYPE put_WindowStyle(long value) override {
+        return Note("put_WindowStyle", value);
+    }
+    HRESULT STDMETHODCALLTYPE put_Visible(long value) override {
+        return Note("put_Visible", value);
+    }
+    HRESULT STDMETHODCALLTYPE put_Owner(OAHWND value) override { return Note("put_Owner", value); }
+    HRESULT STDMETHODCALLTYPE put_MessageDrain(OAHWND value) override {
+        return Note("put_MessageDrain", value);
+    }
+    HRESULT STDMETHODCALLTYPE SetWindowForeground(long focus) override {
+        return Note("SetWindowForeground", focus);
+    }
     HRESULT STDMETHODCALLTYPE SetWindowPosition(long left, long top, long width,
-                                                long height) override;
+                                                long height) override {
+        return Note("SetWindowPosition", left, top, width, height);
+    }
     FAKE_UNEXPECTED(put_Caption, BSTR)
     FAKE_UNEXPECTED(get_Caption, BSTR*)
     FAKE_UNEXPECTED(get_WindowStyle, long*)
@@ -283,8 +338,12 @@ public:
 class StepFacet final : public Facet<IVideoFrameStep> {
 public:
     using Facet::Facet;
-    HRESULT STDMETHODCALLTYPE Step(DWORD frames, IUnknown* object) override;
-    HRESULT STDMETHODCALLTYPE CanStep(long multiple, IUnknown* object) override;
+    HRESULT STDMETHODCALLTYPE Step(DWORD frames, IUnknown* object) override {
+        return Note("Step", frames, object);
+    }
+    HRESULT STDMETHODCALLTYPE CanStep(long multiple, IUnknown* object) override {
+        return Note("CanStep", multiple, object);
+    }
     FAKE_UNEXPECTED(CancelStep)
 };
 

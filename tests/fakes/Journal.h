@@ -7,8 +7,10 @@
 #include <atomic>
 #include <cstddef>
 #include <initializer_list>
+#include <map>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -88,16 +90,24 @@ private:
     std::vector<Slot> m_slots;
 };
 
-/// What a method answers instead of its own result.
+/// What a method answers instead of its own result. With a success code it does its work
+/// all the same.
 struct Answer {
     HRESULT result = S_OK;
-    bool act = true; ///< the method does its work all the same
+    bool act = true;
+
+    Answer() = default;
+    Answer(HRESULT result_) : result(result_), act(SUCCEEDED(result_)) {}
 };
-constexpr Answer Do(HRESULT result) {
-    return {result, true};
+inline Answer Do(HRESULT result) {
+    Answer answer(result);
+    answer.act = true;
+    return answer;
 }
-constexpr Answer Skip(HRESULT result) {
-    return {result, false};
+inline Answer Skip(HRESULT result) {
+    Answer answer(result);
+    answer.act = false;
+    return answer;
 }
 
 /// Answers by method name.
@@ -110,18 +120,21 @@ class ResultTable {
 public:
     class Entry {
     public:
-        Entry& operator=(HRESULT result);
-        Entry& operator=(Answer answer);
-        Entry& operator=(std::initializer_list<HRESULT> results);
+        Entry& operator=(Answer answer) { return Set({answer}, true); }
+        Entry& operator=(std::initializer_list<HRESULT> results) {
+            return Set({results.begin(), results.end()}, false);
+        }
 
     private:
         friend class ResultTable;
+        Entry& Set(std::vector<Answer> answers, bool always);
+
         std::vector<Answer> m_answers;
         std::size_t m_next = 0;
         bool m_always = false;
     };
 
-    Entry& operator[](std::string_view method);
+    Entry& operator[](const std::string& method) { return m_entries[method]; }
     void Clear() { m_entries.clear(); }
     bool Empty() const { return m_entries.empty(); }
 
@@ -129,7 +142,7 @@ public:
     bool Take(std::string_view method, Answer& answer);
 
 private:
-    std::vector<std::pair<std::string, Entry>> m_entries;
+    std::map<std::string, Entry, std::less<>> m_entries;
 };
 
 /// Silences the journal and the fault plan on this thread: around COM calls by which a test
@@ -152,8 +165,7 @@ private:
 /// With n 0 it counts only.
 class FaultPlan {
 public:
-    explicit FaultPlan(std::size_t n, HRESULT result = E_FAIL, std::string pattern = "*",
-                       unsigned kinds = kCall | kEnumCall | kQueryCall);
+    explicit FaultPlan(std::size_t n, HRESULT result = E_FAIL);
     ~FaultPlan();
     FaultPlan(const FaultPlan&) = delete;
     FaultPlan& operator=(const FaultPlan&) = delete;
@@ -164,7 +176,6 @@ public:
     std::string Where() const { return std::string(m_where.View()); }
 
     static FaultPlan* Current() { return s_current.load(std::memory_order_acquire); }
-    bool Watches(unsigned kind) const { return (m_kinds & kind) != 0; }
     /// True when this call is the one to fail.
     bool Strikes(const Line& line);
     HRESULT Result() const { return m_result; }
@@ -174,14 +185,10 @@ private:
 
     std::size_t m_n;
     HRESULT m_result;
-    std::string m_pattern;
-    unsigned m_kinds;
     std::atomic<std::size_t> m_calls{0};
     std::atomic<bool> m_hit{false};
     Line m_where;
 };
-
-namespace detail {
 
 template <class... Args>
 void Describe(Line& line, std::string_view object, const char* method, const Args&... args) {
@@ -195,12 +202,10 @@ void Describe(Line& line, std::string_view object, const char* method, const Arg
     }
 }
 
-} // namespace detail
-
 /// One call of a fake: journal, fault plan, answer table, and then the fake's own act.
 template <class Act, class... Args>
 HRESULT Invoke(std::string_view object, ResultTable& results, CallKind kind, const char* method,
-               Act&& act, const Args&... args) {
+               const std::tuple<Args...>& args, Act&& act) {
     const unsigned journalled = Journal::Get().Kinds() & kind;
     FaultPlan* const plan = FaultPlan::Current();
     if (journalled == 0 && plan == nullptr && results.Empty()) {
@@ -209,11 +214,11 @@ HRESULT Invoke(std::string_view object, ResultTable& results, CallKind kind, con
     Silence silence;
     if (silence.Outermost() && (journalled != 0 || plan != nullptr)) {
         Line line;
-        detail::Describe(line, object, method, args...);
+        std::apply([&](const auto&... each) { Describe(line, object, method, each...); }, args);
         if (journalled != 0) {
             Journal::Get().Append(line.View());
         }
-        if (plan != nullptr && plan->Watches(kind) && plan->Strikes(line)) {
+        if (plan != nullptr && plan->Strikes(line)) {
             return plan->Result();
         }
     }
@@ -226,8 +231,7 @@ HRESULT Invoke(std::string_view object, ResultTable& results, CallKind kind, con
     return answered ? answer.result : result;
 }
 
-/// Tells the test framework of a misuse that a fake has seen; standard error without one.
+/// Tells the test framework of a misuse that a fake has seen.
 void ReportFailure(const std::string& text);
-void SetFailureReporter(void (*reporter)(const std::string& text));
 
 } // namespace fakes

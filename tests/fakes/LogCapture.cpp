@@ -36,10 +36,9 @@ std::string LogCapture::Record::Line() const {
     return std::to_string(level) + " " + function + ": " + ToUtf8(text);
 }
 
-LogCapture::LogCapture(std::string category)
-    : m_category(std::move(category)),
-      m_sink(ymlib::CLoger::GetLoger()->AddSink([this](const ymlib::LogRecord& record) {
-          if (m_category == record.category) {
+LogCapture::LogCapture()
+    : m_sink(ymlib::CLoger::GetLoger()->AddSink([this](const ymlib::LogRecord& record) {
+          if (record.category == std::string_view("YMDShow")) {
               const std::lock_guard lock(m_mutex);
               m_records.push_back({record.level, record.sourceFile, record.function, record.text});
           }

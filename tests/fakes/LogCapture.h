@@ -8,7 +8,7 @@
 
 namespace fakes {
 
-/// What one category logs while it lives.
+/// What the library logs while it lives.
 class LogCapture {
 public:
     struct Record {
@@ -21,7 +21,7 @@ public:
         std::string Line() const;
     };
 
-    explicit LogCapture(std::string category = "YMDShow");
+    LogCapture();
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
@@ -36,7 +36,6 @@ public:
     bool Has(std::string_view pattern) const { return Count(pattern) != 0; }
 
 private:
-    std::string m_category;
     unsigned m_sink;
     mutable std::mutex m_mutex;
     std::vector<Record> m_records;

@@ -2,7 +2,6 @@
 
 #include <dvdmedia.h>
 
-#include <atomic>
 #include <cstring>
 
 #include "fakes/FakeObject.h"
@@ -12,13 +11,10 @@ namespace fakes {
 
 namespace {
 
-std::atomic<bool> g_tracked{false};
-
-/// What a tracked media type carries.
-class Token final : public FakeCom<IUnknown> {
+/// What a media type carries while task memory is watched.
+class Token final : public FakeOf<IUnknown> {
 public:
-    Token() : FakeCom("a media type that was not freed") {}
-    IUnknown* FindInterface(REFIID iid) override { return iid == IID_IUnknown ? this : nullptr; }
+    Token() : FakeOf("a media type that was not freed") {}
 };
 
 template <class Header> MediaType FromHeader(MediaType type, const Header& header) {
@@ -60,7 +56,7 @@ void MediaType::CopyTo(AM_MEDIA_TYPE* out) const {
         out->pbFormat = static_cast<BYTE*>(NewTaskMemory(format.size(), "a format block"));
         std::memcpy(out->pbFormat, format.data(), format.size());
     }
-    if (g_tracked) {
+    if (IsTaskMemoryWatched()) {
         out->pUnk = new Token;
     }
 }
@@ -90,9 +86,6 @@ MediaType MediaType::From(const AM_MEDIA_TYPE& type) {
     return value;
 }
 
-MediaType AnyType() {
-    return {};
-}
 MediaType Major(const GUID& major) {
     return {major, GUID_NULL, GUID_NULL, {}};
 }
@@ -130,18 +123,12 @@ MediaType Audio(unsigned long rate, unsigned short channels, unsigned short bits
     return FromHeader(type, format);
 }
 
-void TrackMediaTypes(bool on) {
-    g_tracked = on;
-}
-
 void Write(Line& line, const GUID& guid) {
     static const Name names[] = {
         {GUID_NULL, "null"},
         {TIME_FORMAT_MEDIA_TIME, "MEDIA_TIME"},
         {TIME_FORMAT_FRAME, "FRAME"},
         {TIME_FORMAT_SAMPLE, "SAMPLE"},
-        {TIME_FORMAT_FIELD, "FIELD"},
-        {TIME_FORMAT_BYTE, "BYTE"},
         {IID_IBaseFilter, "IBaseFilter"},
         {IID_IPin, "IPin"},
         {IID_IFileSourceFilter, "IFileSourceFilter"},

@@ -27,7 +27,6 @@ struct MediaType {
     static MediaType From(const AM_MEDIA_TYPE& type);
 };
 
-MediaType AnyType();
 MediaType Major(const GUID& major);
 /// MEDIATYPE_Video without a format block.
 MediaType Video();
@@ -38,9 +37,5 @@ MediaType Audio();
 MediaType Audio(unsigned long rate, unsigned short channels = 2, unsigned short bits = 16);
 MediaType Text();
 MediaType Stream();
-
-/// While on, each media type that is handed out carries an object in its pUnk that the ledger
-/// lists until the type is freed.
-void TrackMediaTypes(bool on);
 
 } // namespace fakes

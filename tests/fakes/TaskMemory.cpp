@@ -4,6 +4,7 @@
 
 #include <objbase.h>
 
+#include <atomic>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -14,7 +15,7 @@ namespace {
 
 std::mutex g_mutex;
 std::map<void*, const char*> g_blocks;
-bool g_watching = false;
+std::atomic<bool> g_watching{false};
 
 void Forget(void* block) {
     const std::lock_guard lock(g_mutex);
@@ -71,18 +72,16 @@ wchar_t* NewTaskText(const std::wstring& text, const char* what) {
 }
 
 void WatchTaskMemory(bool on) {
-    {
-        const std::lock_guard lock(g_mutex);
-        if (g_watching == on) {
-            return;
-        }
-        g_watching = on;
-    }
+    g_watching = on;
     if (on) {
         CoRegisterMallocSpy(&g_spy);
     } else {
         CoRevokeMallocSpy();
     }
+}
+
+bool IsTaskMemoryWatched() {
+    return g_watching;
 }
 
 std::vector<std::string> TakeUnfreedTaskMemory() {

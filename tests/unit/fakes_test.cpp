@@ -2,10 +2,6 @@
 
 #include <gtest/gtest-spi.h>
 
-#include <atomic>
-#include <thread>
-
-#include "fakes/FakeDevices.h"
 #include "fakes/FakeTest.h"
 #include "fakes/TaskMemory.h"
 
@@ -26,28 +22,25 @@ TEST_F(Fakes, LedgerNamesWhatIsLeft) {
         graph->video.AddRef();
     }
     EXPECT_EQ(ledger.Alive(mark),
-              Lines({"graph: 1 references, 1 on video",
-                     "Source: 1 references, 2 on Source.Out1 (connected), in a graph",
-                     "Render: 1 references, 1 on Render.In1 (connected), in a graph"}));
+              Lines({"graph: 0 references, video: 1 references",
+                     "Source: 1 references, Source.Out1: 2 references (connected), in a graph",
+                     "Render: 1 references, Render.In1: 1 references (connected), in a graph"}));
     EXPECT_EQ(ledger.Settle(mark).size(), 3U);
-    EXPECT_EQ(ledger.Count(mark), 0U);
+    EXPECT_EQ(ledger.Alive(mark), Lines());
 }
 
 TEST_F(Fakes, LedgerWantsTheExpectedLeaks) {
-    const Ledger::Mark mark = ledger.Now();
-    {
-        const ComPtr<FakeFilter> filter = MakeFilter("A", {Out()});
-        filter->OutPin().AddRef();
-        filter->OutPin().AddRef();
+    for (const int leaks : {2, 1}) {
+        const Ledger::Mark mark = ledger.Now();
+        FakeFilter* const filter = MakeFilter("A", {Out()}).Detach();
+        for (int i = 0; i < leaks; ++i) {
+            filter->OutPin().AddRef();
+        }
         ledger.ExpectLeak(filter->OutPin(), 2);
+        filter->Release();
+        EXPECT_EQ(ledger.Settle(mark),
+                  leaks == 2 ? Lines() : Lines({"A.Out1: only 1 of 2 expected leaks"}));
     }
-    EXPECT_EQ(ledger.Settle(mark), Lines({}));
-    {
-        const ComPtr<FakeFilter> filter = MakeFilter("A", {Out()});
-        filter->OutPin().AddRef();
-        ledger.ExpectLeak(filter->OutPin(), 2);
-    }
-    EXPECT_EQ(ledger.Settle(mark), Lines({"A.Out1: only 1 of 2 expected leaks"}));
 }
 
 TEST_F(Fakes, UnfreedMediaTypesAreFound) {
@@ -87,32 +80,7 @@ TEST_F(Fakes, FaultPlanHitsEachCallOnce) {
     EXPECT_EQ(hits, Lines({"", "A.EnumPins", "A.EnumPins.Next", "A.Out1.ConnectedTo"}));
     EXPECT_NONFATAL_FAILURE(
         RunFaultPlan([] { LeakyScenario(true); }),
-        "after call 3 failed: A.Out1.ConnectedTo: A: 0 references, 1 on A.Out1");
-}
-
-TEST_F(Fakes, AnswersComeAsPlanned) {
-    const ComPtr<FakeGraph> graph = MakeGraph();
-    FakeFilter& a = graph->Add("A", {Out(), Out()});
-    FakeFilter& b = graph->Add("B", {In(), In()});
-    struct {
-        Answer answer;
-        bool connected;
-    } const cases[] = {{{E_FAIL, false}, false},
-                       {{VFW_S_PARTIAL_RENDER, true}, true},
-                       {Skip(S_OK), false},
-                       {Do(E_FAIL), true}};
-    for (const auto& item : cases) {
-        graph->results["Connect"] = item.answer;
-        EXPECT_HR(item.answer.result, graph->Connect(&a.OutPin(), &b.InPin()));
-        EXPECT_EQ(a.OutPin().IsConnected(), item.connected);
-        Part(a.OutPin());
-    }
-    graph->results["Connect"] = {S_FALSE, E_FAIL};
-    EXPECT_HR(S_FALSE, graph->Connect(&a.OutPin(), &b.InPin()));
-    EXPECT_HR(E_FAIL, graph->Connect(&a.OutPin(1), &b.InPin(1)));
-    EXPECT_HR(S_OK, graph->Connect(&a.OutPin(1), &b.InPin(1)));
-    EXPECT_EQ(graph->Connections(), Lines({"A.Out1 -> B.In1", "A.Out2 -> B.In2"}));
-    EXPECT_EQ(journal.Count("graph.Connect(A.Out*, B.In*)"), 7U);
+        "after call 3 failed: A.Out1.ConnectedTo: A: 0 references, A.Out1: 1 references");
 }
 
 TEST_F(Fakes, GraphKeepsTheRulesOfDirectShow) {
@@ -125,112 +93,14 @@ TEST_F(Fakes, GraphKeepsTheRulesOfDirectShow) {
     EXPECT_EQ(a.Refs(), 2U); // the graph's, and the peer's on the pin
 
     ComPtr<IEnumFilters> filters;
+    ComPtr<IBaseFilter> next;
     EXPECT_HR(S_OK, graph->EnumFilters(&filters));
-    ComPtr<IBaseFilter> filter;
-    EXPECT_HR(S_OK, filters->Next(1, &filter, nullptr));
-    EXPECT_EQ(filter.Get(), &b);
     EXPECT_HR(S_OK, graph->RemoveFilter(&b));
     EXPECT_FALSE(a.OutPin().IsConnected());
-    EXPECT_EQ(b.Graph(), nullptr);
-    ComPtr<IBaseFilter> next;
     EXPECT_HR(VFW_E_ENUM_OUT_OF_SYNC, filters->Next(1, &next, nullptr));
     EXPECT_HR(S_OK, filters->Reset());
     EXPECT_HR(S_OK, filters->Next(1, &next, nullptr));
     EXPECT_EQ(next.Get(), &a);
-}
-
-TEST_F(Fakes, IntelligentConnectionUsesCacheGraphAndTransforms) {
-    for (const char* place : {"cache", "graph", "transforms"}) {
-        const ComPtr<FakeGraph> graph = MakeGraph();
-        FakeFilter& a = graph->Add("A", {Out(Stream())});
-        FakeFilter& b = graph->Add("B", {In(Video())});
-        const ComPtr<FakeFilter> decoder = MakeFilter("Decoder", {In(Stream()), Out(Video())});
-        if (place == std::string("cache")) {
-            EXPECT_HR(S_OK, graph->config.AddFilterToCache(decoder.Get()));
-        } else if (place == std::string("graph")) {
-            graph->Add(decoder.Get(), L"Decoder");
-        } else {
-            graph->transforms.push_back(decoder);
-        }
-        EXPECT_HR(S_OK, graph->Connect(&a.OutPin(), &b.InPin())) << place;
-        EXPECT_EQ(graph->Connections(), Lines({"A.Out1 -> Decoder.In1", "Decoder.Out1 -> B.In1"}));
-        EXPECT_FALSE(graph->config.IsCached(decoder.Get()));
-        EXPECT_TRUE(graph->Contains(decoder.Get()));
-    }
-}
-
-TEST_F(Fakes, ClassObjectsServeCoCreateInstance) {
-    FakeGraphClass graphs([](FakeGraph& graph) { graph.seeking.present = false; });
-    ComPtr<IGraphBuilder> graph;
-    graphs.FailNext(REGDB_E_CLASSNOTREG);
-    const auto create = [&] {
-        return CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER,
-                                IID_PPV_ARGS(&graph));
-    };
-    EXPECT_HR(REGDB_E_CLASSNOTREG, create());
-    EXPECT_HR(S_OK, create());
-    EXPECT_EQ(graph.Get(), &graphs.Last());
-    ComPtr<IMediaSeeking> seeking;
-    EXPECT_HR(E_NOINTERFACE, graph.As(&seeking));
-    EXPECT_JOURNAL({"FilterGraph.CreateInstance", "FilterGraph.CreateInstance"});
-}
-
-TEST_F(Fakes, DevicesAreListedByCategory) {
-    FakeDevices devices;
-    devices.Add(CLSID_LegacyAmFilterCategory,
-                {L"First", IID_IPin, [] { return MakeFilter("Made", {Out()}); }});
-    ComPtr<ICreateDevEnum> enumerator;
-    ASSERT_HRESULT_SUCCEEDED(CoCreateInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER,
-                                              IID_PPV_ARGS(&enumerator)));
-    ComPtr<IEnumMoniker> monikers;
-    EXPECT_HR(S_FALSE,
-              enumerator->CreateClassEnumerator(CLSID_VideoCompressorCategory, &monikers, 0));
-    ASSERT_HRESULT_SUCCEEDED(
-        enumerator->CreateClassEnumerator(CLSID_LegacyAmFilterCategory, &monikers, 0));
-    ComPtr<IMoniker> moniker;
-    ASSERT_EQ(monikers->Next(1, &moniker, nullptr), S_OK);
-    ComPtr<IPropertyBag> bag;
-    ASSERT_HRESULT_SUCCEEDED(moniker->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(&bag)));
-    VARIANT value{};
-    value.vt = VT_BSTR;
-    EXPECT_HR(S_OK, bag->Read(L"FriendlyName", &value, nullptr));
-    EXPECT_STREQ(value.bstrVal, L"First");
-    SysFreeString(value.bstrVal);
-    ComPtr<IBaseFilter> filter;
-    EXPECT_HR(S_OK, moniker->BindToObject(nullptr, nullptr, IID_PPV_ARGS(&filter)));
-    EXPECT_EQ(AsFake(filter.Get())->Name(), "Made");
-}
-
-TEST_F(Fakes, EventQueueCrossesThreads) {
-    constexpr long kEvents = 3000;
-    const ComPtr<FakeGraph> graph = MakeGraph();
-    journal.SetKinds(0);
-    OAEVENT handle = 0;
-    graph->events.GetEventHandle(&handle);
-    std::atomic<long> sum{0};
-    std::thread reader([&] {
-        long read = 0;
-        while (read < kEvents &&
-               WaitForSingleObject(reinterpret_cast<HANDLE>(handle), 5000) == WAIT_OBJECT_0) {
-            long code = 0;
-            LONG_PTR param1 = 0;
-            LONG_PTR param2 = 0;
-            while (SUCCEEDED(graph->events.GetEvent(&code, &param1, &param2, 0))) {
-                sum += code;
-                ++read;
-                graph->events.FreeEventParams(code, param1, param2);
-            }
-        }
-    });
-    for (long i = 0; i < kEvents; ++i) {
-        while (graph->events.Waiting() > 1000) {
-            Sleep(0);
-        }
-        graph->PushEvent(1);
-    }
-    reader.join();
-    EXPECT_EQ(sum, kEvents);
-    EXPECT_EQ(graph->events.Unfreed(), 0);
 }
 
 } // namespace

@@ -22,37 +22,29 @@ TEST_F(MediaAssembly, SchemeNamesAreGatheredInOrder) {
     const struct {
         const char* what;
         const char* path;
-        const char* format;
-        bool hasFormat;
-        Lines videos, audios;
+        const char* format; ///< of the media information, null without
+        const char* video;  ///< a stream's, null without
+        const char* audio;
         std::string lookedUp; ///< "?" behind a name without a scheme
         std::string filters;
     } cases[] = {
-        {"all",
-         "TEST://host/clip.MKV",
-         "matroska",
-         true,
-         {"h264"},
-         {"aac", "ac3"},
+        {"all", "TEST://host/clip.MKV", "matroska", "h264", "aac",
          "test matroska mkv aac audio_global ac3 audio_global h264 video_global ",
          "test matroska mkv aac audio_global once ac3 audio_global h264 video_global "},
-        {"a format that is no key", "no://x.mkv", "matroska", false, {}, {}, "no? mkv ", "mkv "},
-        {"texts as they stand",
-         "no://x.mkv",
-         "Matroska",
-         true,
-         {"H264"},
-         {""},
-         "no? Matroska? mkv ? audio_global H264? video_global ",
-         "mkv audio_global once video_global "},
-        {"nothing matches", "no://host/clip", "", true, {}, {}, "no? unknown ", "unknown "},
-        {"not even an extension", "no://x.y", "z", true, {}, {}, "no? z? y? unknown ", "unknown "},
+        {"no format", "no://x.mkv", nullptr, nullptr, nullptr, "no? mkv ", "mkv "},
+        {"texts as they stand", "no://x.mkv", "Matroska", "H264", "",
+         "no? Matroska? mkv ? audio_global ac3 audio_global H264? video_global ",
+         "mkv audio_global once ac3 audio_global video_global "},
+        {"nothing matches", "no://host/clip", "", nullptr, nullptr, "no? unknown ", "unknown "},
+        {"not even an extension", "no://x.y", "z", nullptr, nullptr, "no? z? y? unknown ",
+         "unknown "},
     };
     for (const auto& test : cases) {
-        GraphMedia media(test.path, nullptr);
-        media.Know(test.videos, test.audios);
-        media.m_mediaFormat = test.format;
-        media.m_hasMediaFormat = test.hasFormat;
+        Media media(test.path, nullptr);
+        media.Know(test.video ? Lines{test.video} : Lines(),
+                   test.audio ? Lines{test.audio, "ac3"} : Lines());
+        media.m_hasMediaFormat = test.format != nullptr;
+        media.m_mediaFormat = test.format ? test.format : "matroska";
         EXPECT_EQ(media.Load(&scheme, 0), 1);
         std::string lookedUp;
         for (const auto& name : media.GetLoadReport().names) {
@@ -69,7 +61,7 @@ TEST_F(MediaAssembly, SchemeNamesAreGatheredInOrder) {
 
     // Without "unknown" nothing is made, and the graph goes on alone.
     scheme.UnloadScheme();
-    GraphMedia media("no://x", nullptr);
+    Media media("no://x", nullptr);
     EXPECT_EQ(media.Load(&scheme, 1), 1);
     EXPECT_TRUE(media.GetLoadReport().filters.empty());
     EXPECT_EQ(media.GetLoadReport().attempts.front().way, 4);
@@ -79,7 +71,7 @@ TEST_F(MediaAssembly, PlayersSchemeServesForNone) {
     ymdshow::CMediaPlayer player;
     Describe("test", "T", {In(fakes::Video())});
     player.GetCoderScheme() = scheme;
-    GraphMedia media(kPath, &player);
+    Media media(kPath, &player);
     EXPECT_EQ(media.Load(nullptr, 0), 1);
     EXPECT_TRUE(log.Has("4 ymdshow::CCoderScheme::LoadSchemeFilters: Load Filter OK : T"));
     EXPECT_FALSE(log.Has("*CoderScheme Is NULL"));
@@ -104,8 +96,11 @@ TEST_F(MediaAssembly, AddFilterTakesCacheOrGraph) {
         {0, true, S_OK, E_FAIL, 0, {"graph.AddFilter(D, Dec)"}},
     };
     std::vector<IBaseFilter*> heard;
-    GraphMedia media(nullptr);
-    EXPECT_EQ(media._AddFilter(MakeFilter("D", transform).Get(), L"Dec", 1), 0); // no graph
+    Media media(nullptr);
+    // Without a graph nothing is done.
+    EXPECT_EQ(media._AddFilter(MakeFilter("D", transform).Get(), L"Dec", 1), 0);
+    EXPECT_EQ(media._InitFilters(&scheme, 0), 0);
+    EXPECT_EQ(journal.Lines(), Lines());
     media.SetAddFilterCallBack(
         [](IBaseFilter* filter, void* user) {
             static_cast<std::vector<IBaseFilter*>*>(user)->push_back(filter);
@@ -131,7 +126,7 @@ TEST_F(MediaAssembly, AddFilterTakesCacheOrGraph) {
 }
 
 TEST_F(MediaAssembly, RemoveFilterUnlinksRemovesUncaches) {
-    GraphMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     const ComPtr<FakeFilter> cached = MakeFilter("C", transform);
     ASSERT_EQ(media._AddFilter(cached.Get(), L"C", 1), 1);
@@ -157,18 +152,15 @@ TEST_F(MediaAssembly, RemoveFilterUnlinksRemovesUncaches) {
 
 TEST_F(MediaAssembly, CachedFiltersEnterWhenRenderingUsesThem) {
     const auto coded = Major(MEDIATYPE_Stream);
-    const auto describe = [&] {
-        Describe("mkv", "S", {Out(coded)}, [](FakeFilter& filter) { filter.AcceptFiles(); });
-        Describe("mkv", "Dec", {In(coded), Out(fakes::Video())}, nullptr, "");
-        Describe("mkv", "Spare", {In(fakes::Text()), Out(fakes::Text())}, nullptr, "");
-        Describe("mkv", "VR", {In(fakes::Video())});
-    };
-    describe();
+    Describe("mkv", "S", {Out(coded)}, [](FakeFilter& filter) { filter.AcceptFiles(); });
+    Describe("mkv", "Dec", {In(coded), Out(fakes::Video())}, nullptr, "");
+    Describe("mkv", "Spare", {In(fakes::Text()), Out(fakes::Text())}, nullptr, "");
+    Describe("mkv", "VR", {In(fakes::Video())});
     for (const int flag : {0, 1}) {
         // removeRefDelta: graph managers differ in what they do with the cache's reference.
         for (const int delta : {-1, 0, 1}) {
             configure = [&](FakeGraph& graph) { graph.config.removeRefDelta = delta; };
-            GraphMedia media(nullptr);
+            Media media(nullptr);
             LoadWith(media, flag);
             EXPECT_EQ(Graph().Connections(), Lines({"Dec.Out1 -> VR.In1", "S.Out1 -> Dec.In1"}));
             EXPECT_EQ(Graph().FilterNames(), Lines({"Dec", "VR", "S"}));
@@ -180,16 +172,10 @@ TEST_F(MediaAssembly, CachedFiltersEnterWhenRenderingUsesThem) {
     }
     // A graph manager that has the interface and no cache behind it.
     configure = [&](FakeGraph& graph) { graph.config.RefuseCache(); };
-    GraphMedia media(nullptr);
+    Media media(nullptr);
     LoadWith(media);
     EXPECT_EQ(Graph().Connections(), Lines({"Dec.Out1 -> VR.In1", "S.Out1 -> Dec.In1"}));
     EXPECT_EQ(Graph().FilterNames(), Lines({"VR", "Dec", "S"}));
-}
-
-TEST_F(MediaAssembly, InitFiltersNeedsAGraph) {
-    GraphMedia media(kPath, nullptr);
-    EXPECT_EQ(media._InitFilters(&scheme, 0), 0);
-    EXPECT_EQ(journal.Lines(), Lines());
 }
 
 } // namespace

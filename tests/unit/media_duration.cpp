@@ -6,36 +6,34 @@ using namespace media_tests;
 
 namespace {
 
+const GUID kMediaTime = TIME_FORMAT_MEDIA_TIME;
+const GUID kFrames = TIME_FORMAT_FRAME;
+const GUID kSamples = TIME_FORMAT_SAMPLE;
+
 class MediaDuration : public MediaTest {};
 
 TEST_F(MediaDuration, ReadFromTheGraph) {
     const std::string read = "seeking.GetDuration";
     const std::string time = "seeking.SetTimeFormat(MEDIA_TIME)";
     const std::string frame = "seeking.SetTimeFormat(FRAME)";
-    const auto isIt = [](const char* format) {
-        return "seeking.IsUsingTimeFormat(" + std::string(format) + ")";
-    };
+    const std::string isTime = "seeking.IsUsingTimeFormat(MEDIA_TIME)";
+    const std::string isFrame = "seeking.IsUsingTimeFormat(FRAME)";
+    const std::string isSample = "seeking.IsUsingTimeFormat(SAMPLE)";
     const struct {
         Formats formats;
         Lines calls; ///< after GetCapabilities and GetTimeFormat
         std::int64_t duration;
         std::int64_t frames;
     } cases[] = {
-        {{}, {read, frame, isIt("MEDIA_TIME")}, 10 * kSecond, 0},
-        {{TIME_FORMAT_MEDIA_TIME, true, true},
-         {read, frame, read, isIt("MEDIA_TIME"), time},
-         10 * kSecond,
-         250},
-        {{TIME_FORMAT_FRAME, true, true},
-         {read, time, read, isIt("FRAME"), frame},
-         10 * kSecond,
-         250},
-        {{TIME_FORMAT_FRAME, false, true}, {read, time, isIt("FRAME")}, 0, 250},
-        {{TIME_FORMAT_SAMPLE, false, false}, {time, frame, isIt("SAMPLE")}, 0, 0},
+        {{}, {read, frame, isTime}, 10 * kSecond, 0},
+        {{kMediaTime, true, true}, {read, frame, read, isTime, time}, 10 * kSecond, 250},
+        {{kFrames, true, true}, {read, time, read, isFrame, frame}, 10 * kSecond, 250},
+        {{kFrames, false, true}, {read, time, isFrame}, 0, 250},
+        {{kSamples, false, false}, {time, frame, isSample}, 0, 0},
         {{GUID_NULL, true, true}, {time, read}, 10 * kSecond, 0},
         {{GUID_NULL, false, true}, {time}, 0, 0},
     };
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     SeekingFacet& seeking = Graph().seeking;
     for (const auto& item : cases) {
@@ -82,7 +80,7 @@ TEST_F(MediaDuration, ChosenFromThree) {
     };
     for (const auto& item : cases) {
         SCOPED_TRACE(&item - cases);
-        PlayMedia media(nullptr);
+        Media media(nullptr);
         media.m_durationBySeeking = item.seeking;
         media.m_durationByMediaInfo = item.container;
         media.m_videoInfos.resize(1);
@@ -96,7 +94,7 @@ TEST_F(MediaDuration, ChosenFromThree) {
 }
 
 TEST_F(MediaDuration, StreamDurationIsTheLongerOfTheFirstEnabledTracks) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     media.m_durationBySeeking = 0;
     media.m_durationByMediaInfo = 0;
@@ -125,7 +123,7 @@ TEST_F(MediaDuration, StreamDurationIsTheLongerOfTheFirstEnabledTracks) {
 TEST_F(MediaDuration, OnlyAUrlWithoutADurationIsLive) {
     for (const bool isUrl : {true, false}) {
         for (const std::int64_t duration : {std::int64_t{0}, std::int64_t{1}}) {
-            PlayMedia media(nullptr);
+            Media media(nullptr);
             media.m_isMediaPathURL = isUrl;
             media.m_durationByMediaInfo = duration;
             media._CheckAndSetDuration();

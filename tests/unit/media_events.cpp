@@ -1,6 +1,7 @@
 // The event thread: when it starts, what it does with events, how it ends.
 
 #include "media_play.h"
+#include "media_resources.h"
 
 #include <thread>
 
@@ -60,7 +61,7 @@ DWORD SuspendCount(HANDLE thread) {
 class MediaEvents : public MediaTest {
 protected:
     Host host;
-    PlayMedia media{nullptr};
+    Media media{nullptr};
 
     void SetUp() override { Loaded(media); }
     void Listen() { media.SetEventCallBackFun(&Host::Event, &host); }
@@ -93,6 +94,8 @@ TEST_F(MediaEvents, ThreadStartsOnlyForACallbackOrALoop) {
     IMediaEventEx* const events = std::exchange(media.m_pMediaEvent, nullptr);
     EXPECT_FALSE(play(true, 1));
     media.m_pMediaEvent = events;
+    media.SetEventCallBackFun(nullptr, nullptr);
+    media.SetLoop(0);
 
     // While it plays, setting one of the two is enough; not while it is paused.
     for (const bool byCallback : {true, false}) {
@@ -100,13 +103,11 @@ TEST_F(MediaEvents, ThreadStartsOnlyForACallbackOrALoop) {
             media.SetLoop(on && !byCallback);
             media.SetEventCallBackFun(on && byCallback ? &Host::Event : nullptr, &host);
         };
-        set(false);
         Bring(media, 1);
         set(true);
         EXPECT_EQ(media.m_hEventThread, nullptr);
         set(false);
         Bring(media, 2);
-        set(false);
         EXPECT_EQ(media.m_hEventThread, nullptr);
         set(true);
         const HANDLE thread = media.m_hEventThread;
@@ -115,12 +116,12 @@ TEST_F(MediaEvents, ThreadStartsOnlyForACallbackOrALoop) {
         set(true);
         EXPECT_EQ(media.m_hEventThread, thread);
         EXPECT_EQ(WaitForSingleObject(thread, 0), DWORD{WAIT_TIMEOUT});
-        media.SetLoop(0);
+        set(false);
         media.Stop();
     }
-    EXPECT_EQ(PlayMedia::_EventThreadFun(nullptr), 1U);
-    PlayMedia unloaded(nullptr);
-    EXPECT_EQ(PlayMedia::_EventThreadFun(&unloaded), 0U);
+    EXPECT_EQ(Media::_EventThreadFun(nullptr), 1U);
+    Media unloaded(nullptr);
+    EXPECT_EQ(Media::_EventThreadFun(&unloaded), 0U);
 }
 
 TEST_F(MediaEvents, ForwardsEveryEventAndFreesItAfterTheCallback) {
@@ -246,36 +247,16 @@ TEST_F(MediaEvents, PauseSuspendsAndPlayResumes) {
     EXPECT_EQ(media.m_hEventThread, nullptr);
 }
 
-TEST_F(MediaEvents, EveryPlayDeliversAndNoStopDoes) {
-    Listen();
-    for (int i = 0; i < 25; ++i) {
-        ASSERT_EQ(media.Play(), 1);
-        ASSERT_TRUE(Delivered()) << i;
-        ASSERT_EQ(media.Stop(), 1);
-        ASSERT_EQ(media.m_hEventThread, nullptr);
-        const int calls = host.calls;
-        Graph().PushEvent(EC_USERABORT);
-        ASSERT_EQ(host.calls, calls);
-        EXPECT_EQ(Graph().events.Waiting(), 1U);
-        EXPECT_EQ(Graph().events.Unfreed(), 0);
-        long code = 0;
-        LONG_PTR param = 0;
-        const Silence silence;
-        Graph().events.GetEvent(&code, &param, &param, 0);
-        Graph().events.FreeEventParams(code, param, param);
-    }
-}
-
 TEST_F(MediaEvents, ACallbackThatDoesNotReturnIsTerminated) {
     // One sleeps, the other waits for the lock that Stop holds.
+    Listen();
     for (const bool waitsForLock : {false, true}) {
         SCOPED_TRACE(waitsForLock);
-        Listen();
-        host.entered = 0;
-        host.calls = 0;
+        host.entered = host.calls = 0;
         host.delay = waitsForLock ? 100 : 10'000;
-        host.operation = waitsForLock ? [](ymdshow::CMedia& m) { return m.SetVolume(-5L); }
-                                      : static_cast<int (*)(ymdshow::CMedia&)>(nullptr);
+        if (waitsForLock) {
+            host.operation = [](ymdshow::CMedia& m) { return m.SetVolume(-5L); };
+        }
         ASSERT_EQ(media.Play(), 1);
         Graph().PushEvent(EC_USERABORT);
         ASSERT_TRUE(Within(5000, [&] { return host.entered == 1; }));
@@ -296,10 +277,9 @@ TEST_F(MediaEvents, ACallbackThatDoesNotReturnIsTerminated) {
 }
 
 TEST_F(MediaEvents, ACallbackMayDriveItsOwnItem) {
-    using Operation = int (*)(ymdshow::CMedia&);
     const struct {
         const char* name;
-        Operation operation;
+        int (*operation)(ymdshow::CMedia&);
         std::int32_t state;
     } cases[] = {
         {"seek", [](ymdshow::CMedia& m) { return m.SetMediaPosition(kSecond); }, 2},
@@ -315,6 +295,7 @@ TEST_F(MediaEvents, ACallbackMayDriveItsOwnItem) {
             SCOPED_TRACE(item.name + std::string(", event ") + std::to_string(code));
             Listen();
             ASSERT_EQ(media.Play(), 1);
+            const ComPtr<FakeGraph> graph(&Graph()); // outlives an unload
             host.result = -1;
             host.operation = item.operation;
             ASSERT_TRUE(Delivered(code));
@@ -329,14 +310,17 @@ TEST_F(MediaEvents, ACallbackMayDriveItsOwnItem) {
                 EXPECT_TRUE(Delivered());
             }
             EXPECT_EQ(media.Stop(), 1);
+            // A callback that has unloaded the item took the event with the graph.
+            const bool unloads = std::string_view(item.name).starts_with("unload");
+            EXPECT_EQ(graph->events.Unfreed(), unloads ? 1 : 0);
         }
     }
 }
 
 TEST_F(MediaEvents, PlayReplacesAThreadThatIsLeaving) {
     Listen();
-    host.operation = [](ymdshow::CMedia& m) { return m.Pause(); };
     for (int i = 0; i < 30; ++i) {
+        host.operation = [](ymdshow::CMedia& m) { return m.Pause(); };
         ASSERT_EQ(media.Play(), 1);
         const int calls = host.calls;
         Graph().PushEvent(EC_COMPLETE);
@@ -345,14 +329,22 @@ TEST_F(MediaEvents, PlayReplacesAThreadThatIsLeaving) {
         host.operation = nullptr;
         ASSERT_EQ(media.Play(), 1);
         ASSERT_TRUE(Delivered()) << i;
-        host.operation = [](ymdshow::CMedia& m) { return m.Pause(); };
+        ASSERT_EQ(media.Stop(), 1);
+        ASSERT_EQ(media.m_hEventThread, nullptr);
+        // What comes after Stop waits for the next Play, which takes it first.
+        Graph().PushEvent(EC_USERABORT);
+        EXPECT_EQ(host.calls, calls + 2);
+        EXPECT_EQ(Graph().events.Waiting(), 1U);
+        EXPECT_EQ(Graph().events.Unfreed(), 0);
+        ASSERT_EQ(media.Play(), 1);
+        ASSERT_TRUE(Called(calls + 3)) << i;
         ASSERT_EQ(media.Stop(), 1);
     }
 }
 
 /// A host thread's cycles, and a callback that must not come between Unload and Play.
 struct Cycles {
-    PlayMedia& media;
+    Media& media;
     bool isAlone; ///< nobody else drives the item
     std::atomic<bool> quiet{true};
     std::atomic<int> calls{0};
@@ -401,7 +393,7 @@ TEST_P(MediaLoadTest, TwoHundredCyclesFromTwoThreads) {
         }
     };
     journal.SetKinds(0);
-    PlayMedia items[2] = {PlayMedia(nullptr), PlayMedia(nullptr)};
+    Media items[2] = {Media(nullptr), Media(nullptr)};
     Cycles cycles[2] = {{items[0], !isShared},
                         {items[isShared ? 0 : 1], !isShared, {}, {}, {}, 99}};
     for (int i = 0; i < 2; ++i) {
@@ -409,21 +401,15 @@ TEST_P(MediaLoadTest, TwoHundredCyclesFromTwoThreads) {
         items[i].SetLoop(1);
         items[i].SetEventCallBackFun(&Cycles::Event, &cycles[i]);
     }
-    const auto run = [&](int count) {
-        std::thread first([&] { cycles[0].Run(count); });
-        std::thread second([&] { cycles[1].Run(count); });
-        first.join();
-        second.join();
-    };
-    run(5);
-    DWORD before = 0;
-    DWORD after = 0;
-    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &before));
-    run(200);
+    cycles[0].Run(5);
+    const Resources before = Resources::Now();
+    std::thread first([&] { cycles[0].Run(200); });
+    std::thread second([&] { cycles[1].Run(200); });
+    first.join();
+    second.join();
     items[0].Unload();
     items[1].Unload();
-    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &after));
-    EXPECT_LE(after, before + 2);
+    EXPECT_LE(Resources::Now().handles, before.handles + 2) << before.Text();
     EXPECT_GT(cycles[0].calls + cycles[1].calls, 50);
     EXPECT_EQ(cycles[0].late + cycles[1].late, 0) << "an event after Unload returned";
     EXPECT_EQ(log.Count("16 *"), 0U);

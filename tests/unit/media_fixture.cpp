@@ -2,6 +2,20 @@
 
 namespace media_tests {
 
+void Media::Know(const std::vector<std::string>& videos, const std::vector<std::string>& audios) {
+    m_hasMediaInfo = true;
+    m_originalVideoTrackNum = static_cast<std::uint32_t>(videos.size());
+    m_originalAudioTrackNum = static_cast<std::uint32_t>(audios.size());
+    m_videoInfos.clear();
+    m_audioInfos.clear();
+    for (const std::string& format : videos) {
+        m_videoInfos.emplace_back().format = format;
+    }
+    for (const std::string& format : audios) {
+        m_audioInfos.emplace_back().format = format;
+    }
+}
+
 MediaTest::MediaTest() {
     // No media information library, wherever the build has put one.
     SetEnvironmentVariableW(L"PATH", L"");

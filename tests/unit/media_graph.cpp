@@ -5,22 +5,19 @@
 
 namespace media_tests {
 
-void GraphMedia::Know(const std::vector<std::string>& videos,
-                      const std::vector<std::string>& audios) {
-    m_hasMediaInfo = true;
-    m_originalVideoTrackNum = static_cast<std::uint32_t>(videos.size());
-    m_originalAudioTrackNum = static_cast<std::uint32_t>(audios.size());
-    m_videoInfos.clear();
-    m_audioInfos.clear();
-    for (const std::string& format : videos) {
-        m_videoInfos.emplace_back().format = format;
-    }
-    for (const std::string& format : audios) {
-        m_audioInfos.emplace_back().format = format;
-    }
+MediaType TypeOf(char kind) {
+    return kind == 'v' ? fakes::Video() : kind == 'a' ? fakes::Audio() : fakes::Text();
 }
 
-Lines Facts(GraphMedia& media) {
+PinSpecs Outs(const std::string& kinds) {
+    PinSpecs pins;
+    for (const char kind : kinds) {
+        pins.push_back(Out(TypeOf(kind)));
+    }
+    return pins;
+}
+
+Lines Facts(Media& media) {
     Lines facts;
     const auto add = [&facts](const auto&... parts) {
         std::ostringstream line;

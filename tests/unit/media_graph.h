@@ -1,6 +1,6 @@
 #pragma once
 
-// Media items whose graph is looked into: more of the members, schemes of fake filters, and
+// Media items whose graph is looked into: schemes of fake filters, and
 // what a test compares of a graph.
 
 #include <memory>
@@ -11,34 +11,12 @@
 
 namespace media_tests {
 
-class GraphMedia : public Media {
-public:
-    using CMedia::_AddFilter;
-    using CMedia::_FreeFilters;
-    using CMedia::_InitFilters;
-    using CMedia::_LoadFilterWithScheme;
-    using CMedia::_RemoveAllCachedFilterInGraphConfig;
-    using CMedia::_RemoveAllFilterInGraphBuilder;
-    using CMedia::_RemoveFilter;
-    using CMedia::_ScanAllFilterAndGetAVTrackInfo;
-    using CMedia::m_evenVideoSize;
-    using CMedia::m_fix1088Height;
-    using CMedia::m_hasMediaFormat;
-    using CMedia::m_mediaFormat;
-    using CMedia::m_pStreamSelect;
-    using CMedia::m_streamSelectAudioNum;
-    using CMedia::m_streamSelectAudioTracks;
-    using CMedia::m_streamSelectVideoNum;
-    using CMedia::m_streamSelectVideoTracks;
-    using CMedia::m_videoDisplayRange;
-    using Media::Media;
-
-    /// As if the media information had listed streams of these formats.
-    void Know(const std::vector<std::string>& videos, const std::vector<std::string>& audios);
-};
+/// Pins by letters: v for video, a for audio, t for text.
+MediaType TypeOf(char kind);
+PinSpecs Outs(const std::string& kinds);
 
 /// Tracks, records and picture facts, one a line.
-Lines Facts(GraphMedia& media);
+Lines Facts(Media& media);
 
 class MediaGraphTest : public MediaTest {
 protected:
@@ -57,7 +35,7 @@ protected:
     Lines Warnings(const std::string& function);
 
     /// Loads it and forgets what was journalled and logged on the way.
-    void LoadWith(GraphMedia& media, int flag = 0) {
+    void LoadWith(Media& media, int flag = 0) {
         ASSERT_EQ(media.SetMediaPath(kPath), 1);
         ASSERT_EQ(media.Load(&scheme, flag), 1);
         journal.Clear();

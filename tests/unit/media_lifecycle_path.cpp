@@ -55,14 +55,14 @@ TEST_F(MediaPath, FileNeedsToExist) {
     };
     for (const auto& item : cases) {
         const std::string path = Gbk(scratch.Touch(item.name).wstring());
-        Media media(nullptr);
+        Media media(kPath, nullptr); // whose protocol goes
+        log.Clear();
         EXPECT_EQ(media.SetMediaPath(path), 1) << path;
         EXPECT_EQ(media.GetMediaPath(), path);
         EXPECT_FALSE(media.IsMediaPathURL());
         EXPECT_EQ(media.m_urlProtocol, "");
         EXPECT_EQ(media.GetFileExt(), item.extension);
         EXPECT_TRUE(log.Has("4 ymdshow::CMedia::SetMediaPath: SetMediaPath : *"));
-        log.Clear();
     }
     Media media(nullptr);
     EXPECT_EQ(media.SetMediaPath(Gbk((scratch.Path() / "missing.avi").wstring())), 0);
@@ -70,7 +70,9 @@ TEST_F(MediaPath, FileNeedsToExist) {
 }
 
 TEST_F(MediaPath, LogsWithSourceAndFunction) {
-    Media media(kPath, nullptr);
+    const Media without("", nullptr);
+    EXPECT_EQ(log.Lines(), Lines());
+    const Media media(kPath, nullptr);
     EXPECT_EQ(media.GetMediaPath(), kPath);
     ASSERT_EQ(log.Lines(),
               Lines({std::string("4 ymdshow::CMedia::SetMediaPath: SetMediaPath : ") + kPath,
@@ -78,10 +80,6 @@ TEST_F(MediaPath, LogsWithSourceAndFunction) {
     for (const LogCapture::Record& record : log.Records()) {
         EXPECT_TRUE(record.source.ends_with("YMMedia")) << record.source;
     }
-    log.Clear();
-    const Media without("", nullptr);
-    EXPECT_EQ(without.GetMediaPath(), "");
-    EXPECT_EQ(log.Lines(), Lines());
 }
 
 TEST_F(MediaPath, RefusedPathChangesNothingElse) {
@@ -97,33 +95,6 @@ TEST_F(MediaPath, RefusedPathChangesNothingElse) {
     EXPECT_FALSE(media.IsMediaPathURL()); // this flag is the refused path's
     EXPECT_EQ(log.Lines(), Lines());
     EXPECT_JOURNAL({});
-}
-
-TEST_F(MediaPath, NewPathUnloadsAndDoesNotReload) {
-    for (const bool playing : {false, true}) {
-        Media media(nullptr);
-        Loaded(media);
-        media.SetVideoClipRange(0, 0, 320, 180);
-        ASSERT_EQ(media.TimeClip(10000000, 20000000), 1);
-        if (playing) {
-            ASSERT_EQ(media.Play(), 1);
-        }
-        journal.Clear();
-        EXPECT_EQ(media.SetMediaPath("test://other"), 1);
-        // Once to stop, once more to restore the state after the clip is set again.
-        EXPECT_EQ(journal.Count("control.Stop"), playing ? 2U : 0U);
-        EXPECT_TRUE(journal.InOrder({"control.GetState(500)", "events.SetNotifyWindow(0, 0, 0)",
-                                     "window.put_Visible(0)", "window.put_Owner(0)",
-                                     "graph.RemoveFilter(Source)"}));
-        EXPECT_EQ(media.IsLoaded(), 0);
-        EXPECT_EQ(media.m_playState, 0);
-        EXPECT_EQ(media.GetMediaPath(), "test://other");
-        EXPECT_EQ(media.GetFileExt(), "");
-        // What the host chose stays.
-        EXPECT_EQ(media.GetClipStartTime(), 10000000);
-        EXPECT_EQ(media.GetClipEndTime(), 20000000);
-    }
-    EXPECT_EQ(graphs.Created(), 2U);
 }
 
 TEST_F(MediaPath, MediaInformationGoesWithItsPath) {

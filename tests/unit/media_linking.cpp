@@ -8,7 +8,7 @@ namespace {
 
 class MediaLinking : public MediaGraphTest {
 protected:
-    GraphMedia media{nullptr};
+    Media media{nullptr};
 
     std::string LinkLog() {
         std::string text;
@@ -78,9 +78,7 @@ TEST_F(MediaLinking, DisabledTracksStayOutOfARelink) {
     ASSERT_TRUE(media.DisableVideoTrack(0));
     const Lines before = Graph().Connections();
     ASSERT_EQ(before, Lines({"Dec2.Out1 -> Ren2.In1", "Source.Out2 -> Dec2.In1"}));
-    for (const auto* list : {&media.m_audioTracks}) {
-        EXPECT_EQ((*list)[0]->brokenLinks.size(), 2U);
-    }
+    EXPECT_EQ(media.m_audioTracks[0]->brokenLinks.size(), 2U);
     ASSERT_EQ(media.UnlinkAllFilter(), 1);
     EXPECT_TRUE(media.m_audioTracks[0]->brokenLinks.empty()); // of a graph that is no more
     EXPECT_FALSE(media.m_audioTracks[1]->linked);
@@ -136,11 +134,9 @@ TEST_F(MediaLinking, TeardownReleasesInOrderAndReportsWhoIsHeld) {
     for (const bool held : {false, true}) {
         LoadWith(media);
         ASSERT_EQ(Graph().Connections(), Lines({"Dec.Out1 -> VR.In1", "S.Out1 -> Dec.In1"}));
-        std::vector<ComPtr<IUnknown>> holds;
-        for (const char* name : {"S", "Dec", "VR"}) {
-            if (held) {
-                holds.push_back(static_cast<IBaseFilter*>(Graph().Find(name)));
-            }
+        std::vector<ComPtr<IBaseFilter>> holds;
+        if (held) {
+            holds = {Graph().Find("S"), Graph().Find("Dec"), Graph().Find("VR")};
         }
         ASSERT_EQ(media.Play(), 1);
         journal.Clear();
@@ -169,12 +165,9 @@ TEST_F(MediaLinking, TeardownReleasesInOrderAndReportsWhoIsHeld) {
 TEST_F(MediaLinking, GraphAndCacheAreEmptiedFromTheFront) {
     Loaded(media);
     FakeGraph& graph = Graph();
-    const ComPtr<IBaseFilter> held = MakeFilter("Held", {In()}).Get();
-    {
-        const ComPtr<FakeFilter> more = MakeFilter("More", {In()});
-        ASSERT_EQ(media._AddFilter(held.Get(), L"Held", 1), 1);
-        ASSERT_EQ(media._AddFilter(more.Get(), L"More", 1), 1);
-    }
+    const ComPtr<FakeFilter> held = MakeFilter("Held", {In()});
+    ASSERT_EQ(media._AddFilter(held.Get(), L"Held", 1), 1);
+    ASSERT_EQ(media._AddFilter(MakeFilter("More", {In()}).Get(), L"More", 1), 1);
     journal.SetKinds(kCall | kEnumCall);
     journal.Clear();
     media._RemoveAllCachedFilterInGraphConfig();
@@ -182,7 +175,7 @@ TEST_F(MediaLinking, GraphAndCacheAreEmptiedFromTheFront) {
     EXPECT_TRUE(journal.InOrder({"config.EnumCacheFilter", "*.Next*",
                                  "config.RemoveFilterFromCache(Held)", "*.Reset", "*.Next*",
                                  "config.RemoveFilterFromCache(More)", "*.Reset", "*.Next*"}));
-    EXPECT_EQ(AsFake(held.Get())->Refs(), 1U);
+    EXPECT_EQ(held->Refs(), 1U);
 
     graph.Add(held.Get(), L"Held");
     media._FreeFilters();
@@ -197,20 +190,19 @@ TEST_F(MediaLinking, GraphAndCacheAreEmptiedFromTheFront) {
               Lines({"Remove Filter Warning! RefCount : 1"}));
 
     // Managers that refuse for ever do not keep the caller.
+    graph.Add("Kept", {In()});
+    ASSERT_EQ(media._AddFilter(held.Get(), L"Held", 1), 1);
     for (const HRESULT result : {E_FAIL, E_NOTIMPL}) {
-        graph.Add("Kept", {In()});
-        ASSERT_EQ(media._AddFilter(held.Get(), L"Held", 1), 1);
         graph.results["RemoveFilter"] = result;
         graph.config.results["RemoveFilterFromCache"] = result;
         media._RemoveAllFilterInGraphBuilder();
         media._RemoveAllCachedFilterInGraphConfig();
+        EXPECT_EQ(graph.FilterCount(), 1U);
         EXPECT_TRUE(graph.config.IsCached(held.Get()));
-        graph.results.Clear();
-        graph.config.results.Clear();
-        media._RemoveAllFilterInGraphBuilder();
-        media._RemoveAllCachedFilterInGraphConfig();
-        EXPECT_EQ(graph.FilterCount(), 0U);
     }
+    graph.results.Clear();
+    graph.config.results.Clear();
+    media._RemoveAllCachedFilterInGraphConfig();
     graph.results["EnumFilters"] = E_FAIL;
     graph.config.results["EnumCacheFilter"] = E_FAIL;
     media._RemoveAllFilterInGraphBuilder();

@@ -17,14 +17,11 @@ std::wstring ClsidText(const GUID& clsid) {
 TEST_F(MediaListing, NamesClsidsAndFilesOfTheUsedFilters) {
     std::wstring wide = L"something";
     std::string narrow = "something";
-    {
-        const PlayMedia unloaded(nullptr);
-        unloaded.GetFilterInfo(wide);
-        unloaded.GetFilterInfo(narrow);
-        EXPECT_EQ(wide, L"");
-        EXPECT_EQ(narrow, "");
-    }
-    PlayMedia media(nullptr);
+    Media media(nullptr);
+    media.GetFilterInfo(wide);
+    media.GetFilterInfo(narrow);
+    EXPECT_EQ(wide, L"");
+    EXPECT_EQ(narrow, "");
     Loaded(media);
     const ComPtr<FakeFilter> extra[3] = {MakeFilter("E", {}), MakeFilter("F", {}),
                                          MakeFilter("G", {})};
@@ -61,7 +58,7 @@ void Visit(IBaseFilter* filter, void* user) {
 
 TEST_F(MediaListing, VisitorSeesLinkedFiltersOrAll) {
     Lines seen;
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     media.EnumMediaFilter(Visit, &seen, 1);
     Loaded(media);
     Graph().Add("Lonely", {In(fakes::Video())});
@@ -80,7 +77,7 @@ TEST_F(MediaListing, VisitorSeesLinkedFiltersOrAll) {
 }
 
 TEST_F(MediaListing, FindsTheFirstInterfaceAndKeepsNoOther) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     EXPECT_EQ(media.FindInterfaceInGraphFilters(IID_IAMStreamSelect, 1), nullptr);
     Loaded(media);
     EXPECT_EQ(media.FindInterfaceInGraphFilters(IID_IAMStreamSelect, 1), nullptr);

@@ -10,23 +10,18 @@ namespace {
 
 using Range = std::array<std::int32_t, 4>;
 
-Range Of(const std::int32_t (&range)[4]) {
-    return {range[0], range[1], range[2], range[3]};
-}
+class MediaOutput : public MediaTest {};
 
-class MediaOutput : public MediaTest {
-protected:
-    /// The picture's record; width 0 for none.
-    static void SetRecord(PlayMedia& media, std::int32_t width, std::int32_t height, float ratio,
-                          std::int64_t frameTime) {
-        media.m_originalVideoTrackNum = width != 0 ? 1 : 0;
-        media.m_videoInfos.resize(1);
-        media.m_videoInfos[0].width = width;
-        media.m_videoInfos[0].height = height;
-        media.m_videoInfos[0].displayAspectRatio = ratio;
-        media.m_videoInfos[0].avgFrameTime = frameTime;
-    }
-};
+/// The picture's record; width 0 for none.
+void SetRecord(Media& media, std::int32_t width, std::int32_t height, float ratio,
+               std::int64_t frameTime) {
+    media.m_originalVideoTrackNum = width != 0 ? 1 : 0;
+    media.m_videoInfos.resize(1);
+    media.m_videoInfos[0].width = width;
+    media.m_videoInfos[0].height = height;
+    media.m_videoInfos[0].displayAspectRatio = ratio;
+    media.m_videoInfos[0].avgFrameTime = frameTime;
+}
 
 TEST_F(MediaOutput, PictureSizeAndRatio) {
     const struct {
@@ -49,7 +44,7 @@ TEST_F(MediaOutput, PictureSizeAndRatio) {
         {720, 576, 720, 576, 1.299F, 720, 576, 1.299F, true},
         {720, 576, 720, 576, 16.0F / 9.0F, 720, 576, 16.0F / 9.0F, true},
     };
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     for (const auto& item : cases) {
         SCOPED_TRACE(&item - cases);
@@ -68,7 +63,7 @@ TEST_F(MediaOutput, PictureSizeAndRatio) {
         Graph().video.results[method] = E_FAIL;
         EXPECT_EQ(media._ReadAndSetByIBasicVideo(), 0);
     }
-    EXPECT_EQ(PlayMedia(nullptr)._ReadAndSetByIBasicVideo(), 0);
+    EXPECT_EQ(Media(nullptr)._ReadAndSetByIBasicVideo(), 0);
 }
 
 TEST_F(MediaOutput, FrameTimeComparesATimeWithARate) {
@@ -83,7 +78,7 @@ TEST_F(MediaOutput, FrameTimeComparesATimeWithARate) {
         {0.5, 10'000'000, 5'000'000}, // 1 a second
         {-1, 333'333, 333'333},       {-1, 0, 77},
     };
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     Loaded(media);
     for (const auto& item : cases) {
         SCOPED_TRACE(&item - cases);
@@ -102,7 +97,7 @@ TEST_F(MediaOutput, FrameTimeComparesATimeWithARate) {
 }
 
 TEST_F(MediaOutput, RectanglesAreStoredAndCompleted) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     EXPECT_FALSE(media.SetVideoClipRange(1, 2, 3, 4)); // no picture yet: stored all the same
     EXPECT_FALSE(media.SetVideoDisplayRange(-5, 10000, 0, -8));
     Loaded(media);
@@ -116,8 +111,8 @@ TEST_F(MediaOutput, RectanglesAreStoredAndCompleted) {
         std::copy(given.begin(), given.end(), media.m_videoClipRange);
         std::copy(given.begin(), given.end(), media.m_videoDisplayRange);
         ASSERT_EQ(media._ReadAndSetByIBasicVideo(), 1);
-        EXPECT_EQ(Of(media.m_videoClipRange), completed);
-        EXPECT_EQ(Of(media.m_videoDisplayRange), completed);
+        EXPECT_EQ(std::to_array(media.m_videoClipRange), completed);
+        EXPECT_EQ(std::to_array(media.m_videoDisplayRange), completed);
     }
     journal.Clear();
     EXPECT_TRUE(media.SetVideoClipRange(-1, -2, -3, -4)); // as given
@@ -147,7 +142,7 @@ TEST_F(MediaOutput, PlayWindow) {
     const Lines shown{"window.put_Visible(-1)", "window.SetWindowForeground(-1)"};
     const Lines hidden{"window.put_MessageDrain(0)", "window.put_Visible(0)",
                        "window.put_Owner(0)"};
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     media.SetPlayWindow(window); // kept for the load
     ASSERT_EQ(media.SetMediaPath(kPath), 1);
     ASSERT_EQ(media.Load(nullptr, 0), 1);
@@ -170,7 +165,7 @@ TEST_F(MediaOutput, PlayWindow) {
 }
 
 TEST_F(MediaOutput, Snapshots) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     long size = 100;
     std::array<BYTE, 8> buffer{};
     EXPECT_EQ(media.GetCurrentImageData(buffer.data(), &size), 0);
@@ -195,7 +190,7 @@ TEST_F(MediaOutput, Snapshots) {
 }
 
 TEST_F(MediaOutput, MainSwitchTakesTheClockAwayUnlessPlaying) {
-    PlayMedia media(nullptr);
+    Media media(nullptr);
     media.SetAmain(1); // kept for the load
     EXPECT_EQ(media.IsAmain(), 1);
     Loaded(media);

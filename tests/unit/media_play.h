@@ -6,29 +6,10 @@
 
 namespace media_tests {
 
-/// A media item with the members and steps of playback open too.
-class PlayMedia : public Media {
-public:
-    using CMedia::_CheckAndSetDuration;
-    using CMedia::_EventThreadFun;
-    using CMedia::_ReadAndSetByIBasicVideo;
-    using CMedia::_ReadAndSetByIMediaSeeking;
-    using CMedia::m_displayRotation;
-    using CMedia::m_durationByMediaInfo;
-    using CMedia::m_durationBySeeking;
-    using CMedia::m_isLiveStream;
-    using CMedia::m_isMediaPathURL;
-    using CMedia::m_playWindow;
-    using CMedia::m_usedFilters;
-    using CMedia::m_videoClipRange;
-    using CMedia::m_videoDisplayRange;
-    using Media::Media;
-};
-
 constexpr std::int64_t kSecond = 10'000'000;
 
 /// Brings a loaded item and its graph into a state, and forgets the calls that it took.
-inline void Bring(PlayMedia& media, std::int32_t state) {
+inline void Bring(Media& media, std::int32_t state) {
     const Silence silence;
     ASSERT_EQ(media.Stop(), 1);
     if (state != State_Stopped) {

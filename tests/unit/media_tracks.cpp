@@ -6,124 +6,103 @@
 #include <stdexcept>
 
 using namespace media_tests;
+using ymdshow::CMedia;
 
 namespace {
 
-struct AudioOps {
-    static constexpr auto num = &GraphMedia::GetAudioTrackNum;
-    static constexpr auto original = &GraphMedia::GetOriginalAudioTrackNum;
-    static constexpr auto render = &GraphMedia::GetAudioTrackRender;
-    static constexpr auto enable = &GraphMedia::EnableAudioTrack;
-    static constexpr auto disable = &GraphMedia::DisableAudioTrack;
-    static constexpr auto enableAll = &GraphMedia::EnableAllAudioTrack;
-    static constexpr auto disableAll = &GraphMedia::DisableAllAudioTrack;
-    static constexpr auto onlyOne = &GraphMedia::EnableOnlyOneAudioTrack;
-    static constexpr auto isEnabled = &GraphMedia::IsAudioTrackEnable;
-    static constexpr auto first = &GraphMedia::GetFirstEnabledAudioTrackIndex;
-    static constexpr auto linkAll = &GraphMedia::LinkAllAudioTrack;
-    static constexpr auto unlinkAll = &GraphMedia::UnlinkAllAudioTrack;
-    static auto& Tracks(GraphMedia& media) { return media.m_audioTracks; }
-    static auto& Records(GraphMedia& media) { return media.m_audioInfos; }
-    static MediaType Type() { return fakes::Audio(44100); }
-    static MediaType OtherType() { return fakes::Video(640, 360); }
-    static constexpr auto disableOther = &GraphMedia::DisableVideoTrack;
-    static constexpr auto unlinkOthers = &GraphMedia::UnlinkAllVideoTrack;
-};
-
-struct VideoOps {
-    static constexpr auto num = &GraphMedia::GetVideoTrackNum;
-    static constexpr auto original = &GraphMedia::GetOriginalVideoTrackNum;
-    static constexpr auto render = &GraphMedia::GetVideoTrackRender;
-    static constexpr auto enable = &GraphMedia::EnableVideoTrack;
-    static constexpr auto disable = &GraphMedia::DisableVideoTrack;
-    static constexpr auto enableAll = &GraphMedia::EnableAllVideoTrack;
-    static constexpr auto disableAll = &GraphMedia::DisableAllVideoTrack;
-    static constexpr auto onlyOne = &GraphMedia::EnableOnlyOneVideoTrack;
-    static constexpr auto isEnabled = &GraphMedia::IsVideoTrackEnable;
-    static constexpr auto first = &GraphMedia::GetFirstEnabledVideoTrackIndex;
-    static constexpr auto linkAll = &GraphMedia::LinkAllVideoTrack;
-    static constexpr auto unlinkAll = &GraphMedia::UnlinkAllVideoTrack;
-    static auto& Tracks(GraphMedia& media) { return media.m_videoTracks; }
-    static auto& Records(GraphMedia& media) { return media.m_videoInfos; }
-    static MediaType Type() { return fakes::Video(640, 360); }
-    static MediaType OtherType() { return fakes::Audio(44100); }
-    static constexpr auto disableOther = &GraphMedia::DisableAudioTrack;
-    static constexpr auto unlinkOthers = &GraphMedia::UnlinkAllAudioTrack;
-};
-
 // The one difference between the families' signatures, kept.
-static_assert(std::is_same_v<decltype(VideoOps::isEnabled),
-                             bool (ymdshow::CMedia::*const)(std::uint32_t) const>);
 static_assert(
-    std::is_same_v<decltype(AudioOps::isEnabled), bool (ymdshow::CMedia::*const)(std::uint32_t)>);
+    std::is_same_v<decltype(&CMedia::IsVideoTrackEnable), bool (CMedia::*)(std::uint32_t) const>);
+static_assert(
+    std::is_same_v<decltype(&CMedia::IsAudioTrackEnable), bool (CMedia::*)(std::uint32_t)>);
 
-template <class Ops> class MediaTracks : public MediaGraphTest {
+class MediaTracks : public MediaGraphTest, public testing::WithParamInterface<bool> {
 protected:
-    GraphMedia media{nullptr};
+    using M = Media;
+    using Index = std::uint32_t;
 
-    /// Two tracks of the kind, each behind a decoder: number 0 is that of Out2; and with
-    /// `other` one of the other kind at Out3.
-    void LoadTracks(bool other = true) {
-        sourcePins = {Out(Ops::Type()), Out(Ops::Type())};
-        if (other) {
-            sourcePins.push_back(Out(Ops::OtherType()));
+    const bool isVideo = GetParam();
+    const MediaType type = isVideo ? fakes::Video(640, 360) : fakes::Audio(44100);
+    const MediaType otherType = isVideo ? fakes::Audio(44100) : fakes::Video(640, 360);
+    Media media{nullptr};
+
+    template <class Audio, class Video, class... Args>
+    auto Do(Audio audio, Video video, Args... args) {
+        return isVideo ? (media.*video)(args...) : (media.*audio)(args...);
+    }
+    Index Num() { return Do(&M::GetAudioTrackNum, &M::GetVideoTrackNum); }
+    Index Original() { return Do(&M::GetOriginalAudioTrackNum, &M::GetOriginalVideoTrackNum); }
+    auto Render(Index i) { return Do(&M::GetAudioTrackRender, &M::GetVideoTrackRender, i); }
+    bool IsEnabled(Index i) { return Do(&M::IsAudioTrackEnable, &M::IsVideoTrackEnable, i); }
+    bool Enable(Index i) { return Do(&M::EnableAudioTrack, &M::EnableVideoTrack, i); }
+    bool Disable(Index i) { return Do(&M::DisableAudioTrack, &M::DisableVideoTrack, i); }
+    bool OnlyOne(Index i) {
+        return Do(&M::EnableOnlyOneAudioTrack, &M::EnableOnlyOneVideoTrack, i);
+    }
+    bool EnableAll() { return Do(&M::EnableAllAudioTrack, &M::EnableAllVideoTrack); }
+    bool DisableAll() { return Do(&M::DisableAllAudioTrack, &M::DisableAllVideoTrack); }
+    bool LinkAll() { return Do(&M::LinkAllAudioTrack, &M::LinkAllVideoTrack); }
+    bool UnlinkAll() { return Do(&M::UnlinkAllAudioTrack, &M::UnlinkAllVideoTrack); }
+    int First() {
+        return Do(&M::GetFirstEnabledAudioTrackIndex, &M::GetFirstEnabledVideoTrackIndex);
+    }
+    const M::FilterTrackInfo& Track(std::size_t i) {
+        if (isVideo) {
+            return *media.m_videoTracks.at(i);
         }
+        return *media.m_audioTracks.at(i);
+    }
+
+    /// Two tracks of the kind, each behind a decoder: number 0 is that of Out2; and one of the
+    /// other kind at Out3.
+    void LoadTracks() {
+        sourcePins = {Out(type), Out(type), Out(otherType)};
         configure = RenderThroughDecoders;
-        this->Loaded(media);
+        Loaded(media);
     }
 
     /// Streams of the kind at the source, and `renderers` outputs of the kind.
-    void LoadStreams(std::vector<DWORD> flags, std::size_t renderers) {
-        sourcePins = PinSpecs(renderers, Out(Ops::Type()));
-        sourcePins.push_back(Out(Ops::OtherType()));
+    void LoadStreams(const std::vector<DWORD>& flags, std::size_t renderers) {
+        sourcePins = PinSpecs(renderers, Out(type));
+        sourcePins.push_back(Out(otherType));
         configure = [this, flags](FakeGraph& graph) {
             graph.makeSource = [this, flags](const std::wstring&) {
                 std::vector<SelectableStream> streams{{fakes::Text(), L"", 0, 0, S_OK}};
                 for (const DWORD flag : flags) {
-                    streams.push_back({Ops::Type(), L"", flag, 0, S_OK});
+                    streams.push_back({type, L"", flag, 0, S_OK});
                 }
                 ComPtr<FakeFilter> source = MakeFilter("Source", sourcePins);
                 source->Select(streams);
                 return source;
             };
         };
-        this->Loaded(media);
-    }
-
-    template <class Result, class Base, class... Args>
-    Result Do(Result (Base::*operation)(Args...), std::type_identity_t<Args>... args) {
-        return (media.*operation)(args...);
-    }
-    template <class Result, class Base, class... Args>
-    Result Do(Result (Base::*operation)(Args...) const, std::type_identity_t<Args>... args) {
-        return (media.*operation)(args...);
+        Loaded(media);
     }
 
     /// "10": the first track is enabled, the second is not.
-    std::string States(std::uint32_t count) {
+    std::string States() {
         std::string states;
-        for (std::uint32_t i = 0; i < count; ++i) {
-            states += Do(Ops::isEnabled, i) ? '1' : '0';
+        for (Index i = 0; i < Num(); ++i) {
+            states += IsEnabled(i) ? '1' : '0';
         }
         return states;
     }
     bool& Linked() { return media.m_isAllFilterLinked; }
-    StreamSelectFacet& Select() { return this->Graph().Find("Source")->streamSelect; }
 
-    void ExpectOutOfRange(std::uint32_t index) {
-        const auto expect = [&](auto operation) {
+    void ExpectOutOfRange(Index index) {
+        const auto expect = [](auto operation) {
             try {
-                Do(operation, index);
-                ADD_FAILURE() << "no exception for " << index;
+                operation();
+                ADD_FAILURE() << "no exception";
             } catch (const std::runtime_error& error) {
                 EXPECT_STREQ(error.what(), "index out of range");
             }
         };
-        expect(Ops::render);
-        expect(Ops::enable);
-        expect(Ops::disable);
-        expect(Ops::onlyOne);
-        expect(Ops::isEnabled);
+        expect([&] { Render(index); });
+        expect([&] { Enable(index); });
+        expect([&] { Disable(index); });
+        expect([&] { OnlyOne(index); });
+        expect([&] { IsEnabled(index); });
         // The lock is free again.
         EXPECT_EQ(std::async(std::launch::async, [&] { return media.IsLoaded(); })
                       .wait_for(std::chrono::seconds(5)),
@@ -131,232 +110,205 @@ protected:
     }
 };
 
-using Kinds = testing::Types<AudioOps, VideoOps>;
-TYPED_TEST_SUITE(MediaTracks, Kinds);
+INSTANTIATE_TEST_SUITE_P(Kinds, MediaTracks, testing::Bool(),
+                         [](const auto& info) { return info.param ? "Video" : "Audio"; });
 
-TYPED_TEST(MediaTracks, CountsComeFromRecordsUntilLoaded) {
-    using Ops = TypeParam;
-    auto& media = this->media;
-    Ops::Records(media).resize(3);
-    EXPECT_EQ(this->Do(Ops::num), 3U);
-    EXPECT_EQ(this->Do(Ops::original), 0U);
-    EXPECT_EQ(this->Do(Ops::first), -1);
-    this->ExpectOutOfRange(0);
-    EXPECT_TRUE(this->Do(Ops::linkAll)); // of no tracks
-    EXPECT_TRUE(this->Linked());
-    EXPECT_TRUE(this->Do(Ops::unlinkAll));
-    EXPECT_FALSE(this->Linked());
-    EXPECT_FALSE(this->Do(Ops::enableAll));
-    EXPECT_TRUE(this->Do(Ops::disableAll));
+TEST_P(MediaTracks, CountsComeFromRecordsUntilLoaded) {
+    media.m_videoInfos.resize(isVideo ? 3 : 0);
+    media.m_audioInfos.resize(isVideo ? 0 : 3);
+    EXPECT_EQ(Num(), 3U);
+    EXPECT_EQ(Original(), 0U);
+    EXPECT_EQ(First(), -1);
+    ExpectOutOfRange(0);
+    EXPECT_TRUE(LinkAll() && Linked()); // of no tracks
+    EXPECT_TRUE(UnlinkAll() && !Linked());
+    EXPECT_FALSE(EnableAll());
+    EXPECT_TRUE(DisableAll());
 
-    this->LoadTracks();
-    EXPECT_EQ(this->Do(Ops::num), 2U);
-    EXPECT_EQ(this->Do(Ops::original), 2U);
-    EXPECT_EQ(Ops::Records(media).size(), 2U);
+    LoadTracks();
+    EXPECT_EQ(Num(), 2U);
+    EXPECT_EQ(Original(), 2U);
+    EXPECT_EQ(isVideo ? media.m_videoInfos.size() : media.m_audioInfos.size(), 2U);
     media.SetIsDecodeAudio(0);
     media.SetIsDecodeVideo(7);
     EXPECT_EQ(media.IsDecodeAudio(), 0);
     EXPECT_EQ(media.IsDecodeVideo(), 7);
 }
 
-TYPED_TEST(MediaTracks, RendererTrackIsCutOffAndJoinedAgain) {
-    using Ops = TypeParam;
-    this->LoadTracks();
-    FakeGraph& graph = this->Graph();
+TEST_P(MediaTracks, RendererTrackIsCutOffAndJoinedAgain) {
+    LoadTracks();
+    FakeGraph& graph = Graph();
     const Lines before = graph.Connections();
-    EXPECT_EQ(this->Do(Ops::render, 0), static_cast<IBaseFilter*>(graph.Find("Ren2")));
-    EXPECT_EQ(this->Do(Ops::render, 1), static_cast<IBaseFilter*>(graph.Find("Ren1")));
-    this->ExpectOutOfRange(2);
-    EXPECT_EQ(this->journal.Lines(), Lines());
+    EXPECT_EQ(Render(0), static_cast<IBaseFilter*>(graph.Find("Ren2")));
+    EXPECT_EQ(Render(1), static_cast<IBaseFilter*>(graph.Find("Ren1")));
+    ExpectOutOfRange(2);
+    EXPECT_EQ(journal.Lines(), Lines());
 
-    ASSERT_TRUE(this->Do(Ops::disable, 0));
+    ASSERT_TRUE(Disable(0));
     const Lines cut{"graph.Disconnect(Dec2.Out1)", "graph.Disconnect(Ren2.In1)",
                     "graph.Disconnect(Source.Out2)", "graph.Disconnect(Dec2.In1)"};
-    EXPECT_EQ(this->Changes(), cut);
-    EXPECT_EQ(this->States(2), "01");
-    EXPECT_EQ(this->Do(Ops::first), 1);
-    const auto& track = *Ops::Tracks(this->media)[0];
+    EXPECT_EQ(Changes(), cut);
+    EXPECT_EQ(States(), "01");
+    EXPECT_EQ(First(), 1);
+    const auto& track = Track(0);
     EXPECT_FALSE(track.linked);
     ASSERT_EQ(track.brokenLinks.size(), 2U);
-    EXPECT_EQ(AsFake(track.brokenLinks.front().first)->Name(), "Dec2.Out1");
-    EXPECT_EQ(AsFake(track.brokenLinks.back().second)->Name(), "Dec2");
-    EXPECT_TRUE(this->Do(Ops::disable, 0)); // it is cut off already
-    EXPECT_EQ(this->journal.Lines(), Lines());
+    EXPECT_TRUE(Disable(0)); // it is cut off already
+    EXPECT_EQ(journal.Lines(), Lines());
 
-    ASSERT_TRUE(this->Do(Ops::enable, 0));
-    EXPECT_EQ(this->Changes(), Lines({"graph.Connect(Dec2.Out1, Ren2.In1)",
-                                      "graph.Connect(Source.Out2, Dec2.In1)"}));
+    ASSERT_TRUE(Enable(0));
+    EXPECT_EQ(Changes(), Lines({"graph.Connect(Dec2.Out1, Ren2.In1)",
+                                "graph.Connect(Source.Out2, Dec2.In1)"}));
     EXPECT_EQ(graph.Connections(), before);
     EXPECT_TRUE(track.linked && track.enabled && track.brokenLinks.empty());
-    EXPECT_TRUE(this->Do(Ops::enable, 0));
-    EXPECT_EQ(this->journal.Lines(), Lines());
+    EXPECT_TRUE(Enable(0));
+    EXPECT_EQ(journal.Lines(), Lines());
 
     // A connection that cannot be restored does not fail the track.
-    ASSERT_TRUE(this->Do(Ops::disable, 0));
+    ASSERT_TRUE(Disable(0));
     graph.results["Connect"] = VFW_E_CANNOT_CONNECT;
-    EXPECT_TRUE(this->Do(Ops::enable, 0));
-    EXPECT_EQ(this->States(2), "11");
+    EXPECT_TRUE(Enable(0));
+    EXPECT_EQ(States(), "11");
 
     // The walk ends at a filter that feeds something else; a free input is no way on.
     graph.results.Clear();
-    Join(graph.Find("Source")->Pin("Out2"), graph.Find("Dec2")->InPin());
     FakeFilter& tee = *graph.Find("Dec2");
-    FakeFilter& more = graph.Add("More", {In(Ops::Type())});
-    Join(tee.AddPin(Out(Ops::Type())), more.InPin());
-    Join(tee.Pin("Out1"), graph.Find("Ren2")->InPin());
-    graph.Find("Ren2")->AddPin(In(Ops::Type()));
-    this->journal.Clear();
-    ASSERT_TRUE(this->Do(Ops::disable, 0));
-    EXPECT_EQ(this->Changes(),
-              Lines({"graph.Disconnect(Dec2.Out1)", "graph.Disconnect(Ren2.In1)"}));
+    FakeFilter& renderer = *graph.Find("Ren2");
+    Join(graph.Find("Source")->Pin("Out2"), tee.InPin());
+    Join(tee.AddPin(Out(type)), graph.Add("More", {In(type)}).InPin());
+    Join(tee.Pin("Out1"), renderer.InPin());
+    renderer.AddPin(In(type));
+    journal.Clear();
+    ASSERT_TRUE(Disable(0));
+    EXPECT_EQ(Changes(), Lines({cut[0], cut[1]}));
 }
 
-TYPED_TEST(MediaTracks, LinkedStateFollowsWhatIsEnabled) {
-    using Ops = TypeParam;
-    this->LoadTracks();
-    ASSERT_TRUE(this->Linked());
-    EXPECT_TRUE(this->Do(Ops::disable, 0) && this->Linked());
-    EXPECT_TRUE(this->Do(Ops::disable, 1) && this->Linked()); // the other kind is enabled
-    EXPECT_EQ(this->Do(Ops::first), -1);
-    EXPECT_TRUE(this->Do(Ops::disableOther, 0));
-    EXPECT_FALSE(this->Linked()); // and now nothing is
-    EXPECT_TRUE(this->Do(Ops::disable, 0));
-    EXPECT_FALSE(this->Linked()); // is not recomputed from there
-    EXPECT_TRUE(this->Do(Ops::enable, 1) && this->Linked());
-    EXPECT_EQ(this->States(2), "01");
+TEST_P(MediaTracks, LinkedStateFollowsWhatIsEnabled) {
+    LoadTracks();
+    ASSERT_TRUE(Linked());
+    EXPECT_TRUE(Disable(0) && Linked());
+    EXPECT_TRUE(Disable(1) && Linked()); // the other kind is enabled
+    EXPECT_EQ(First(), -1);
+    EXPECT_TRUE(Do(&M::DisableVideoTrack, &M::DisableAudioTrack, 0));
+    EXPECT_FALSE(Linked()); // and now nothing is
+    EXPECT_TRUE(Disable(0));
+    EXPECT_FALSE(Linked()); // is not recomputed from there
+    EXPECT_TRUE(Enable(1) && Linked());
+    EXPECT_EQ(States(), "01");
 
     // Without all of the kind only the other kind counts.
-    EXPECT_TRUE(this->Do(Ops::unlinkAll));
-    EXPECT_FALSE(this->Linked());
-    EXPECT_TRUE(this->Do(Ops::enableAll) && this->Linked());
-    EXPECT_EQ(this->States(2), "11");
-    EXPECT_TRUE(this->Do(Ops::unlinkOthers) && this->Linked());
-    EXPECT_TRUE(this->Do(Ops::disableAll));
-    EXPECT_FALSE(this->Linked());
-    EXPECT_EQ(this->States(2), "00");
-    EXPECT_TRUE(this->Do(Ops::linkAll) && this->Linked());
-    EXPECT_EQ(this->Graph().Connections().size(), 4U);
+    EXPECT_TRUE(UnlinkAll());
+    EXPECT_FALSE(Linked());
+    EXPECT_TRUE(EnableAll() && Linked());
+    EXPECT_EQ(States(), "11");
+    EXPECT_TRUE(Do(&M::UnlinkAllVideoTrack, &M::UnlinkAllAudioTrack) && Linked());
+    EXPECT_TRUE(DisableAll());
+    EXPECT_FALSE(Linked());
+    EXPECT_EQ(States(), "00");
+    EXPECT_TRUE(LinkAll() && Linked());
+    EXPECT_EQ(Graph().Connections().size(), 4U);
 
     // One track alone: a disabled one brings all back first.
-    this->journal.Clear();
-    EXPECT_TRUE(this->Do(Ops::onlyOne, 1));
-    EXPECT_EQ(this->States(2), "01");
-    EXPECT_EQ(this->journal.Count("graph.Connect*"), 0U);
-    EXPECT_TRUE(this->Do(Ops::onlyOne, 0));
-    EXPECT_EQ(this->States(2), "10");
-    EXPECT_EQ(
-        this->journal.Matching("graph.Connect*"),
-        Lines({"graph.Connect(Dec2.Out1, Ren2.In1)", "graph.Connect(Source.Out2, Dec2.In1)"}));
-    this->Linked() = false;
-    EXPECT_TRUE(this->Do(Ops::onlyOne, 0) && this->Linked());
+    journal.Clear();
+    EXPECT_TRUE(OnlyOne(1));
+    EXPECT_EQ(States(), "01");
+    EXPECT_EQ(journal.Count("graph.Connect*"), 0U);
+    EXPECT_TRUE(OnlyOne(0));
+    EXPECT_EQ(States(), "10");
+    EXPECT_EQ(journal.Matching("graph.Connect*"), Lines({"graph.Connect(Dec2.Out1, Ren2.In1)",
+                                                         "graph.Connect(Source.Out2, Dec2.In1)"}));
+    Linked() = false;
+    EXPECT_TRUE(OnlyOne(0) && Linked());
 }
 
-TYPED_TEST(MediaTracks, StreamsAreSwitchedAtTheirFilter) {
-    using Ops = TypeParam;
-    this->LoadStreams({1, 0, 0}, 1);
-    EXPECT_EQ(this->Do(Ops::num), 3U);
-    EXPECT_EQ(this->Do(Ops::original), 1U);
-    EXPECT_EQ(this->States(3), "100");
-    EXPECT_EQ(this->Do(Ops::render, 2), Ops::Tracks(this->media)[0]->renderer);
-    this->ExpectOutOfRange(3);
+TEST_P(MediaTracks, StreamsAreSwitchedAtTheirFilter) {
+    LoadStreams({1, 0, 0}, 1);
+    EXPECT_EQ(Num(), 3U);
+    EXPECT_EQ(Original(), 1U);
+    EXPECT_EQ(States(), "100");
+    EXPECT_EQ(Render(2), Track(0).renderer);
+    ExpectOutOfRange(3);
 
-    const auto enable = [](int index, int flag) {
-        return "Source.Enable(" + std::to_string(index) + ", " + std::to_string(flag) + ")";
-    };
     const struct {
         const char* what;
         bool linkedBefore;
         std::function<bool()> operation;
         std::string states;
-        Lines calls;
+        std::string calls; ///< of Enable, "stream flag"
     } steps[] = {
-        {"enable",
-         false,
-         [&] { return this->Do(Ops::enable, 2); },
-         "101",
-         {enable(3, 2), enable(2, 0)}},
-        {"enable again",
-         false,
-         [&] { return this->Do(Ops::enable, 0); },
-         "101",
-         {enable(1, 2), enable(2, 0)}},
-        {"disable", true, [&] { return this->Do(Ops::disable, 0); }, "001", {enable(1, 0)}},
-        {"only one", false, [&] { return this->Do(Ops::onlyOne, 1); }, "010", {enable(2, 1)}},
-        {"all", false, [&] { return this->Do(Ops::enableAll); }, "111", {enable(1, 2)}},
-        {"none",
-         true,
-         [&] { return this->Do(Ops::disableAll); },
-         "000",
-         {enable(1, 0), enable(2, 0), enable(3, 0)}},
+        {"enable", false, [&] { return Enable(2); }, "101", "3, 2; 2, 0; "},
+        {"enable again", false, [&] { return Enable(0); }, "101", "1, 2; 2, 0; "},
+        {"disable", true, [&] { return Disable(0); }, "001", "1, 0; "},
+        {"only one", false, [&] { return OnlyOne(1); }, "010", "2, 1; "},
+        {"all", false, [&] { return EnableAll(); }, "111", "1, 2; "},
+        {"none", true, [&] { return DisableAll(); }, "000", "1, 0; 2, 0; 3, 0; "},
     };
     for (const auto& step : steps) {
-        this->Linked() = step.linkedBefore;
+        Linked() = step.linkedBefore;
         EXPECT_TRUE(step.operation()) << step.what;
-        EXPECT_TRUE(this->Linked()) << step.what;
-        EXPECT_EQ(this->States(3), step.states) << step.what;
-        EXPECT_EQ(this->Changes(), step.calls) << step.what;
+        EXPECT_TRUE(Linked()) << step.what;
+        EXPECT_EQ(States(), step.states) << step.what;
+        std::string calls;
+        for (const std::string& line : Changes()) {
+            EXPECT_TRUE(line.starts_with("Source.Enable(")) << line;
+            calls += line.substr(14, line.size() - 15) + "; ";
+        }
+        EXPECT_EQ(calls, step.calls) << step.what;
     }
-    EXPECT_EQ(this->Do(Ops::first), -1);
+    EXPECT_EQ(First(), -1);
 
     // The renderer's own link is not the streams' affair, and comes back with a stream.
-    EXPECT_TRUE(this->Do(Ops::unlinkAll));
-    EXPECT_TRUE(this->Do(Ops::enable, 0));
-    EXPECT_EQ(this->Graph().Connections().size(), 2U);
-    EXPECT_TRUE(Ops::Tracks(this->media)[0]->enabled);
+    EXPECT_TRUE(UnlinkAll());
+    EXPECT_TRUE(Enable(0));
+    EXPECT_EQ(Graph().Connections().size(), 2U);
+    EXPECT_TRUE(Track(0).enabled);
 }
 
-TYPED_TEST(MediaTracks, RefusedStreamsCountByTheirState) {
-    using Ops = TypeParam;
-    this->LoadStreams({1, 0, 1}, 1);
-    this->Select().results["Enable"] = E_FAIL;
-    this->Linked() = false;
-    EXPECT_TRUE(this->Do(Ops::disable, 1)); // in the wanted state already
-    EXPECT_FALSE(this->Do(Ops::disable, 0));
-    EXPECT_TRUE(this->Do(Ops::enable, 0));
-    EXPECT_TRUE(this->Linked());
-    this->Linked() = false;
-    EXPECT_FALSE(this->Do(Ops::enable, 1));
-    EXPECT_FALSE(this->Do(Ops::onlyOne, 1));
-    EXPECT_FALSE(this->Linked());
-    this->journal.Clear();
-    EXPECT_FALSE(this->Do(Ops::disableAll)); // ends at the first
-    EXPECT_EQ(this->Changes(), Lines({"Source.Enable(1, 0)"}));
-    EXPECT_TRUE(this->Do(Ops::enableAll)); // asks for the first alone
-    EXPECT_EQ(this->States(3), "111");
-    this->Select().results["Enable"] = {S_OK, E_FAIL};
-    EXPECT_FALSE(this->Do(Ops::disableAll)); // what was done stays
-    EXPECT_EQ(this->States(3), "011");
+TEST_P(MediaTracks, RefusedStreamsCountByTheirState) {
+    LoadStreams({1, 0, 1}, 1);
+    ResultTable& results = Graph().Find("Source")->streamSelect.results;
+    results["Enable"] = E_FAIL;
+    Linked() = false;
+    EXPECT_TRUE(Disable(1)); // in the wanted state already
+    EXPECT_FALSE(Disable(0));
+    EXPECT_TRUE(Enable(0) && Linked());
+    Linked() = false;
+    EXPECT_FALSE(Enable(1));
+    EXPECT_FALSE(OnlyOne(1));
+    EXPECT_FALSE(Linked());
+    journal.Clear();
+    EXPECT_FALSE(DisableAll()); // ends at the first
+    EXPECT_EQ(Changes(), Lines({"Source.Enable(1, 0)"}));
+    EXPECT_TRUE(EnableAll()); // asks for the first alone
+    EXPECT_EQ(States(), "111");
+    results["Enable"] = {S_OK, E_FAIL};
+    EXPECT_FALSE(DisableAll()); // what was done stays
+    EXPECT_EQ(States(), "011");
+
+    // Without a renderer nothing is switched, which fails all but one.
+    LoadStreams({1, 0}, 0);
+    Linked() = false;
+    EXPECT_EQ(Render(1), nullptr);
+    EXPECT_FALSE(Enable(1) || EnableAll());
+    EXPECT_TRUE(OnlyOne(1));
+    EXPECT_EQ(journal.Lines(), Lines());
+    EXPECT_FALSE(Linked());
+    EXPECT_EQ(States(), "10");
 }
 
-TYPED_TEST(MediaTracks, StreamsWithoutRendererAreNotSwitched) {
-    using Ops = TypeParam;
-    this->LoadStreams({1, 0}, 0);
-    this->Linked() = false;
-    EXPECT_EQ(this->Do(Ops::num), 2U);
-    EXPECT_EQ(this->Do(Ops::render, 1), nullptr);
-    EXPECT_FALSE(this->Do(Ops::enable, 1));
-    EXPECT_FALSE(this->Do(Ops::enableAll));
-    EXPECT_TRUE(this->Do(Ops::onlyOne, 1)); // nothing to switch is no failure
-    EXPECT_EQ(this->journal.Lines(), Lines());
-    EXPECT_FALSE(this->Linked());
-    EXPECT_EQ(this->States(2), "10");
-    this->ExpectOutOfRange(2);
-}
-
-TYPED_TEST(MediaTracks, MoreRenderersThanStreamsIsRendererMode) {
-    using Ops = TypeParam;
+TEST_P(MediaTracks, MoreRenderersThanStreamsIsRendererMode) {
     const struct {
         std::size_t streams, renderers;
         bool byRenderer;
-    } cases[] = {{1, 2, true}, {2, 2, false}, {0, 1, true}, {3, 2, false}};
+    } cases[] = {{1, 2, true}, {2, 2, false}, {0, 1, true}, {3, 2, false}, {2, 0, false}};
     for (const auto& test : cases) {
-        this->LoadStreams(std::vector<DWORD>(test.streams, 1), test.renderers);
-        EXPECT_EQ(this->Do(Ops::num), std::max(test.streams, test.renderers));
-        EXPECT_TRUE(this->Do(Ops::disable, 0));
-        EXPECT_EQ(this->journal.Count("Source.Enable*"), test.byRenderer ? 0U : 1U);
-        EXPECT_EQ(Ops::Tracks(this->media)[0]->enabled, !test.byRenderer);
-        this->ExpectOutOfRange(
-            static_cast<std::uint32_t>(test.byRenderer ? test.renderers : test.streams));
+        LoadStreams(std::vector<DWORD>(test.streams, 1), test.renderers);
+        const auto count = static_cast<Index>(std::max(test.streams, test.renderers));
+        EXPECT_EQ(Num(), count);
+        ExpectOutOfRange(count);
+        EXPECT_TRUE(Disable(0));
+        EXPECT_EQ(journal.Count("Source.Enable*"), test.byRenderer ? 0U : 1U);
+        EXPECT_TRUE(test.renderers == 0 || Track(0).enabled != test.byRenderer);
     }
 }
 
