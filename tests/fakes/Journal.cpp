@@ -71,6 +71,9 @@ Journal& Journal::Get() {
 }
 
 void Journal::Append(std::string_view line) {
+    if (const auto listener = m_listener.load(); listener != nullptr) {
+        listener(line);
+    }
     const std::size_t index = m_size.fetch_add(1, std::memory_order_relaxed);
     if (index >= m_slots.size()) {
         return; // Lines() reports the overflow

@@ -65,6 +65,10 @@ public:
     unsigned Kinds() const { return m_kinds.load(std::memory_order_relaxed); }
 
     void Append(std::string_view line);
+
+    /// Called with each line before the call is carried out, to make calls take time; null
+    /// for nobody.
+    void SetListener(void (*listener)(std::string_view line)) { m_listener = listener; }
     void Clear();
 
     std::vector<std::string> Lines() const;
@@ -86,6 +90,7 @@ private:
     };
 
     std::atomic<unsigned> m_kinds{kCall};
+    std::atomic<void (*)(std::string_view)> m_listener{nullptr};
     std::atomic<std::size_t> m_size{0};
     std::vector<Slot> m_slots;
 };
