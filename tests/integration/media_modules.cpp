@@ -105,30 +105,14 @@ TEST_F(MediaModules, ReportTellsWhatFailed) {
     EXPECT_EQ(media.GetLoadReport().failureResult, S_OK);
 }
 
-/// Handles that the system's graph manager keeps for good each time that it is made: Wine's
-/// keeps one, which is not the media item's fault.
-unsigned HandlesKeptByGraphs(int count) {
-    const auto make = [](int graphs) {
-        for (int i = 0; i < graphs; ++i) {
-            ComPtr<IGraphBuilder> graph;
-            CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER,
-                             IID_PPV_ARGS(&graph));
-        }
-    };
-    make(2);
-    const unsigned before = Resources::Now().handles;
-    make(10);
-    return (Resources::Now().handles - before) * static_cast<unsigned>(count) / 10;
-}
-
 TEST_F(MediaModules, CyclesLeaveNothing) {
     UseModules();
     ASSERT_EQ(media.SetMediaPath("test://160x120/1s?audio=440,880"), 1);
-    const int rounds = Rounds("YMD_SOAK_MODULES", 60);
-    const unsigned kept = HandlesKeptByGraphs(rounds - 10);
+    const int rounds = Rounds("YMD_SOAK_MODULES", 500);
+    const unsigned kept = modules::HandlesKeptByGraphs(rounds - 10);
     const auto [early, late] = Soak(rounds, [&](int i) {
         ASSERT_EQ(media.Load(nullptr, i % 2), 1);
-        if (i % 10 == 0) {
+        if (i % 50 == 0) {
             ASSERT_EQ(media.Play(), 1);
             EXPECT_TRUE(GoesOn(media.GetVideoTrackRender(0)));
             StopQuietly();
@@ -155,7 +139,7 @@ TEST_F(MediaModules, ManyItemsSideBySide) {
         }
         std::printf("%d items: %s\n", count, Resources::Now().Text().c_str());
     };
-    const unsigned kept = HandlesKeptByGraphs(count);
+    const unsigned kept = modules::HandlesKeptByGraphs(count);
     round();
     const Resources once = Resources::Now();
     round();

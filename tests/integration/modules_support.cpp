@@ -1,5 +1,7 @@
 #include "integration/modules_support.h"
 
+#include "unit/media_resources.h"
+
 namespace modules {
 
 std::vector<TestRecord> Records(IBaseFilter* renderer, LONG kind) {
@@ -165,6 +167,20 @@ void ModulesTest::SetFreeRunning() {
     ComPtr<IMediaFilter> filter;
     ASSERT_EQ(m_graph.As(&filter), S_OK);
     ASSERT_EQ(filter->SetSyncSource(nullptr), S_OK);
+}
+
+unsigned HandlesKeptByGraphs(int count) {
+    const auto make = [](int graphs) {
+        for (int i = 0; i < graphs; ++i) {
+            ComPtr<IGraphBuilder> graph;
+            CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER,
+                             IID_PPV_ARGS(&graph));
+        }
+    };
+    make(2);
+    const unsigned before = media_tests::Resources::Now().handles;
+    make(10);
+    return (media_tests::Resources::Now().handles - before) * static_cast<unsigned>(count) / 10;
 }
 
 } // namespace modules

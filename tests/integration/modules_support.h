@@ -45,6 +45,10 @@ std::vector<TestRecord> Records(IBaseFilter* renderer, LONG kind);
 /// The kinds in order, runs of samples as one: "Paused Segment Samples EOS".
 std::string Story(IBaseFilter* renderer);
 
+/// Handles that the system's graph manager keeps for good each time that it is made: Wine's
+/// keeps one, which is not the media item's fault.
+unsigned HandlesKeptByGraphs(int count);
+
 class ModulesTest : public testing::Test {
 protected:
     void SetUp() override;

@@ -1,5 +1,6 @@
 // The test source on the system's graph manager, driven through a media item.
 #include "integration/playback_support.h"
+#include "unit/media_resources.h"
 
 #include <array>
 #include <thread>
@@ -205,14 +206,16 @@ TEST_F(SourcePlayback, CyclesFromTwoThreadsLeaveNothingBehind) {
         second.join();
     };
     run(3);
-    DWORD before = 0;
-    DWORD after = 0;
-    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &before));
+    const unsigned kept = modules::HandlesKeptByGraphs(40);
+    const unsigned before = media_tests::Resources::Now().handles;
+    unsigned after = 0;
     run(20);
-    // Wine's threads close the last of theirs a little later.
-    EXPECT_TRUE(Within(
-        3000,
-        [&] { return GetProcessHandleCount(GetCurrentProcess(), &after) && after <= before + 2; }))
+    // Threads close the last of theirs a little later.
+    EXPECT_TRUE(Within(3000,
+                       [&] {
+                           after = media_tests::Resources::Now().handles;
+                           return after <= before + kept + 6;
+                       }))
         << before << " handles became " << after;
     EXPECT_GT(m_ends.count, 0);
 }

@@ -54,6 +54,24 @@ TEST_F(MediaDuration, ReadFromTheGraph) {
     EXPECT_EQ(media.m_durationBySeeking, 77);
 }
 
+TEST_F(MediaDuration, AReloadAsksTheNewGraph) {
+    Media media(nullptr);
+    configure = [](FakeGraph& graph) { Formats{kFrames, true, true}.Apply(graph.seeking); };
+    Loaded(media);
+    EXPECT_EQ(media.GetOriginalDuration(), 10 * kSecond);
+    EXPECT_EQ(media.m_frameCount, 250);
+    media.Unload();
+    configure = [](FakeGraph& graph) { graph.seeking.capabilities = AM_SEEKING_CanSeekAbsolute; };
+    ASSERT_EQ(media.Load(nullptr, 0), 1);
+    EXPECT_EQ(media.GetOriginalDuration(), 0);
+    EXPECT_EQ(media.m_frameCount, 0);
+    EXPECT_TRUE(media.IsLiveStream());
+    media.Unload();
+    configure = nullptr;
+    ASSERT_EQ(media.Load(nullptr, 0), 1);
+    EXPECT_FALSE(media.IsLiveStream());
+}
+
 TEST_F(MediaDuration, ChosenFromThree) {
     constexpr std::int64_t kWrap = std::int64_t{1} << 32;
     const struct {

@@ -58,10 +58,14 @@ TEST_F(MediaFaults, EveryCallOfALifeFailsOnce) {
                         const int relinked = media.LinkAllFilter();
                         EXPECT_EQ(media.IsAllFilterLinked(), relinked);
                         relinks += static_cast<std::size_t>(relinked);
+                    } else { // what it left is no obstacle to another path
+                        EXPECT_EQ(media.SetMediaPath("test://other/clip.mkv"), 1);
+                        EXPECT_EQ(media.Load(nullptr, 0), 1);
                     }
                     EXPECT_EQ(media.Unload(), 1);
                     EXPECT_EQ(media.IsLoaded(), 0);
                     EXPECT_EQ(media.GetVideoTrackNum(), 1U); // of the record again
+                    EXPECT_EQ(media.SetMediaPath("test://other/clip.mkv"), 1);
                 },
                 options);
             EXPECT_GT(calls, 300U);
@@ -78,13 +82,13 @@ TEST_F(MediaFaults, RepeatedLoadsEqualTheFirst) {
     DescribeAll();
     const struct {
         const char* what;
-        bool known;
+        std::size_t audios; ///< of two, known before the load; the picture with them
         int flag;
         ymdshow::CCoderScheme* scheme;
     } cases[] = {
-        {"scheme renderers", true, 1, &scheme}, {"the graph's own", true, 0, &scheme},
-        {"nothing known", false, 0, &scheme},   {"no scheme", false, 0, nullptr},
-        {"no scheme, known", true, 0, nullptr},
+        {"scheme renderers", 2, 1, &scheme}, {"the graph's own", 2, 0, &scheme},
+        {"too little known", 1, 1, &scheme}, {"nothing known", 0, 0, &scheme},
+        {"no scheme", 0, 0, nullptr},        {"no scheme, known", 2, 0, nullptr},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.what);
@@ -92,8 +96,8 @@ TEST_F(MediaFaults, RepeatedLoadsEqualTheFirst) {
         const auto load = [&](bool path) {
             if (path) {
                 EXPECT_EQ(media.SetMediaPath(kPath), 1);
-                if (test.known) {
-                    media.Know({"h264"}, {"aac", "aac"});
+                if (test.audios > 0) {
+                    media.Know({"h264"}, Lines(test.audios, "aac"));
                 }
             }
             EXPECT_EQ(media.Load(test.scheme, test.flag), 1);
