@@ -144,7 +144,10 @@ public:
     // A kind (audio, video) is in renderer mode when more renderers were found
     // than IAMStreamSelect streams, else in stream-select mode. An index at or
     // beyond the count of the mode in force throws std::runtime_error ("index out
-    // of range"), the only exception that leaves the library.
+    // of range"), the only exception that leaves the library. In renderer mode a
+    // track is switched by its connections. Filters may refuse to change them until
+    // the item is stopped; the result does not tell, IsFilterLinked of the track's
+    // renderer does. Then stop the item, switch, seek back and play.
 
     /// Tracks of the loaded graph; before loading, the streams that the media
     /// information lists.

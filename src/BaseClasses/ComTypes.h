@@ -12,14 +12,8 @@ namespace ymdshow {
 template <typename Info, auto InterfaceMember> class InfoHolder {
 public:
     InfoHolder() = default;
-    InfoHolder(InfoHolder&& other) noexcept : m_info(std::exchange(other.m_info, Info{})) {}
-    InfoHolder& operator=(InfoHolder&& other) noexcept {
-        if (this != &other) {
-            Reset();
-            m_info = std::exchange(other.m_info, Info{});
-        }
-        return *this;
-    }
+    InfoHolder(const InfoHolder&) = delete;
+    InfoHolder& operator=(const InfoHolder&) = delete;
     ~InfoHolder() { Reset(); }
 
     void Reset() noexcept {

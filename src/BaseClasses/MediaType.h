@@ -68,28 +68,17 @@ private:
 class OwnedMediaType {
 public:
     OwnedMediaType() = default;
-    explicit OwnedMediaType(AM_MEDIA_TYPE* type) noexcept : m_type(type) {}
-    OwnedMediaType(OwnedMediaType&& other) noexcept : m_type(other.Detach()) {}
-    OwnedMediaType& operator=(OwnedMediaType&& other) noexcept {
-        if (this != &other) {
-            Reset(other.Detach());
-        }
-        return *this;
-    }
+    OwnedMediaType(const OwnedMediaType&) = delete;
+    OwnedMediaType& operator=(const OwnedMediaType&) = delete;
     ~OwnedMediaType() { DeleteMediaType(m_type); }
 
-    void Reset(AM_MEDIA_TYPE* type = nullptr) noexcept {
-        DeleteMediaType(std::exchange(m_type, type));
-    }
+    void Reset() noexcept { DeleteMediaType(std::exchange(m_type, nullptr)); }
 
     /// Releases what is held and gives the address to a function that fills it.
     AM_MEDIA_TYPE** Put() noexcept {
         Reset();
         return &m_type;
     }
-
-    /// Hands the media type over; the caller deletes it.
-    AM_MEDIA_TYPE* Detach() noexcept { return std::exchange(m_type, nullptr); }
 
     AM_MEDIA_TYPE* Get() const noexcept { return m_type; }
     AM_MEDIA_TYPE* operator->() const noexcept { return m_type; }

@@ -68,6 +68,50 @@ TEST_F(FilePlayback, SnapshotsAreTheFramesOfTheFile) {
             << "bar " << i << ": " << std::hex << picture.At(i * 48 + 24, 84);
     }
     EXPECT_TRUE(picture.IsAbout(192, 170, RGB(64, 64, 64)));
+    // Not every manager tells the size without a buffer.
+    const long told = m_media.GetCurrentImageDataSize();
+    EXPECT_TRUE(told == 0 || told > 384 * 192) << told;
+}
+
+TEST_F(FilePlayback, SeeksLoopsAndStopsWhileItPlays) {
+    const Window window;
+    m_media.SetPlayWindow(window.Handle());
+    Load(Sample("playback\\frames.mp4"), Renderers::Gdi);
+    const auto shown = [&] { return window.Capture().Frame({0, 0, 384, 192}); };
+    ASSERT_EQ(m_media.Play(), 1);
+    for (const int frame : {40, 8, 55, 20}) {
+        ASSERT_EQ(m_media.SetMediaPosition(frame * 40 * kMillisecond), 1);
+        EXPECT_EQ(m_media.IsPlaying(), 1);
+        int is = -1;
+        EXPECT_TRUE(Within(3000,
+                           [&] {
+                               is = shown();
+                               return is >= frame && is < frame + 15;
+                           }))
+            << frame << ", not " << is;
+    }
+    // A clip of 0.8 s goes round and round, within its bounds.
+    m_media.SetLoop(1);
+    ASSERT_EQ(m_media.TimeClip(10 * 40 * kMillisecond, 30 * 40 * kMillisecond), 1);
+    int least = 99;
+    int most = -1;
+    ASSERT_TRUE(Within(15000, [&] {
+        const int is = shown();
+        const bool counts = is >= 0 && m_ends.count > 0;
+        least = counts ? std::min(least, is) : least;
+        most = counts ? std::max(most, is) : most;
+        return m_ends.count >= 4;
+    }));
+    EXPECT_NEAR(least, 10, 1);
+    EXPECT_NEAR(most, 30, 2);
+    m_media.SetLoop(0);
+    // Stepping is the graph manager's: what it refuses is refused.
+    const int canStep = m_media.CanStep();
+    EXPECT_EQ(m_media.StepFrame(), canStep);
+    EXPECT_EQ(m_media.StopWhenReady(), 1);
+    EXPECT_TRUE(Within(5000, [&] { return m_media.IsStopped() == 1; }));
+    EXPECT_EQ(m_media.Play(), 1);
+    EXPECT_EQ(m_media.Stop(), 1);
 }
 
 TEST_F(FilePlayback, TheWindowShowsWhatTheRectanglesSay) {

@@ -52,7 +52,7 @@ void Press(WORD key) {
         EXPECT_EQ(SendInput(1, &input, sizeof input), 1U);
         Sleep(30);
     }
-    Sleep(400); // a seek takes its time
+    Sleep(300); // a seek takes its time
 }
 
 void Press(const std::vector<WORD>& keys) {

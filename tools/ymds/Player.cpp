@@ -49,15 +49,16 @@ std::wstring Player::Do(Action action) {
     return {};
 }
 
-// A splitter of Wine's that feeds several streams blocks for good after a seek in a graph
-// that is not stopped.
-template <typename Operation> bool Player::WhileStill(Operation operation) {
-    if (!RunsUnderWine()) {
-        return operation() == 1;
-    }
+template <typename Operation> bool Player::WhileStopped(Operation operation) {
     m_media.Stop();
     const bool done = operation() == 1;
     return m_media.Play() == 1 && (!m_paused || m_media.Pause() == 1) && done;
+}
+
+// A splitter of Wine's that feeds several streams blocks for good after a seek in a graph
+// that is not stopped.
+template <typename Operation> bool Player::WhileStill(Operation operation) {
+    return RunsUnderWine() ? WhileStopped(operation) : operation() == 1;
 }
 
 bool Player::Seek(std::int64_t position) {
@@ -118,7 +119,16 @@ std::wstring Player::NextAudioTrack() {
     }
     const unsigned next =
         static_cast<unsigned>(m_media.GetFirstEnabledAudioTrackIndex() + 1) % count;
-    const bool done = m_media.EnableOnlyOneAudioTrack(next);
+    bool done = false;
+    if (m_media.GetAudioTrackRender(0) == m_media.GetAudioTrackRender(1)) {
+        done = m_media.EnableOnlyOneAudioTrack(next); // streams of one renderer
+    } else {
+        // A graph that runs keeps its connections, whatever it is asked.
+        const std::int64_t position = Position();
+        done = WhileStopped([&] {
+            return m_media.EnableOnlyOneAudioTrack(next) ? m_media.SetMediaPosition(position) : 0;
+        });
+    }
     return done ? L"audio track " + std::to_wstring(next + 1) + L" of " + std::to_wstring(count)
                 : L"the track could not be switched";
 }

@@ -31,6 +31,7 @@ private:
     std::wstring ToggleLoop();
     std::wstring Clip(std::int64_t start, std::int64_t end);
     std::wstring NextAudioTrack();
+    template <typename Operation> bool WhileStopped(Operation operation);
     template <typename Operation> bool WhileStill(Operation operation);
 
     ymdshow::CMedia& m_media;
