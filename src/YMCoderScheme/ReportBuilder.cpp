@@ -57,7 +57,10 @@ void ReportBuilder::Add(Kind kind, const ScriptPlace& place, std::string_view ke
         ++m_report.omitted;
         return;
     }
-    m_report.entries.push_back({kind, place.ToText(key), 0, 0, std::wstring(reason)});
+    // A key may be empty; for the other kinds that means that there is none.
+    const bool isUnnamed = kind == Kind::UnknownKey && key.empty();
+    m_report.entries.push_back(
+        {kind, place.ToText(isUnnamed ? "\"\"" : key), 0, 0, std::wstring(reason)});
     m_offsets.push_back(offset);
 }
 

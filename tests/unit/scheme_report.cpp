@@ -31,7 +31,7 @@ void ExpectEntries(const SchemeLoadReport& report, const std::vector<Expected>& 
 }
 
 TEST(SchemeReport, NamesEachFaultWithItsPlace) {
-    const char script[] = R"({ "Extra": 1,
+    const char script[] = R"({ "Extra": 1, "": 2,
   "Filter": [
     {"Name": "a", "CLSID": "{11111111-2222-3333-4444-555555555555}", "IsOnlyOne": true},
     {"Name": "a", "CLSID": "{11111111-2222-3333-4444-555555555555}"},
@@ -50,6 +50,7 @@ TEST(SchemeReport, NamesEachFaultWithItsPlace) {
     EXPECT_EQ(report.failure, SchemeLoadReport::Failure::None);
     EXPECT_EQ(report.omitted, 0u);
     const std::vector<Expected> expected{
+        {Kind::UnknownKey, L"\"\"", 1, 19, L"key"},
         {Kind::UnknownKey, L"Extra", 1, 12, L"key"},
         {Kind::DuplicateName, L"Filter[1]", 4, 5, L"\"a\""},
         {Kind::IgnoredFilter, L"Filter[2]", 5, 5, L"CLSID"},
