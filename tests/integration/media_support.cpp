@@ -77,7 +77,7 @@ RealMediaTest::~RealMediaTest() {
 void RealMediaTest::StopQuietly() {
     if (media.IsLoaded() != 0 && media.IsStopped() == 0) {
         media.Stop();
-        Sleep(20);
+        modules::LetClockRest();
     }
 }
 

@@ -41,8 +41,7 @@ protected:
     /// A source and three renderers of the modules, one of them for pictures, by a script.
     void UseModules(const std::string& more = "");
 
-    /// Stops and waits for the graph's clock to rest. Wine's may wait for its thread for ever
-    /// when it is released while that is busy, so play something before this.
+    /// Stops and waits for the graph's clock to rest.
     void StopQuietly();
 
     /// "1 TrySourceFilter Source 0": the attempts of the last load.

@@ -186,6 +186,8 @@ TEST_F(SchemeModules, AMediaItemPlaysThem) {
         EXPECT_EQ(recorder->WaitFor(TestRecord::Complete, 1, 5000), S_OK);
         EXPECT_EQ(Records(media.GetVideoTrackRender(0), TestRecord::Sample).size(), 15U);
     }
+    media.Stop();
+    LetClockRest();
     media.Unload();
 }
 

@@ -47,6 +47,7 @@ void ModulesTest::SetUp() {
 void ModulesTest::TearDown() {
     if (m_control) {
         m_control->Stop();
+        LetClockRest();
     }
     m_control.Reset();
     m_seeking.Reset();

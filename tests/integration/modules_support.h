@@ -49,6 +49,12 @@ std::string Story(IBaseFilter* renderer);
 /// keeps one, which is not the media item's fault.
 unsigned HandlesKeptByGraphs(int count);
 
+/// Wine's system clock waits for its own thread for ever when it is released for the last
+/// time just as that wakes. After this the thread of a graph that has stopped sleeps again.
+inline void LetClockRest() {
+    Sleep(20);
+}
+
 class ModulesTest : public testing::Test {
 protected:
     void SetUp() override;

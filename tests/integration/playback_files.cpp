@@ -209,8 +209,7 @@ TEST_F(FilePlayback, AWindowThatIsGoneDoesNoHarm) {
     window.reset();
     EXPECT_TRUE(Played(1));
     m_media.SetPlayWindow(gone);
-    EXPECT_EQ(m_media.Stop(), 1);
-    EXPECT_EQ(m_media.Unload(), 1);
+    UnloadQuietly();
     EXPECT_EQ(m_media.Load(nullptr, 0), 1) << "the stored window is gone too";
     m_media.SetPlayWindow(nullptr);
     EXPECT_EQ(m_media.Play(), 1);

@@ -101,7 +101,7 @@ TEST_F(SourcePlayback, ClipBoundsHoldInEveryState) {
         EXPECT_EQ(shown.front().frame, 50);
         ASSERT_EQ(m_media.Stop(), 1);
     }
-    ASSERT_EQ(m_media.Unload(), 1);
+    UnloadQuietly();
     ASSERT_EQ(m_media.Load(nullptr, 1), 1);
     ASSERT_EQ(m_media.Play(), 1);
     ASSERT_TRUE(Played(++ends));
@@ -195,7 +195,20 @@ TEST_F(SourcePlayback, CyclesFromTwoThreadsLeaveNothingBehind) {
             if ((seed >> 27 & 1) != 0) {
                 m_media.Stop();
             }
+            IReferenceClock* clock = nullptr;
+            m_media.EnumMediaFilter(
+                [](IBaseFilter* filter, void* user) {
+                    auto** const kept = static_cast<IReferenceClock**>(user);
+                    if (*kept == nullptr) {
+                        filter->GetSyncSource(kept);
+                    }
+                },
+                &clock, 1);
             EXPECT_EQ(m_media.Unload(), 1);
+            modules::LetClockRest(); // the other thread may be at the next load meanwhile
+            if (clock != nullptr) {
+                clock->Release();
+            }
         }
         CoUninitialize();
     };

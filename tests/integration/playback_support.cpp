@@ -128,12 +128,19 @@ PlaybackTest::PlaybackTest() {
 }
 
 PlaybackTest::~PlaybackTest() {
+    UnloadQuietly();
+}
+
+void PlaybackTest::UnloadQuietly() {
+    if (m_media.Stop() == 1) {
+        modules::LetClockRest();
+    }
     m_media.Unload();
 }
 
 void PlaybackTest::Load(const std::string& path, Renderers renderers) {
     const bool isRecording = renderers == Renderers::Recording;
-    m_media.Unload();
+    UnloadQuietly();
     m_player.GetCoderScheme().UnloadScheme();
     // The renderers stand in the graph, not in its cache, so that rendering finds them.
     ASSERT_TRUE(

@@ -83,6 +83,8 @@ protected:
     PlaybackTest();
     ~PlaybackTest() override;
 
+    void UnloadQuietly();
+
     /// Loads a path with these renderers; "test://..." makes the test source.
     void Load(const std::string& path, Renderers renderers = Renderers::Recording);
 

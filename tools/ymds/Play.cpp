@@ -90,6 +90,10 @@ int PlayRun::Run() {
         Complain(L"warning: a filter does not let go of the graph");
         TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
     });
+    if (m_media != nullptr && m_media->Stop() == 1) {
+        // Wine's clock waits for its own thread for ever when it is released as that wakes.
+        WaitAndPump(20);
+    }
     m_player.RemoveAllMedias();
     return code;
 }
