@@ -117,9 +117,4 @@ bool GoesOn(IBaseFilter* renderer) {
         3000, [&] { return modules::Records(renderer, TestRecord::Sample).size() > before + 3; });
 }
 
-std::string Sample(const std::string& name) {
-    const char* const directory = std::getenv("YMD_MEDIA_DIR");
-    return (directory != nullptr ? std::string(directory) + "\\" : std::string()) + name;
-}
-
 } // namespace media_tests

@@ -14,6 +14,8 @@
 namespace media_tests {
 
 using modules::ComPtr;
+using modules::Sample;
+using modules::Within;
 using Lines = std::vector<std::string>;
 
 class RealMedia : public ymdshow::CMedia {
@@ -54,18 +56,5 @@ protected:
 
 /// Whether a recording renderer gets samples from now on.
 bool GoesOn(IBaseFilter* renderer);
-
-/// A file of the sample directory.
-std::string Sample(const std::string& name);
-
-template <class Condition> bool Within(long milliseconds, Condition&& condition) {
-    for (const auto begin = modules::Clock::now(); modules::Milliseconds(begin) < milliseconds;
-         Sleep(2)) {
-        if (condition()) {
-            return true;
-        }
-    }
-    return condition();
-}
 
 } // namespace media_tests

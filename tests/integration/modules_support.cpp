@@ -2,6 +2,8 @@
 
 #include "unit/media_resources.h"
 
+#include <cstdlib>
+
 namespace modules {
 
 std::vector<TestRecord> Records(IBaseFilter* renderer, LONG kind) {
@@ -168,6 +170,11 @@ void ModulesTest::SetFreeRunning() {
     ComPtr<IMediaFilter> filter;
     ASSERT_EQ(m_graph.As(&filter), S_OK);
     ASSERT_EQ(filter->SetSyncSource(nullptr), S_OK);
+}
+
+std::string Sample(const std::string& name) {
+    const char* const directory = std::getenv("YMD_MEDIA_DIR");
+    return (directory != nullptr ? std::string(directory) + "\\" : std::string()) + name;
 }
 
 unsigned HandlesKeptByGraphs(int count) {

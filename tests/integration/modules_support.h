@@ -45,6 +45,26 @@ std::vector<TestRecord> Records(IBaseFilter* renderer, LONG kind);
 /// The kinds in order, runs of samples as one: "Paused Segment Samples EOS".
 std::string Story(IBaseFilter* renderer);
 
+/// Handles this thread's messages: a renderer's window belongs to the thread that loads.
+inline void Pump() {
+    for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
+        DispatchMessageW(&message);
+    }
+}
+
+template <class Condition> bool Within(long milliseconds, Condition&& condition) {
+    for (const auto begin = Clock::now(); Milliseconds(begin) < milliseconds; Sleep(2)) {
+        Pump();
+        if (condition()) {
+            return true;
+        }
+    }
+    return condition();
+}
+
+/// A file of the sample directory, in code page 936.
+std::string Sample(const std::string& name);
+
 /// Handles that the system's graph manager keeps for good each time that it is made: Wine's
 /// keeps one, which is not the media item's fault.
 unsigned HandlesKeptByGraphs(int count);

@@ -187,9 +187,4 @@ std::vector<TestRecord> PlaybackTest::Shown() {
     return shown;
 }
 
-std::string Sample(const std::string& name) {
-    const char* const directory = std::getenv("YMD_MEDIA_DIR");
-    return (directory != nullptr ? std::string(directory) + "\\" : std::string()) + name;
-}
-
 } // namespace playback

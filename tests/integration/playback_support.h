@@ -15,23 +15,8 @@ using modules::ComPtr;
 using modules::kMillisecond;
 using modules::kSecond;
 using modules::Milliseconds;
-
-/// Handles this thread's messages: a renderer's window belongs to the thread that loads.
-inline void Pump() {
-    for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
-        DispatchMessageW(&message);
-    }
-}
-
-template <class Condition> bool Within(long milliseconds, Condition&& condition) {
-    for (const auto begin = Clock::now(); Milliseconds(begin) < milliseconds; Sleep(2)) {
-        Pump();
-        if (condition()) {
-            return true;
-        }
-    }
-    return condition();
-}
+using modules::Sample;
+using modules::Within;
 
 /// A picture from the screen or from a snapshot.
 struct Picture {
@@ -99,8 +84,5 @@ protected:
     Ends m_ends;
     ymdshow::CMedia m_media{&m_player};
 };
-
-/// A file of the sample directory, in code page 936.
-std::string Sample(const std::string& name);
 
 } // namespace playback
