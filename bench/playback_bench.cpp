@@ -20,7 +20,7 @@
 
 #include <ymdshow/ymdshow.h>
 
-#include "../filters/ITestRecorder.h"
+#include "../tests/filters/ITestRecorder.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The test source by itself: names, pins, stream selection; and the picture's frame number.
 #include <cstdio>
 
-#include "../filters/FramePattern.h"
+#include "filters/FramePattern.h"
 #include "integration/modules_support.h"
 
 namespace modules {

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "../filters/Clsids.h"
-#include "../filters/ITestRecorder.h"
+#include "filters/Clsids.h"
+#include "filters/ITestRecorder.h"
 #include "../src/BaseClasses/InterfaceIds.h"
 
 namespace modules {

@@ -5,7 +5,7 @@
 
 #include <ymdshow/ymdshow.h>
 
-#include "../filters/FramePattern.h"
+#include "filters/FramePattern.h"
 #include "integration/modules_support.h"
 
 namespace playback {

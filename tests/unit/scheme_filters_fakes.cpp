@@ -9,7 +9,7 @@
 #include <memory>
 #include <utility>
 
-#include "../filters/Clsids.h"
+#include "filters/Clsids.h"
 #include "fakes/FakeDevices.h"
 #include "fakes/FakeTest.h"
 

@@ -12,7 +12,7 @@ namespace ymfilters {
 
 constexpr LONGLONG kSecond = 10'000'000;
 
-/// The synthetic clip that a name describes; see filters/README.md.
+/// The synthetic clip that a name describes; see README.md.
 struct Clip {
     int width = 640;
     int height = 360;
