@@ -4,10 +4,9 @@
 #include <cstdlib>
 
 /// Ends the run with the input kept when a property does not hold.
-#define FUZZ_CHECK(condition)                                                                      \
-    do {                                                                                           \
-        if (!(condition)) {                                                                        \
-            std::fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition);           \
-            std::abort();                                                                          \
-        }                                                                                          \
-    } while (false)
+inline void Check(bool holds, int line = __builtin_LINE()) {
+    if (!holds) {
+        std::fprintf(stderr, "not so: line %d\n", line);
+        std::abort();
+    }
+}

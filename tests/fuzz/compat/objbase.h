@@ -1,3 +1,14 @@
 #pragma once
 
+#include <cwchar>
+
 #include <windows.h>
+
+constexpr bool FAILED(HRESULT result) {
+    return result < 0;
+}
+
+inline HRESULT CLSIDFromString(const wchar_t* text, GUID* guid) {
+    *guid = {};
+    return std::wcslen(text) == 38 ? 0 : -1;
+}

@@ -14,14 +14,5 @@ struct GUID {
 
 using HRESULT = std::int32_t;
 using DWORD = std::uint32_t;
-using HMODULE = void*;
-
-struct CRITICAL_SECTION {};
 
 constexpr HRESULT S_OK = 0;
-
-constexpr bool FAILED(HRESULT result) {
-    return result < 0;
-}
-
-HRESULT CLSIDFromString(const wchar_t* text, GUID* guid);

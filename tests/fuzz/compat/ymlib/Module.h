@@ -1,0 +1,9 @@
+#pragma once
+
+namespace ymlib {
+
+struct CModuleManager {
+    void RemoveAllModule() {}
+};
+
+} // namespace ymlib

@@ -1,0 +1,136 @@
+#include "Text/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdlib>
+
+namespace {
+
+using namespace ymdshow;
+using namespace std::string_literals;
+
+constexpr std::size_t failed = static_cast<std::size_t>(-1);
+
+/// The C runtime's own answers, empty where it fails.
+class CodePage936 : public testing::Test {
+protected:
+    ~CodePage936() override { _free_locale(m_locale); }
+
+    std::wstring Widen(const std::string& text) const {
+        std::wstring wide(text.size() + 1, L'\0');
+        const std::size_t size = _mbstowcs_l(wide.data(), text.c_str(), wide.size(), m_locale);
+        return size == failed ? L"" : wide.substr(0, size);
+    }
+    std::string Narrow(const std::wstring& text) const {
+        std::string narrow(2 * text.size() + 1, '\0');
+        const std::size_t size = _wcstombs_l(narrow.data(), text.c_str(), narrow.size(), m_locale);
+        return size == failed ? "" : narrow.substr(0, size);
+    }
+
+    const _locale_t m_locale = _create_locale(LC_ALL, "chs");
+};
+
+TEST_F(CodePage936, EveryTextOfTwoBytesConvertsLikeTheCRuntime) {
+    ASSERT_NE(m_locale, nullptr);
+    std::string all;
+    for (int first = 1; first <= 0xFF; ++first) {
+        const std::string one(1, static_cast<char>(first));
+        const bool isLead = text::IsLeadByte(static_cast<unsigned char>(first));
+        // A lead byte alone is not asked of the C runtime: some read past the end.
+        EXPECT_EQ(text::ToWide(one), isLead ? L"" : Widen(one)) << std::hex << first;
+        for (int second = 1; second <= 0xFF; ++second) {
+            const std::string bytes = one + static_cast<char>(second);
+            const std::wstring wide = text::ToWide(bytes);
+            ASSERT_EQ(wide, Widen(bytes)) << std::hex << first << " " << second;
+            all += isLead && !wide.empty() ? bytes : "";
+        }
+    }
+    EXPECT_GT(all.size(), 2 * 20000U);
+    EXPECT_EQ(text::ToWide(all), Widen(all));
+}
+
+TEST_F(CodePage936, EveryCodeUnitConvertsLikeTheCRuntime) {
+    for (unsigned unit = 1; unit <= 0xFFFF; ++unit) {
+        const std::wstring wide(1, static_cast<wchar_t>(unit));
+        const std::string expected = Narrow(wide);
+        std::string narrow;
+        ASSERT_EQ(text::TryToNarrow(wide, narrow), !expected.empty()) << std::hex << unit;
+        ASSERT_EQ(narrow, expected.empty() ? "?" : expected) << std::hex << unit;
+    }
+}
+
+TEST_F(CodePage936, EndsAtTheFirstZeroAndFailsAsAWhole) {
+    EXPECT_EQ(text::ToWide("ab\0cd"s), L"ab");
+    EXPECT_EQ(text::ToWide("\xD6\xD0\0\xCE\xC4"s), L"中");
+    EXPECT_EQ(text::ToWide("name \x81"), L"");
+    EXPECT_EQ(text::ToWide("name \x81\x20 more"), L"");
+    EXPECT_EQ(text::ToNarrow(L"中\0文"s), "\xD6\xD0");
+    EXPECT_EQ(text::ToNarrow(L"a\0b"s), "a");
+    EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
+    EXPECT_EQ(text::ToNarrow(L"D:\\Größe\\中.mp4"), "D:\\Gr??e\\\xD6\xD0.mp4");
+}
+
+TEST(Utf8, IsGuessedFromUpToFiveSequences) {
+    for (const char* yes :
+         {"\xEF\xBB\xBF", "\xEF\xBB\xBF\xFF\xFF", "\xC3\xA4", "a\xE4\xB8\xAD z", "\xDF\xBF",
+          "\xE4\xB8\xAD\xE6\xB8", "\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xFF"}) {
+        EXPECT_TRUE(text::LooksLikeUtf8(yes)) << testing::PrintToString(yes);
+    }
+    for (const char* no :
+         {"", "plain text", "\xE4\xB8", "\xC3", "\xE4\xB8\xAD\x80", "\xE4\xB8\xAD\xF0\x9F\x98\x80",
+          "\xC3\x28", "\xE4\xB8\x28", "\xE4\x28\xAD", "\xD6\xD0\xCE\xC4",
+          "\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xFF"}) {
+        EXPECT_FALSE(text::LooksLikeUtf8(no)) << testing::PrintToString(no);
+    }
+}
+
+TEST(Utf8, DecodesOneToThreeBytesOrNothing) {
+    std::size_t bad = 0;
+    EXPECT_EQ(text::DecodeUtf8("\xEF\xBB\xBF\xE4\xB8\xAD\xED\xA0\xBD\xC1\x81", &bad),
+              L"中\xD83D\x41");
+    EXPECT_EQ(bad, std::string::npos); // surrogates one by one and overlong forms do
+    for (const char* bytes :
+         {"ab\x80", "ab\xF0\x9F\x98\x80", "ab\xC3\x28", "ab\xE4\xB8", "ab\xE4\x28\xAD", "ab\xC3"}) {
+        EXPECT_EQ(text::DecodeUtf8(bytes, &bad), L"") << testing::PrintToString(bytes);
+        EXPECT_EQ(bad, 2U) << testing::PrintToString(bytes);
+    }
+    std::wstring units;
+    for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
+        units += static_cast<wchar_t>(unit);
+    }
+    EXPECT_EQ(text::DecodeUtf8(text::EncodeUtf8(units)), units);
+    EXPECT_EQ(text::EncodeUtf8(L"\x7F\x80\x7FF\x800"), "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80");
+}
+
+TEST(Utf8, SequencesAreWellFormedOrNone) {
+    for (const std::string good : {"\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
+                                   "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+        EXPECT_EQ(text::Utf8SequenceLength(good + "z"), good.size())
+            << testing::PrintToString(good);
+    }
+    for (const char* bad :
+         {"", "a", "\x80", "\xC1\x81", "\xE0\x9F\x81", "\xED\xA0\x80", "\xF0\x8F\x80\x81",
+          "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE4\xB8", "\xE4\xB8z", "\xE4z\xAD"}) {
+        EXPECT_EQ(text::Utf8SequenceLength(bad), 0U) << testing::PrintToString(bad);
+    }
+}
+
+TEST(Text, ComesInTwoByteOrdersAndOtherBlanks) {
+    EXPECT_EQ(text::DecodeUtf16("a\0\x2D\x4E"s, false), L"a中");
+    EXPECT_EQ(text::DecodeUtf16("\0a\x4E\x2D\x30"s, true), L"a中"); // an odd byte is dropped
+    EXPECT_EQ(text::Trim(" \t\r\n a b \n"), "a b");
+    EXPECT_EQ(text::Trim(" \t\r\n"), "");
+    EXPECT_EQ(text::Trim("\v a \f"), "\v a \f");
+    EXPECT_EQ(text::Trim(std::wstring_view(L"\r\n\u3000x\t ")), L"\u3000x");
+    EXPECT_EQ(text::LowerAscii("[AZ]@\xC4"), "[az]@\xC4");
+    EXPECT_EQ(text::LowerAscii(L"AZ\u00C4\uFF21"s), L"az\u00C4\uFF21");
+    for (std::size_t at = 0; at < 20; ++at) {
+        std::string text(20, '\x7F');
+        EXPECT_TRUE(text::IsAscii(text));
+        text[at] = '\x80';
+        EXPECT_FALSE(text::IsAscii(text)) << at;
+    }
+}
+
+} // namespace
