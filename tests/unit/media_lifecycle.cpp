@@ -1,0 +1,325 @@
+// A media item's life: its path, loading and unloading, its end, and copies.
+
+#include "media_fixture.h"
+
+#include <thread>
+
+using namespace media_tests;
+
+namespace {
+
+class MediaLifecycle : public MediaTest {
+protected:
+    static Lines PathFacts(const Media& media) {
+        return {media.GetMediaPath(), media.m_urlProtocol, media.GetFileExt(),
+                media.IsMediaPathURL() ? "URL" : "file"};
+    }
+};
+
+TEST_F(MediaLifecycle, PathGivesProtocolAndExtension) {
+    const char* const urls[][3] = {
+        {"Scheme://host/a.B/c", "scheme", "b/c"},
+        {"a:B://c.d", "a", "d"},
+        {"://x", "", ""},
+        {"u://host/x.MP4?q=1.5", "u", "5"},
+        {"u://.hidden.", "u", ""},
+        // A byte from 129 on takes the next one with it, whatever that is.
+        {"u://x\x81.a", "u", ""},
+        {"u://x.a\x81.b", "u", "a\x81.b"},
+        {"u://x\x80.a", "u", "a"},
+        {"u://x\x81\x81.a", "u", "a"},
+        {"u://x.a\xFF", "u", "a\xFF"},
+        {"u://\xB5\xE7\xD3\xB0.MKV", "u", "mkv"},
+    };
+    Media media(nullptr);
+    for (const auto& [path, protocol, extension] : urls) {
+        EXPECT_EQ(media.SetMediaPath(path), 1);
+        EXPECT_EQ(PathFacts(media), Lines({path, protocol, extension, "URL"}));
+    }
+    ScratchDirectory scratch;
+    const std::pair<const wchar_t*, const char*> files[] = {
+        {L"plain.Avi", "avi"},
+        {L"dir.old\\movie", "old\\movie"},
+        {L"\u7535\u5F71.MKV", "mkv"}}; // within code page 936 only
+    for (const auto& [name, extension] : files) {
+        const std::string path = Gbk(scratch.Touch(name).wstring());
+        EXPECT_EQ(media.SetMediaPath("test://old.url"), 1);
+        EXPECT_EQ(media.SetMediaPath(path), 1);
+        EXPECT_EQ(PathFacts(media), Lines({path, "", extension, "file"}));
+    }
+    EXPECT_EQ(media.SetMediaPath(Gbk(scratch.Path().wstring())), 1); // a directory passes
+
+    // One that is refused changes nothing but a flag.
+    Loaded(media);
+    EXPECT_EQ(media.SetMediaPath(""), 0);
+    EXPECT_EQ(PathFacts(media), Lines({kPath, "test", "mkv", "URL"}));
+    EXPECT_EQ(media.SetMediaPath("C:\\no\\such.avi"), 0);
+    EXPECT_EQ(PathFacts(media), Lines({kPath, "test", "mkv", "file"}));
+    EXPECT_EQ(media.IsReadyForPlay(), 1);
+    EXPECT_EQ(log.Lines(), Lines());
+    EXPECT_JOURNAL({});
+}
+
+TEST_F(MediaLifecycle, LoadTakesItsStepsInOrder) {
+    Media media("", nullptr);
+    EXPECT_EQ(media.Load(nullptr, 0), 0);
+    EXPECT_HR(E_INVALIDARG, media.GetLoadReport().failureResult);
+    EXPECT_EQ(media.Unload(), 1);
+    EXPECT_EQ(log.Lines(), Lines());
+    EXPECT_EQ(media.SetMediaPath(kPath), 1);
+    journal.SetKinds(kCall | kQueryCall);
+    EXPECT_EQ(media.Load(nullptr, 0), 1);
+    EXPECT_EQ(media.IsLoaded() + media.IsReadyForPlay() + media.IsAllFilterLinked(), 3);
+    EXPECT_TRUE(log.Records().front().source.ends_with("YMMedia"));
+    EXPECT_EQ(log.Take(),
+              Lines({"4 ymdshow::CMedia::SetMediaPath: SetMediaPath : test://host/clip.mkv",
+                     "8 ymdshow::CMedia::_ReadInfoByMediaIfo: Load MediaInfo DLL Failed",
+                     "4 ymdshow::CMedia::Load: Loading Media : test://host/clip.mkv",
+                     "8 ymdshow::CMedia::_ReadInfoByMediaIfo: Load MediaInfo DLL Failed",
+                     "8 ymdshow::CMedia::_LoadFilterWithScheme: CoderScheme Is NULL",
+                     "4 ymdshow::CMedia::Load: LoadMedia OK : test://host/clip.mkv"}));
+    EXPECT_TRUE(journal.InOrder(
+        {"FilterGraph.CreateInstance", "graph.QueryInterface(IGraphConfig)",
+         "graph.AddSourceFilter(test://host/clip.mkv, null)", "graph.Render(Source.Out1)",
+         "config.EnumCacheFilter", "Source.QueryInterface(IAMStreamSelect)",
+         "graph.QueryInterface(IMediaControl)", "graph.QueryInterface(IMediaFilter)",
+         "graph.QueryInterface(IMediaSeeking)", "graph.QueryInterface(IBasicVideo)",
+         "graph.QueryInterface(IMediaEventEx)", "graph.QueryInterface(IVideoWindow)",
+         "video.get_SourceWidth", "seeking.GetDuration", "graph.SetDefaultSyncSource",
+         "window.put_Owner(0)"}));
+    journal.Clear();
+    EXPECT_EQ(media.Load(nullptr, 1), 1); // it is loaded
+    EXPECT_EQ(log.Lines(), Lines());
+    EXPECT_JOURNAL({});
+}
+
+TEST_F(MediaLifecycle, FailuresAreNamedAndNoObstacleToTheNextLoad) {
+    const std::string noGraph =
+        "16 ymdshow::CMedia::Load: m_pGB is NULL And _InitDirectShow Failed";
+    const std::string notBuilt = "8 ymdshow::CMedia::Load: _InitFilters Failed";
+    const auto withoutSource = [](FakeGraph& graph) { graph.makeSource = nullptr; };
+    const auto withoutControl = [](FakeGraph& graph) { graph.control.present = false; };
+    const struct {
+        HRESULT result;
+        std::string last, creation;
+        void (*configure)(FakeGraph& graph) = nullptr;
+        bool newPath = false;
+    } cases[] = {
+        {REGDB_E_CLASSNOTREG, noGraph, "80040154, REGDB_E_CLASSNOTREG"},
+        {CLASS_E_NOAGGREGATION, noGraph, "80040110, CLASS_E_NOAGGREGATION "},
+        {E_NOINTERFACE, noGraph, "80004002, E_NOINTERFACE"},
+        {E_OUTOFMEMORY, noGraph, "8007000e, Unknown Error"},
+        {VFW_E_UNKNOWN_FILE_TYPE, notBuilt, "", withoutSource, true},
+        // The source filter is left for the next path or load to give back.
+        {E_NOINTERFACE, notBuilt, "", withoutControl, true},
+        {E_NOINTERFACE, notBuilt, "", withoutControl},
+    };
+    for (const auto& item : cases) {
+        Media media(kPath, nullptr);
+        configure = item.configure;
+        if (configure == nullptr) {
+            graphs.FailNext(item.result);
+        }
+        EXPECT_EQ(media.Load(nullptr, 0) + media.IsReadyForPlay(), 0);
+        EXPECT_HR(item.result, media.GetLoadReport().failureResult);
+        EXPECT_NE(media.GetLoadReport().failure, L"");
+        EXPECT_TRUE(item.creation.empty() ||
+                    log.Has("8 ymdshow::CMedia::_InitDirectShow: CoCreateInstance CLSID_FilterGraph"
+                            " Failed: " +
+                            item.creation));
+        EXPECT_EQ(log.Take().back(), item.last);
+        EXPECT_EQ(media.IsLoaded(), item.result == VFW_E_UNKNOWN_FILE_TYPE ? 1 : 0);
+        if (media.IsLoaded() == 1) {
+            EXPECT_EQ(media.Load(nullptr, 0), 0); // the same graph again
+            EXPECT_EQ(log.Take(), Lines({"8 ymdshow::CMedia::Load: m_pGB is NULL Or "
+                                         "m_isAllFilterLinked False"}));
+        }
+        EXPECT_EQ(media.m_pSourceFilter != nullptr, configure && media.IsLoaded() == 0);
+        if (item.newPath) {
+            EXPECT_EQ(media.SetMediaPath(kPath), 1);
+            EXPECT_EQ(media.m_pSourceFilter, nullptr);
+        }
+        // The interfaces that a graph may lack.
+        configure = [](FakeGraph& graph) {
+            graph.config.present = graph.mediaFilter.present = graph.seeking.present = false;
+            graph.video.present = graph.audio.present = false;
+            graph.events.present = graph.window.present = false;
+        };
+        EXPECT_EQ(media.Load(nullptr, 0), 1);
+        EXPECT_EQ(media.GetLoadReport().failure, L"");
+        EXPECT_EQ(media.GetLoadReport().attempts.size(), 2U); // of this load
+    }
+}
+
+TEST_F(MediaLifecycle, FactsAreThoseOfTheFileAndTheGraphAtHand) {
+    const auto known = [](const Media& media) {
+        return std::tuple(media.GetVideoOriginalWidth(), media.GetVideoOriginalHeight(),
+                          media.GetVideoOiginalAvgFrameTime(), media.GetDisplayRotation(),
+                          media.GetDisplayAspectRatio(), media.IsEnableDisplayAspectRatio(),
+                          media.GetOriginalDuration(), media.m_durationBySeeking,
+                          media.m_frameCount, media.IsLiveStream(), media.GetClipEndTime(),
+                          media.m_videoInfos.size(), media.m_audioInfos.size());
+    };
+    const struct {
+        float ratio;
+        bool enabled; ///< beyond 0.048 from width / height
+        bool valid;   ///< beyond 0.1
+    } cases[] = {{-1.0F, false, false}, {0.0F, false, false}, {2.04F, false, false},
+                 {2.05F, true, false},  {2.09F, true, false}, {1.89F, true, true}};
+    for (const auto& [ratio, enabled, valid] : cases) {
+        SCOPED_TRACE(ratio);
+        Media media(kPath, nullptr);
+        media.Know({"h264"}, {});
+        ymdshow::VideoInfo& record = media.m_videoInfos.front();
+        record.width = 800;
+        record.height = 400;
+        record.displayAspectRatio = ratio;
+        record.rotation = 90.0F;
+        record.avgFrameTime = enabled ? 333333 : 0;
+        EXPECT_EQ(record.IsDisplayAspectRatioVaild(), valid);
+        media.m_enableDisplayAspectRatio = !enabled;
+        const auto load = [&](bool full) {
+            sourcePins = {Out(fakes::Video(640, 360))};
+            sourcePins.resize(full ? 2 : 1, Out(fakes::Audio(44100)));
+            configure = [full](FakeGraph& graph) {
+                graph.video.present = false;
+                graph.seeking.present = full;
+                graph.seeking.SupportFrames();
+            };
+            media.Unload();
+            EXPECT_EQ(media.Load(nullptr, 0), 1);
+            return known(media);
+        };
+        const auto full = load(true);
+        EXPECT_EQ(full,
+                  std::tuple(800, 400, enabled ? 333333 : 400000, 90.0F, ratio > 0 ? ratio : 2.0F,
+                             enabled, 100000000, 100000000, 250, false, 100000000, 1U, 1U));
+        load(false);
+        EXPECT_EQ(media.GetOriginalDuration() + media.m_frameCount, 0);
+        EXPECT_TRUE(media.IsLiveStream());
+        EXPECT_EQ(media.m_audioInfos.size(), 0U);
+        EXPECT_EQ(load(true), full);
+        EXPECT_EQ(log.Count("*Load MediaInfo DLL Failed"), 1U); // for the path alone
+        media.m_mediaInfo = "a report";
+        EXPECT_EQ(media.SetMediaPath("u://b"), 1);
+        EXPECT_EQ(known(media), known(Media("u://b", nullptr)));
+        EXPECT_EQ(media.GetMediaInfo(), "");
+        EXPECT_FALSE(media.m_hasMediaInfo);
+        log.Clear();
+    }
+}
+
+TEST_F(MediaLifecycle, WhatTheHostChoseIsAppliedAgainAndOutlivesThePath) {
+    Media media(nullptr);
+    Loaded(media);
+    media.SetLoop(1);
+    ASSERT_EQ(media.SetVolume(-10000L), 1); // counts as muted
+    media.SetAmain(1);
+    media.SetPlayWindow(GetDesktopWindow());
+    media.SetVideoClipRange(2, 4, 60, 80);
+    const std::pair<std::int64_t, std::int64_t> clips[] = {
+        {10000000, 20000000}, {10000000, 100000000}, {0, 20000000}};
+    for (const auto& [start, end] : clips) {
+        ASSERT_EQ(media.TimeClip(start, end), 1);
+        EXPECT_EQ(media.SetMediaPath(kPath), 1);
+        EXPECT_EQ(media.GetClipEndTime(), end);
+        EXPECT_EQ(media.m_videoClipRange[3], 80);
+        EXPECT_EQ(media.m_videoDisplayRange[3], 0); // that was the picture's
+        journal.Clear();
+        ASSERT_EQ(media.Load(nullptr, 0), 1);
+        EXPECT_TRUE(journal.InOrder({"seeking.SetPositions(" + std::to_string(start) + ", 1, *",
+                                     "audio.put_Volume(-10000)", "mediaFilter.SetSyncSource(null)",
+                                     "window.put_MessageDrain(*)", "window.put_Visible(-1)"}));
+    }
+    EXPECT_EQ(media.m_hEventThread, nullptr); // nothing plays yet
+    EXPECT_EQ(media.Play(), 1);
+    EXPECT_NE(media.m_hEventThread, nullptr); // for the loop
+
+    // A volume that is not muted is not sent again, a whole clip is not set.
+    ASSERT_EQ(media.SetVolume(-500L), 1);
+    ASSERT_EQ(media.TimeClip(0, 0), 1);
+    media.Unload();
+    journal.Clear();
+    ASSERT_EQ(media.Load(nullptr, 0), 1);
+    EXPECT_EQ(media.m_volume, -500);
+    EXPECT_EQ(journal.Count("audio.*") + journal.Count("seeking.SetPositions*"), 0U);
+
+    // A graph that was unlinked is linked again.
+    const Lines before = Graph().Connections();
+    ASSERT_EQ(media.UnlinkAllFilter(), 1);
+    EXPECT_EQ(media.IsReadyForPlay(), 0);
+    Graph().results["Render"] = VFW_E_CANNOT_CONNECT;
+    EXPECT_EQ(media.Load(nullptr, 0), 0);
+    EXPECT_HR(VFW_E_CANNOT_CONNECT, media.GetLoadReport().failureResult);
+    Graph().results.Clear();
+    EXPECT_EQ(media.Load(nullptr, 0), 1);
+    EXPECT_EQ(log.Take().back(), "4 ymdshow::CMedia::Load: LoadMedia OK : test://host/clip.mkv");
+    EXPECT_EQ(media.GetLoadReport().failure, L"");
+    EXPECT_HR(S_OK, media.GetLoadReport().failureResult);
+    EXPECT_EQ(Graph().Connections(), before);
+}
+
+TEST_F(MediaLifecycle, EveryWayOutReleasesInOrder) {
+    struct : ymdshow::CMediaPlayer {
+        using CMediaPlayer::m_medias;
+    } player;
+    for (const bool playing : {false, true}) {
+        for (const char* way :
+             {"Unload: UnloadMedia OK : test://host/clip.mkv", "SetMediaPath: SetMediaPath : u://b",
+              "~CMedia: CYMMedia Destroy : test://host/clip.mkv"}) {
+            SCOPED_TRACE(way);
+            auto media = std::make_unique<Media>("u://a", &player);
+            player.m_medias.push_back(media.get());
+            Loaded(*media);
+            ASSERT_EQ(playing ? media->Play() : 1, 1);
+            journal.Clear();
+            if (*way == '~') {
+                media.reset();
+            } else {
+                EXPECT_EQ(*way == 'U' ? media->Unload() : media->SetMediaPath("u://b"), 1);
+                EXPECT_EQ(media->IsLoaded() + media->m_playState, 0);
+            }
+            EXPECT_EQ(journal.Count("control.Stop"), playing || media == nullptr ? 1U : 0U);
+            EXPECT_TRUE(journal.InOrder(
+                {"events.SetNotifyWindow(0, 0, 0)", "window.put_Visible(0)", "window.put_Owner(0)",
+                 "graph.RemoveFilter(Source)", "config.EnumCacheFilter", "graph.EnumFilters",
+                 "graph.RemoveFilter(AudioRenderer2)", "graph.RemoveFilter(VideoRenderer1)"}));
+            EXPECT_EQ(log.Take().front(), std::string("4 ymdshow::CMedia::") + way);
+            EXPECT_EQ(ledger.Alive(), Lines());
+            EXPECT_EQ(player.GetMediaNum(), media != nullptr ? 1U : 0U);
+        }
+    }
+}
+
+TEST_F(MediaLifecycle, CopiesShareTheGraphWhichIsMadeOnceAndFreedThoughItRefusesToStop) {
+    struct Steps : Media {
+        using CMedia::_FreeDirectShow;
+        using CMedia::_InitDirectShow;
+        using Media::Media;
+    } media(nullptr);
+    EXPECT_EQ(media._InitDirectShow() + media._InitDirectShow(), 2);
+    EXPECT_EQ(graphs.Created(), 1U);
+    media._FreeDirectShow();
+    Loaded(media);
+    const ULONG references = Graph().Refs();
+    // Released by the original: the copies are never destroyed.
+    alignas(Media) std::byte room[2][sizeof(Media)];
+    Media* const copies[] = {new (room[0]) Media(media), new (room[1]) Media(nullptr)};
+    *copies[1] = media;
+    {
+        const ymlib::CYMAutoLock lock(media.m_lock);
+        for (Media* copy : copies) {
+            EXPECT_EQ(copy->m_pGB, media.m_pGB);
+            EXPECT_EQ(copy->GetMediaPath(), kPath);
+            // It would wait for ever on a shared lock.
+            std::thread([copy] { EXPECT_EQ(copy->IsReadyForPlay(), 1); }).join();
+        }
+    }
+    EXPECT_EQ(Graph().Refs(), references);
+    ASSERT_EQ(media.Play(), 1);
+    Graph().control.results["Stop"] = E_FAIL;
+    media._FreeDirectShow();
+    EXPECT_EQ(ledger.Alive(), Lines());
+}
+
+} // namespace
