@@ -5,6 +5,7 @@
 #include <wincodec.h>
 #include <wrl/client.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -17,40 +18,56 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-constexpr DWORD TimeLimit = 50000;
+constexpr DWORD TimeLimit = 200'000;
+constexpr int AwaitLimit = 60'000;
 
 /// One output of the child, in a file that goes when it is closed.
 class Output {
 public:
-    explicit Output(const wchar_t* name) {
+    explicit Output(const wchar_t* name)
+        : m_path(fs::temp_directory_path() /
+                 (L"ymds-" + std::to_wstring(GetCurrentProcessId()) + name)) {
         SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
-        const fs::path path =
-            fs::temp_directory_path() / (L"ymds-" + std::to_wstring(GetCurrentProcessId()) + name);
-        m_file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
-                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &inherit,
+        m_file = CreateFileW(m_path.c_str(), FILE_APPEND_DATA | SYNCHRONIZE, kShared, &inherit,
                              CREATE_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
     }
     ~Output() { CloseHandle(m_file); }
     HANDLE ChildEnd() const { return m_file; }
+    /// A handle of its own: the child's place in the file stays.
     std::string Read() const {
-        std::string text(GetFileSize(m_file, nullptr), '\0');
+        const HANDLE reader =
+            CreateFileW(m_path.c_str(), GENERIC_READ, kShared, nullptr, OPEN_EXISTING, 0, nullptr);
+        std::string text(GetFileSize(reader, nullptr), '\0');
         DWORD count = 0;
-        SetFilePointer(m_file, 0, nullptr, FILE_BEGIN);
-        ReadFile(m_file, text.data(), static_cast<DWORD>(text.size()), &count, nullptr);
+        ReadFile(reader, text.data(), static_cast<DWORD>(text.size()), &count, nullptr);
+        CloseHandle(reader);
         return text;
     }
 
 private:
+    static constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const fs::path m_path;
     HANDLE m_file;
 };
 
-fs::path BesideTest(const wchar_t* name) {
-    wchar_t path[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    return fs::path(path).parent_path() / name;
+} // namespace
+
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream all(text);
+    for (std::string line; std::getline(all, line);) {
+        line.erase(line.find_last_not_of("\r") + 1);
+        lines.push_back(line);
+    }
+    return lines;
 }
 
-} // namespace
+bool Running::Await(const std::function<bool()>& condition) const {
+    for (int waited = 0; waited < AwaitLimit && !condition(); waited += 20) {
+        Sleep(20);
+    }
+    return condition();
+}
 
 Json::Value Result::Json() const {
     ::Json::CharReaderBuilder builder;
@@ -61,8 +78,10 @@ Json::Value Result::Json() const {
 }
 
 Result RunYmds(const std::vector<std::wstring>& arguments,
-               const std::function<void(unsigned long)>& during) {
-    std::wstring command = L"\"" + BesideTest(L"ymds.exe").wstring() + L"\"";
+               const std::function<void(const Running&)>& during) {
+    wchar_t self[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    std::wstring command = L"\"" + fs::path(self).replace_filename(L"ymds.exe").wstring() + L"\"";
     for (const std::wstring& argument : arguments) {
         command += L" \"" + argument + L"\"";
     }
@@ -79,7 +98,7 @@ Result RunYmds(const std::vector<std::wstring>& arguments,
     Result result;
     if (created != FALSE) {
         if (during) {
-            during(process.dwProcessId);
+            during({[&err] { return Lines(err.Read()); }});
         }
         if (WaitForSingleObject(process.hProcess, TimeLimit) == WAIT_OBJECT_0) {
             DWORD code = 0;
@@ -102,8 +121,9 @@ std::wstring Media(const std::wstring& name) {
 }
 
 Scratch::Scratch() {
-    m_path = (fs::temp_directory_path() / (L"ymds-test-" + std::to_wstring(GetCurrentProcessId())))
-                 .wstring();
+    static int count = 0;
+    m_path = fs::temp_directory_path() /
+             (L"ymds-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count));
     fs::create_directories(m_path);
 }
 
@@ -121,19 +141,30 @@ std::wstring Scratch::Write(const std::wstring& name, const std::string& text) c
     return Path(name);
 }
 
-double Image::Share(unsigned left, unsigned right, const std::uint8_t (&colour)[3]) const {
+TestClip::TestClip(const std::string& url)
+    : m_clip(m_scratch.Write(L"clip.ymt", url)),
+      m_script(m_scratch.Write(L"scheme.json", R"({"Schemes": [{"Type": "ymt",
+        "Filters": [{"Name": "Own Source", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C001}",
+                     "Path": "filters\\testsource.ax", "Type": "source", "IsCache": false}]}]})")) {
+}
+
+std::vector<std::wstring> TestClip::Play(const std::vector<std::wstring>& more) const {
+    std::vector<std::wstring> arguments{L"play", m_clip, L"--scheme", m_script};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+}
+
+double Image::Share(const Area& area, const std::uint8_t (&colour)[3]) const {
     std::size_t alike = 0;
-    for (unsigned y = 0; y < height; ++y) {
-        for (unsigned x = left; x < right; ++x) {
+    for (unsigned y = area.top; y < area.bottom; ++y) {
+        for (unsigned x = area.left; x < area.right; ++x) {
             const std::uint8_t* pixel = &bgr[(static_cast<std::size_t>(y) * width + x) * 3];
-            bool same = true;
-            for (int i = 0; i < 3; ++i) {
-                same = same && std::abs(pixel[i] - colour[i]) <= 60;
-            }
-            alike += same ? 1 : 0;
+            alike += std::equal(pixel, pixel + 3, colour,
+                                [](int a, int b) { return std::abs(a - b) <= 60; });
         }
     }
-    return static_cast<double>(alike) / (static_cast<double>(right - left) * height);
+    return static_cast<double>(alike) /
+           (static_cast<double>(area.right - area.left) * (area.bottom - area.top));
 }
 
 Image ReadPng(const std::wstring& path) {

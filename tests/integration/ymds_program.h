@@ -9,6 +9,9 @@
 
 namespace ymds_tests {
 
+/// The lines of a text, without their ends.
+std::vector<std::string> Lines(const std::string& text);
+
 struct Result {
     int code = -1; ///< exit status; -1 when it did not end in time
     std::string out;
@@ -18,15 +21,23 @@ struct Result {
     Json::Value Json() const;
 };
 
-/// Runs ymds.exe from beside the test with files for its output, at most 50 s. `during` is
-/// called with its process id while it runs.
+/// The program while it runs.
+struct Running {
+    std::function<std::vector<std::string>()> Notes; ///< its lines on standard error so far
+
+    /// Waits until it is so, at most 60 s.
+    bool Await(const std::function<bool()>& condition) const;
+};
+
+/// Runs ymds.exe from beside the test with files for its output, at most 200 s. `during` is
+/// called while it runs.
 Result RunYmds(const std::vector<std::wstring>& arguments,
-               const std::function<void(unsigned long)>& during = {});
+               const std::function<void(const Running&)>& during = {});
 
 /// A file of YMD_MEDIA_DIR.
 std::wstring Media(const std::wstring& name);
 
-/// A directory of the test's own in the system's temporary directory, removed at the end.
+/// A directory of its own in the system's temporary directory, removed at the end.
 class Scratch {
 public:
     Scratch();
@@ -41,13 +52,30 @@ private:
     std::wstring m_path;
 };
 
+/// A clip of the test source and the script that plays it: what a file's splitter finds may
+/// differ, this does not.
+class TestClip {
+public:
+    explicit TestClip(const std::string& url);
+    /// The arguments that play it, and more.
+    std::vector<std::wstring> Play(const std::vector<std::wstring>& more) const;
+
+private:
+    const Scratch m_scratch;
+    std::wstring m_clip, m_script;
+};
+
+struct Area {
+    unsigned left, top, right, bottom;
+};
+
 struct Image {
     unsigned width = 0;
     unsigned height = 0;
     std::vector<std::uint8_t> bgr; ///< rows from the top
 
-    /// The share of the pixels of a vertical band whose channels are all within 60 of `bgr`.
-    double Share(unsigned left, unsigned right, const std::uint8_t (&colour)[3]) const;
+    /// The share of the pixels of an area whose channels are all within 60 of `colour`.
+    double Share(const Area& area, const std::uint8_t (&colour)[3]) const;
 };
 
 /// Empty when it is no readable picture.
