@@ -60,23 +60,20 @@ std::wstring Logged(const Char* format, Arguments... arguments) {
     return collector.m_records.size() == 1 ? collector.m_records[0].text : L"(no single record)";
 }
 
-TEST(YmlibLog, CategoriesAreOnePerName) {
+TEST(YmlibLog, CategoriesAreOnePerNameAndRecordsCarryTheirOrigin) {
     CLoger* const loger = CLoger::GetLoger();
-    EXPECT_EQ(loger, CLoger::GetLoger());
-    CLogCategory* const category = loger->GetCategory("one");
-    EXPECT_EQ(category, loger->GetCategory(std::string("one").c_str()));
-    EXPECT_NE(category, loger->GetCategory("One"));
-    EXPECT_STREQ("one", category->GetName());
+    CLogCategory* const category = loger->GetCategory("origin");
+    EXPECT_EQ(category, CLoger::GetLoger()->GetCategory(std::string("origin").c_str()));
+    EXPECT_NE(category, loger->GetCategory("Origin"));
+    EXPECT_STREQ("origin", category->GetName());
     EXPECT_EQ(nullptr, loger->GetCategory(nullptr));
     EXPECT_EQ(0u, loger->AddSink({}));
-}
 
-TEST(YmlibLog, RecordCarriesItsOrigin) {
     Collector collector("origin");
     SetLastError(4711);
-    Category("origin").Log(8, "src/YMMedia", 42, "ymdshow::CMedia::Load", "x%d", 1);
+    category->Log(8, "src/YMMedia", 42, "ymdshow::CMedia::Load", "x%d", 1);
     EXPECT_EQ(4711u, GetLastError());
-    Category("origin").Log(16, nullptr, 0, nullptr, static_cast<const wchar_t*>(nullptr));
+    category->Log(16, nullptr, 0, nullptr, static_cast<const wchar_t*>(nullptr));
     const std::vector<Copied> expected{{8, "src/YMMedia", 42, "ymdshow::CMedia::Load", L"x1"},
                                        {16, "", 0, "", L""}};
     EXPECT_TRUE(expected == collector.m_records);
@@ -110,40 +107,31 @@ TEST(YmlibLog, LevelsDropWhatIsBelow) {
     category.SetLevel(LOG_PROGRESS); // for a repeated run
 }
 
-TEST(YmlibLog, Formats) {
+TEST(YmlibLog, FormatsNarrowAndWide) {
     EXPECT_EQ(L"Load abc 7 1.50 ffffffff", Logged("Load %s %d %.2f %08x", "abc", 7, 1.5, -1));
     EXPECT_EQ(L"1099511627776 %", Logged("%I64d %%", 1LL << 40));
-    EXPECT_EQ(L"\x4e2d\x6587.mp4", Logged("%s", "\xd6\xd0\xce\xc4.mp4"));
-    EXPECT_EQ(L"\x4e2d: 1", Logged("\xd6\xd0: %d", 1));
+    EXPECT_EQ(L"\x4e2d: \x6587.mp4", Logged("\xd6\xd0: %s", "\xce\xc4.mp4"));
     EXPECT_EQ(L"wide abc", Logged("wide %S", L"abc"));
     // A wide text given to a narrow %s ends at its first zero byte.
     EXPECT_EQ(L"Load D", Logged("Load %s", L"D:\\a.mp4"));
     EXPECT_EQ(L"(null)", Logged("%s", static_cast<const char*>(nullptr)));
-
-    EXPECT_EQ(L"Load \x4e2d\x6587 7", Logged(L"Load %s %d", L"\x4e2d\x6587", 7));
-    EXPECT_EQ(L"narrow abc abc", Logged(L"narrow %S %hs", "abc", "abc"));
-    EXPECT_EQ(L"\xd83d\xde00", Logged(L"%s", L"\xd83d\xde00"));
+    EXPECT_EQ(L"Load \x4e2d\x6587 7 abc", Logged(L"Load %s %d %hs", L"\x4e2d\x6587", 7, "abc"));
     EXPECT_EQ(L"(null)", Logged(L"%s", static_cast<const wchar_t*>(nullptr)));
-}
 
-TEST(YmlibLog, BadTextAndBadFormatsStillGiveARecord) {
+    // Bad text and bad formats still give a record.
     EXPECT_EQ(L"\x4e2d!", Logged("%s", "\xe4\xb8\xad!")) << "UTF-8";
     const std::wstring mixed = Logged("%s", "before \xff\x80\xff after");
     EXPECT_TRUE(mixed.starts_with(L"before ") && mixed.ends_with(L" after"));
     EXPECT_TRUE(Logged("cut \xd6").starts_with(L"cut "));
-    EXPECT_TRUE(Logged("100%").starts_with(L"100"));
-    EXPECT_NE(std::wstring::npos, Logged("odd %y %d", 1).find(L"odd "));
-    EXPECT_NE(std::wstring::npos, Logged(L"odd %y %d", 1).find(L"odd "));
+    EXPECT_TRUE(Logged("odd %y %d", 1).starts_with(L"odd "));
+    EXPECT_TRUE(Logged(L"odd %y %d", 1).starts_with(L"odd "));
     // No narrow form in the C locale: the conversion fails.
     EXPECT_NE(std::wstring::npos, Logged("failing %S", L"\x4e2d").find(L"failing "));
-}
 
-TEST(YmlibLog, MessagesOfAnyLength) {
-    for (const std::size_t length : {0u, 1u, 510u, 511u, 512u, 513u, 514u, 1024u, 3'000'000u}) {
+    for (const std::size_t length : {0u, 1u, 511u, 512u, 513u, 3'000'000u}) {
         const std::string narrow(length, 'n');
         const std::wstring wide(length, L'\x4e2d');
         EXPECT_TRUE(std::wstring(length, L'n') == Logged("%s", narrow.c_str())) << length;
-        EXPECT_TRUE(wide == Logged(L"%s", wide.c_str())) << length;
         EXPECT_TRUE(wide + L"|9" == Logged(L"%s|%d", wide.c_str(), 9)) << length;
     }
 }
