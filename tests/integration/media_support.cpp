@@ -1,87 +1,25 @@
 #include "integration/media_support.h"
 
-#include <algorithm>
-#include <sstream>
-
 namespace media_tests {
-
-namespace {
-
-std::string Narrow(const std::wstring& text) {
-    return std::string(text.begin(), text.end());
-}
-
-std::string NameOf(IPin* pin) {
-    PIN_INFO info{};
-    FILTER_INFO filter{};
-    pin->QueryPinInfo(&info);
-    info.pFilter->QueryFilterInfo(&filter);
-    info.pFilter->Release();
-    if (filter.pGraph != nullptr) {
-        filter.pGraph->Release();
-    }
-    return Narrow(filter.achName) + "." + Narrow(info.achName);
-}
-
-} // namespace
-
-Lines RealMedia::Connections() {
-    Lines lines;
-    EnumMediaFilter(
-        [](IBaseFilter* filter, void* user) {
-            IPin* pins[16]{};
-            int count = 0;
-            GetFilterPins(filter, PINDIR_OUTPUT, count, pins);
-            for (int i = 0; i < count; ++i) {
-                ComPtr<IPin> peer;
-                if (IsPinLinked(pins[i]) != 0 && SUCCEEDED(pins[i]->ConnectedTo(&peer))) {
-                    static_cast<Lines*>(user)->push_back(NameOf(pins[i]) + " -> " +
-                                                         NameOf(peer.Get()));
-                }
-                pins[i]->Release();
-            }
-        },
-        &lines, 1);
-    std::sort(lines.begin(), lines.end());
-    return lines;
-}
-
-Lines RealMedia::Facts() {
-    Lines facts = Connections();
-    std::ostringstream text;
-    text << GetVideoTrackNum() << " of " << GetOriginalVideoTrackNum() << " pictures, "
-         << GetAudioTrackNum() << " of " << GetOriginalAudioTrackNum() << " sounds, "
-         << GetVideoOriginalWidth() << "x" << GetVideoOriginalHeight() << " "
-         << GetVideoOiginalAvgFrameTime() << ", " << GetOriginalDuration() << ", "
-         << m_usedFilters.size() << " filters";
-    for (const auto& info : m_videoInfos) {
-        text << ", " << info.format << info.width << "x" << info.height << " " << info.avgFrameTime;
-    }
-    for (const auto& info : m_audioInfos) {
-        text << ", " << info.format << info.samplingRate << "/" << info.channels << "/"
-             << info.bitDepth;
-    }
-    facts.push_back(text.str());
-    return facts;
-}
 
 RealMediaTest::RealMediaTest() {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    media.SetEventCallBackFun(
+        [](ymdshow::CMedia*, void* user, long code, std::int64_t, std::int64_t) {
+            *static_cast<std::atomic<int>*>(user) += code == EC_COMPLETE;
+            return 0;
+        },
+        &ends);
 }
 
 RealMediaTest::~RealMediaTest() {
     StopQuietly();
     media.Unload();
+    EXPECT_FALSE(log.Has("*RefCount*")) << testing::PrintToString(log.Lines());
 }
 
-void RealMediaTest::StopQuietly() {
-    if (media.IsLoaded() != 0 && media.IsStopped() == 0) {
-        media.Stop();
-        modules::LetClockRest();
-    }
-}
-
-void RealMediaTest::UseModules(const std::string& more) {
+void RealMediaTest::UseScript(const std::string& renderer, const std::string& more) {
+    // The window renderer connects faster than the one that rendering chooses.
     ASSERT_TRUE(player.GetCoderScheme().LoadSchemeByScript(
         R"({"Filter": [
   {"Name": "Source", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C001}",
@@ -91,30 +29,59 @@ void RealMediaTest::UseModules(const std::string& more) {
   {"Name": "Picture", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C004}",
    "Path": "filters\\testrenderer.ax"},
   {"Name": "Sound", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C005}",
-   "Path": "filters\\testrenderer.ax"}],
- "Schemes": [{"Type": "test", "Filters": [)" +
-            more + R"({"Name": "Source"}, {"Name": "Decoder"}, {"Name": "Picture"},
-  {"Name": "Sound"}, {"Name": "Sound"}]}]})",
+   "Path": "filters\\testrenderer.ax"},
+  {"Name": "Window", "CLSID": "{70E102B0-5556-11CE-97C0-00AA0055595A}", "IsCache": false}],
+ "Schemes": [
+  {"Type": "mkv;mp4;avi", "Filters": [{"Name": "Window"}]},
+  {"Type": "test", "Filters": [)" +
+            more + R"({"Name": "Source"}, {"Name": "Decoder"}, {"Name": ")" + renderer +
+            R"("}, {"Name": "Sound"}, {"Name": "Sound"}]}]})",
         1));
 }
 
-Lines RealMediaTest::Attempts(const RealMedia& media) {
-    Lines lines;
-    for (const auto& attempt : media.GetLoadReport().attempts) {
-        std::ostringstream text;
-        text << attempt.way << " " << Narrow(attempt.step) << " " << Narrow(attempt.filter)
-             << (attempt.filter.empty() ? "" : " ") << std::hex
-             << static_cast<unsigned>(attempt.result);
-        EXPECT_FALSE(attempt.text.empty()) << text.str();
-        lines.push_back(text.str());
-    }
-    return lines;
+void RealMediaTest::Load(const std::string& path, const std::string& renderer) {
+    UseScript(renderer);
+    ASSERT_EQ(media.SetMediaPath(path), 1);
+    ASSERT_EQ(media.Load(nullptr, 1), 1) << testing::PrintToString(media.GetLoadReport().failure);
 }
 
-bool GoesOn(IBaseFilter* renderer) {
-    const std::size_t before = modules::Records(renderer, TestRecord::Sample).size();
-    return Within(
-        3000, [&] { return modules::Records(renderer, TestRecord::Sample).size() > before + 3; });
+void RealMediaTest::LoadFile(const std::string& name, unsigned tracks) {
+    UseScript();
+    StopQuietly();
+    ASSERT_EQ(media.SetMediaPath(Sample(name)), 1);
+    for (int tries = 0; tries < 5; ++tries) {
+        media.Unload();
+        if (media.Load(nullptr, 0) == 1 &&
+            media.GetVideoTrackNum() + media.GetAudioTrackNum() >= tracks) {
+            break;
+        }
+    }
+    ASSERT_EQ(media.IsReadyForPlay(), 1) << testing::PrintToString(media.GetLoadReport().failure);
+}
+
+void RealMediaTest::StopQuietly() {
+    if (media.Stop() == 1) {
+        modules::LetClockRest();
+    }
+}
+
+ComPtr<ITestRecorder> RealMediaTest::Recorder(IBaseFilter* renderer) {
+    ComPtr<ITestRecorder> recorder;
+    EXPECT_EQ(renderer->QueryInterface(IID_PPV_ARGS(&recorder)), S_OK);
+    return recorder;
+}
+
+std::vector<TestRecord> RealMediaTest::Shown() {
+    std::vector<TestRecord> shown;
+    for (const TestRecord& record :
+         modules::Records(media.GetVideoTrackRender(0), TestRecord::KindCount)) {
+        if (record.kind == TestRecord::NewSegment) {
+            shown.clear();
+        } else if (record.kind == TestRecord::Sample) {
+            shown.push_back(record);
+        }
+    }
+    return shown;
 }
 
 } // namespace media_tests

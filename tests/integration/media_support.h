@@ -1,60 +1,53 @@
 #pragma once
 
-// Media items on the system's graph manager, their graph as text.
-
-#include <string>
-#include <vector>
+// Media items on the system's graph manager: the project's test filters by a script, the
+// system's filters for files.
 
 #include <ymdshow/ymdshow.h>
 
 #include "fakes/LogCapture.h"
 #include "integration/modules_support.h"
-#include "unit/media_resources.h"
 
 namespace media_tests {
 
 using modules::ComPtr;
+using modules::kMillisecond;
+using modules::kSecond;
 using modules::Sample;
 using modules::Within;
-using Lines = std::vector<std::string>;
 
-class RealMedia : public ymdshow::CMedia {
-public:
-    using CMedia::CMedia;
-    using CMedia::m_audioInfos;
-    using CMedia::m_audioTracks;
-    using CMedia::m_pGB;
-    using CMedia::m_pSourceFilter;
-    using CMedia::m_usedFilters;
-    using CMedia::m_videoInfos;
-
-    /// "Source.Audio -> Sound.In", sorted, as the toolkit sees it.
-    Lines Connections();
-
-    /// Tracks, records, picture, duration and connections.
-    Lines Facts();
-};
+/// For what comes at once on an idle machine.
+constexpr long kPatience = 30000;
 
 class RealMediaTest : public testing::Test {
 protected:
     RealMediaTest();
     ~RealMediaTest() override;
 
-    /// A source and three renderers of the modules, one of them for pictures, by a script.
-    void UseModules(const std::string& more = "");
+    /// The test source, decoder and three renderers for "test://...", one for pictures:
+    /// "Picture", which records, or the system's "Window", which also is the one for files.
+    void UseScript(const std::string& renderer = "Picture", const std::string& more = "");
+
+    /// Loads a clip of the test source.
+    void Load(const std::string& path, const std::string& renderer = "Picture");
+
+    /// Loads a sample through the system's filters. They may leave a stream out: then once more.
+    void LoadFile(const std::string& name, unsigned tracks = 1);
 
     /// Stops and waits for the graph's clock to rest.
     void StopQuietly();
+    bool Ended(int times) {
+        return Within(2 * kPatience, [&] { return ends >= times; });
+    }
 
-    /// "1 TrySourceFilter Source 0": the attempts of the last load.
-    static Lines Attempts(const RealMedia& media);
+    /// Samples that the picture's recorder has got since the last segment or since Clear.
+    std::vector<TestRecord> Shown();
+    ComPtr<ITestRecorder> Recorder(IBaseFilter* renderer);
 
     fakes::LogCapture log;
-    ymdshow::CMediaPlayer player;
-    RealMedia media{&player};
+    std::atomic<int> ends{0};
+    ymdshow::CMediaPlayer player; ///< for its schemes
+    ymdshow::CMedia media{&player};
 };
-
-/// Whether a recording renderer gets samples from now on.
-bool GoesOn(IBaseFilter* renderer);
 
 } // namespace media_tests
