@@ -31,7 +31,6 @@ std::string PathOf(const std::wstring& name) {
     return Gbk((directory == nullptr ? L"" : directory) + (L"/mediainfo/" + name));
 }
 
-// First in the file: the threads are the process's first use of the library.
 TEST(MediaInfoFiles, FactsAndSeveralThreadsFromTheFirstUseOn) {
     std::string together[std::size(kFiles)];
     std::vector<std::jthread> threads;
@@ -62,17 +61,6 @@ TEST(MediaInfoFiles, FactsAndSeveralThreadsFromTheFirstUseOn) {
         EXPECT_NEAR(static_cast<double>(duration), picture ? 0.0 : 3e7, 1e6) << facts;
         EXPECT_EQ(Media::GetMediaDurationByMediaInfo(media.GetMediaPath()), duration);
     }
-}
-
-// Last in the file: the language is the process's from here on.
-TEST(MediaInfoFiles, LanguageChangesTheReport) {
-    ScratchDirectory scratch;
-    const std::filesystem::path file = scratch.Touch(L"\u4E2D\u6587.csv");
-    std::ofstream(file) << "  Language_ISO639;zh-CN\nWidth;\xE5\xAE\xBD\xE5\xBA\xA6\n";
-    EXPECT_EQ(Media::SetMediaInfoLanguage(Gbk(file.wstring())), 1);
-    const Media media(PathOf(L"anamorphic.mp4"), nullptr);
-    EXPECT_NE(media.GetMediaInfo().find("\xBF\xED\xB6\xC8"), std::string::npos);
-    EXPECT_EQ(media.m_videoInfos.at(0).width, 720);
 }
 
 } // namespace
