@@ -1,7 +1,7 @@
 #pragma once
 
-// The classes of the project's filter modules. They are made from the modules' files and
-// stand in no registry.
+// The classes of the test modules. They are made from the modules' files and stand in no
+// registry.
 
 #include <windows.h>
 
@@ -14,26 +14,18 @@ namespace ymfilters {
 inline constexpr CLSID CLSID_TestSource = {
     0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc0, 0x01}};
 
-// testtransform.ax: decodes the coded test clip, inverts RGB pictures, halves PCM sound.
-// {6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C002}
+// testtransform.ax: decodes the coded test clip. {...C002}
 inline constexpr CLSID CLSID_TestTransform = {
     0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc0, 0x02}};
 
-// testrenderer.ax: records what it gets; three classes by the stream that they take.
-// {6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C003}, {...C004}, {...C005}
-inline constexpr CLSID CLSID_TestRenderer = {
-    0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc0, 0x03}};
+// testrenderer.ax: records what it gets, pictures {...C004} or sound {...C005}.
 inline constexpr CLSID CLSID_TestVideoRenderer = {
     0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc0, 0x04}};
 inline constexpr CLSID CLSID_TestAudioRenderer = {
     0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc0, 0x05}};
 
-// The subtype of the coded test clip, as a FOURCC 'YMT1'. A sample is a CodedFrame.
+// The subtype of the coded test clip, as a FOURCC 'YMT1'. A sample is its frame's number.
 inline constexpr GUID MEDIASUBTYPE_TestCoded = {
     0x31544d59, 0x0000, 0x0010, {0x80, 0x00, 0x00, 0xaa, 0x00, 0x38, 0x9b, 0x71}};
-
-struct CodedFrame {
-    DWORD frame; ///< number of the frame in the clip
-};
 
 } // namespace ymfilters

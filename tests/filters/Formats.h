@@ -1,6 +1,6 @@
 #pragma once
 
-// The media types that the modules speak.
+// The media types that the test modules speak.
 
 #include <windows.h>
 
@@ -10,25 +10,17 @@
 
 namespace ymfilters {
 
-/// A bottom-up RGB picture of 24 or 32 bits.
-struct PictureFormat {
-    int width;
-    int height;
-    int bits;
-    bool isBottomUp = true;
-};
+/// An RGB32 or coded type; the frame time is in 100 ns units.
+ymdshow::MediaType VideoType(const GUID& subtype, int width, int height, LONGLONG frameTime);
 
-/// The picture of an RGB24 or RGB32 type; false for any other.
-bool ReadPictureFormat(const AM_MEDIA_TYPE& type, PictureFormat& out);
+/// 16-bit PCM in stereo.
+ymdshow::MediaType PcmType(int samplingRate);
 
-/// A video type of a subtype and size; the frame time is in 100 ns units. False when
-/// memory is short.
-bool MakeVideoType(const GUID& subtype, const PictureFormat& picture, LONGLONG frameTime,
-                   ULONG sampleSize, ymdshow::MediaType& out);
+/// The format blocks of such types; null for any other.
+const VIDEOINFOHEADER* ReadVideo(const AM_MEDIA_TYPE& type, const GUID& subtype);
+const WAVEFORMATEX* ReadPcm(const AM_MEDIA_TYPE& type);
 
-/// The WAVEFORMATEX of 16-bit PCM sound; null for any other type.
-const WAVEFORMATEX* ReadPcmFormat(const AM_MEDIA_TYPE& type);
-
-bool MakePcmType(int samplingRate, int channels, ymdshow::MediaType& out);
+/// S_OK when a type is `own`, with the same format block.
+HRESULT CheckSameType(const AM_MEDIA_TYPE& type, const AM_MEDIA_TYPE& own);
 
 } // namespace ymfilters

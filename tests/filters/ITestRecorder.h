@@ -7,8 +7,8 @@
 /// One thing that happened to a test renderer. Times are in 100 ns units.
 struct TestRecord {
     enum Kind : LONG {
-        Sample = 0,
-        NewSegment,  ///< start, stop and rate are the segment's
+        Sample = 0,  ///< a sample was shown: at its time, or when it came during a pause
+        NewSegment,  ///< start and stop are the segment's
         BeginFlush,  ///< a flush that began
         EndFlush,    ///< and one that ended
         EndOfStream, ///< the stream's end arrived
@@ -20,19 +20,13 @@ struct TestRecord {
     };
 
     LONG kind;
-    LONG frame;            ///< frame number read from an RGB picture, else -1
-    LONG bytes;            ///< length of the sample's data
-    DWORD flags;           ///< AM_SAMPLE_* of the sample (discontinuity, preroll, ...)
-    BOOL hasTimes;         ///< start and stop are valid
-    LONGLONG start;        ///< time stamps, relative to the segment
-    LONGLONG stop;         ///<
-    LONGLONG segmentStart; ///< start of the segment in force: add to start for media time
-    double rate;           ///< rate of the segment in force
-    LONGLONG wall;         ///< system time (performance counter) when it happened
-    LONGLONG lateness;     ///< of a sample rendered by the clock; 0 otherwise
-    double frequency;      ///< of 16-bit PCM, from its zero crossings; 0 for silence
-    LONG peak;             ///< largest magnitude of 16-bit PCM
-    BOOL isPaused;         ///< a sample that arrived while paused
+    LONG frame = -1;           ///< frame number read from an RGB32 picture, else -1
+    LONG bytes = 0;            ///< length of the sample's data
+    LONGLONG start = 0;        ///< time stamps, relative to the segment
+    LONGLONG stop = 0;         ///<
+    LONGLONG segmentStart = 0; ///< start of the segment in force: add to start for media time
+    LONGLONG wall = 0;         ///< a steady clock's time when it happened
+    double frequency = 0;      ///< of 16-bit PCM, from its zero crossings; 0 for silence
 };
 
 /// The record of a test renderer, asked of its filter. All threads may use it.
@@ -50,19 +44,13 @@ struct ITestRecorder : public IUnknown {
     /// Waits until there are `count` records of a kind. S_FALSE when the time is up.
     virtual HRESULT STDMETHODCALLTYPE WaitFor(LONG kind, ULONG count, DWORD milliseconds) = 0;
 
-    /// FALSE: samples are taken as fast as they come although the graph has a clock.
-    virtual HRESULT STDMETHODCALLTYPE SetSync(BOOL isOn) = 0;
-
     /// TRUE: the input can be connected and disconnected while the graph is not stopped.
     virtual HRESULT STDMETHODCALLTYPE SetLiveConnect(BOOL isOn) = 0;
-
-    /// TRUE: from now on samples are refused with E_FAIL, as by a broken device.
-    virtual HRESULT STDMETHODCALLTYPE SetBroken(BOOL isOn) = 0;
 };
 
-inline constexpr IID IID_ITestRecorder = {
-    0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc1, 0x01}};
 #if defined(__MINGW32__)
 __CRT_UUID_DECL(ITestRecorder, 0x6b0c0e2a, 0x4f35, 0x4b0e, 0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc1,
                 0x01)
 #endif
+inline constexpr IID IID_ITestRecorder = {
+    0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc1, 0x01}};
