@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <functional>
-#include <optional>
 #include <string>
 
 #include "fakes/FakeFilter.h"
@@ -20,9 +19,8 @@ public:
     using Make = std::function<ComPtr<IUnknown>()>;
 
     FakeClass(std::string name, REFCLSID clsid, Make make);
-    ~FakeClass();
     FakeClass(const FakeClass&) = delete;
-    FakeClass& operator=(const FakeClass&) = delete;
+    ~FakeClass() { CoRevokeClassObject(m_cookie); }
 
     ResultTable results;
 
@@ -31,11 +29,11 @@ public:
     std::size_t Created() const { return m_created; }
 
 private:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override;
-    HRESULT STDMETHODCALLTYPE LockServer(WINBOOL) override { return S_OK; }
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
+    STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) override;
+    STDMETHODIMP LockServer(WINBOOL) override { return S_OK; }
 
     std::string m_name;
     Make m_make;
@@ -43,28 +41,40 @@ private:
     std::size_t m_created = 0;
 };
 
-/// Makes FakeGraphs for CLSID_FilterGraph; `configure` gets each new one. Journalled as
-/// "FilterGraph.CreateInstance".
-class FakeGraphClass : public FakeClass {
+/// A class of one kind of fake; `configure` gets each new one.
+template <class Fake> class FakeClassOf : public FakeClass {
 public:
-    explicit FakeGraphClass(std::function<void(FakeGraph&)> configure = nullptr);
+    using Configure = std::function<void(Fake&)>;
+    FakeClassOf(const std::string& name, REFCLSID clsid, std::function<ComPtr<Fake>()> make,
+                Configure configure)
+        : FakeClass(name, clsid, [this, make, configure] {
+              const ComPtr<Fake> fake = make();
+              m_last = fake.Get();
+              if (configure) {
+                  configure(*m_last);
+              }
+              return ComPtr<IUnknown>(m_last);
+          }) {}
 
-    /// The graph made last, without a reference; valid while the library keeps it.
-    FakeGraph& Last() const { return *m_last; }
+    /// The one made last, without a reference; valid while the library keeps it.
+    Fake& Last() const { return *m_last; }
 
 private:
-    FakeGraph* m_last = nullptr;
+    Fake* m_last = nullptr;
+};
+
+/// Makes FakeGraphs for CLSID_FilterGraph. Journalled as "FilterGraph.CreateInstance".
+class FakeGraphClass : public FakeClassOf<FakeGraph> {
+public:
+    explicit FakeGraphClass(Configure configure = nullptr)
+        : FakeClassOf("FilterGraph", CLSID_FilterGraph, &MakeGraph, std::move(configure)) {}
 };
 
 /// Makes filters of a CLSID; the name serves the filters too.
-class FakeFilterClass : public FakeClass {
+class FakeFilterClass : public FakeClassOf<FakeFilter> {
 public:
-    FakeFilterClass(std::string name, REFCLSID clsid, PinSpecs pins,
-                    std::function<void(FakeFilter&)> configure = nullptr);
-    FakeFilter& Last() const { return *m_last; }
-
-private:
-    FakeFilter* m_last = nullptr;
+    FakeFilterClass(const std::string& name, REFCLSID clsid, const PinSpecs& pins,
+                    Configure configure = nullptr);
 };
 
 } // namespace fakes

@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include <dshow.h>
-
 #include <functional>
 #include <map>
 #include <optional>
@@ -11,7 +9,6 @@
 #include <vector>
 
 #include "fakes/FakeClass.h"
-#include "fakes/FakeObject.h"
 
 namespace fakes {
 
@@ -37,10 +34,11 @@ public:
     FakeDevices();
 
     /// A category that is not listed, or empty, answers S_FALSE.
-    void Add(const GUID& category, Device device);
+    void Add(const GUID& category, Device device) {
+        m_categories[category].push_back(std::move(device));
+    }
 
 private:
-    friend class DeviceEnumerator;
     std::map<GUID, std::vector<Device>, GuidLess> m_categories;
 };
 

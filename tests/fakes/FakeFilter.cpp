@@ -5,7 +5,6 @@
 #include <cwchar>
 #include <stdexcept>
 
-#include "fakes/FakeEnum.h"
 #include "fakes/TaskMemory.h"
 
 namespace fakes {
@@ -18,20 +17,102 @@ GUID NextClsid() {
     return {++serial, 0xfa4e, 0x4f11, {0xa0, 0, 0, 0, 0, 0, 0, 1}};
 }
 
-} // namespace
-
-std::wstring Widen(std::string_view text) {
-    std::wstring wide(text.size(), L'\0');
-    const int size = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                         wide.data(), static_cast<int>(wide.size()));
-    wide.resize(static_cast<std::size_t>(size));
-    return wide;
+void* NewTaskCopy(const void* data, std::size_t size, const char* what) {
+    void* const copy = NewTaskMemory(size, what);
+    return size != 0 ? std::memcpy(copy, data, size) : copy;
 }
 
-HRESULT FileSourceFacet::Load(LPCOLESTR file, const AM_MEDIA_TYPE* type) {
-    return Call("Load", std::tuple(file, type != nullptr), [&]() -> HRESULT {
-        path = file;
+} // namespace
+
+FakePin::FakePin(FakeFilter& filter, const PinSpec& spec, const std::string& name)
+    : FakeOf(filter.Name() + "." + name, &filter), types(spec.types), direction(spec.direction),
+      pinName(Widen(name)), m_filter(filter) {}
+
+std::optional<MediaType> FakePin::Agree(const FakePin& out, const FakePin& in) {
+    const std::vector<MediaType> any(1);
+    for (const MediaType& offered : out.types.empty() ? any : out.types) {
+        for (const MediaType& taken : in.types.empty() ? any : in.types) {
+            if (offered.Fits(taken)) {
+                return out.types.empty() ? taken : offered;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+void FakePin::Join(IPin* peer, const MediaType& type) {
+    m_peer = HandOut(peer);
+    connectionType = type;
+}
+
+void FakePin::Unjoin() {
+    if (IPin* const peer = std::exchange(m_peer, nullptr); peer != nullptr) {
+        peer->Release();
+    }
+}
+
+HRESULT FakePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
+    return Call("Connect", std::tie(receiver), [&] {
+        if (m_peer != nullptr) {
+            return VFW_E_ALREADY_CONNECTED;
+        }
+        const auto* const fake = AsFake<FakePin>(receiver);
+        const std::optional<MediaType> agreed = type != nullptr   ? MediaType::From(*type)
+                                                : fake != nullptr ? Agree(*this, *fake)
+                                                                  : std::nullopt;
+        const MediaType used = agreed.value_or(types.empty() ? MediaType() : types.front());
+        const AM_MEDIA_TYPE view = used.View();
+        const HRESULT result = receiver->ReceiveConnection(this, &view);
+        if (SUCCEEDED(result)) {
+            Join(receiver, used);
+        }
+        return result;
+    });
+}
+
+HRESULT FakePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
+    return Call("ReceiveConnection", std::tie(connector), [&] {
+        if (m_peer != nullptr) {
+            return VFW_E_ALREADY_CONNECTED;
+        }
+        Join(connector, MediaType::From(*type));
         return S_OK;
+    });
+}
+
+HRESULT FakePin::Disconnect() {
+    return Call("Disconnect", [&] {
+        const HRESULT result = m_peer != nullptr ? S_OK : S_FALSE;
+        Unjoin();
+        return result;
+    });
+}
+
+HRESULT FakePin::ConnectedTo(IPin** peer) {
+    *peer = nullptr;
+    return Call("ConnectedTo", [&] {
+        *peer = m_peer != nullptr ? HandOut(m_peer) : nullptr;
+        return m_peer != nullptr ? S_OK : VFW_E_NOT_CONNECTED;
+    });
+}
+
+HRESULT FakePin::ConnectionMediaType(AM_MEDIA_TYPE* type) {
+    *type = AM_MEDIA_TYPE{};
+    return Call("ConnectionMediaType", [&] {
+        if (m_peer == nullptr) {
+            return VFW_E_NOT_CONNECTED;
+        }
+        connectionType.CopyTo(type);
+        return S_OK;
+    });
+}
+
+HRESULT FakePin::QueryPinInfo(PIN_INFO* info) {
+    *info = PIN_INFO{};
+    return Call("QueryPinInfo", [&] {
+        info->dir = direction;
+        wcsncpy(info->achName, pinName.c_str(), std::size(info->achName) - 1);
+        info->pFilter = HandOut(&m_filter);
     });
 }
 
@@ -43,31 +124,29 @@ HRESULT StreamSelectFacet::Info(long index, AM_MEDIA_TYPE** type, DWORD* flags, 
             return S_FALSE;
         }
         const SelectableStream& stream = streams[at];
-        if (FAILED(stream.info)) {
-            return stream.info;
-        }
-        const auto give = [](auto* out, auto value) {
-            if (out != nullptr) {
-                *out = value;
+        const auto give = [&](auto* out, auto&& value) {
+            if (out != nullptr && SUCCEEDED(stream.info)) {
+                *out = value();
             }
         };
-        if (type != nullptr) {
-            *type = stream.type.NewCopy();
-        }
-        if (name != nullptr) {
-            *name = stream.name.empty() ? nullptr : NewTaskText(stream.name, "a stream name");
-        }
-        give(flags, stream.flags);
-        give(lcid, LCID{0});
-        give(group, stream.group);
-        give(object, static_cast<IUnknown*>(nullptr));
-        give(unknown, static_cast<IUnknown*>(nullptr));
+        give(type, [&] { return HandOut(stream.type); });
+        give(flags, [&] { return stream.flags; });
+        give(lcid, [] { return LCID{0}; });
+        give(group, [&] { return stream.group; });
+        give(name, [&] {
+            const std::size_t size = (stream.name.size() + 1) * sizeof(wchar_t);
+            return stream.name.empty() ? nullptr
+                                       : static_cast<WCHAR*>(NewTaskCopy(stream.name.c_str(), size,
+                                                                         "a stream name"));
+        });
+        give(object, [] { return nullptr; });
+        give(unknown, [] { return nullptr; });
         return stream.info;
     });
 }
 
 HRESULT StreamSelectFacet::Enable(long index, DWORD flags) {
-    return Call("Enable", std::tie(index, flags), [&]() -> HRESULT {
+    return Call("Enable", std::tie(index, flags), [&] {
         const auto at = static_cast<std::size_t>(index);
         if (at >= streams.size()) {
             return E_INVALIDARG;
@@ -84,21 +163,16 @@ HRESULT StreamSelectFacet::Enable(long index, DWORD flags) {
 
 HRESULT PropertyPagesFacet::GetPages(CAUUID* out) {
     *out = CAUUID{};
-    return Call("GetPages", [&]() -> HRESULT {
-        const std::size_t size = pages.size() * sizeof(CLSID);
+    return Call("GetPages", [&] {
         out->cElems = static_cast<ULONG>(pages.size());
-        out->pElems = static_cast<GUID*>(NewTaskMemory(size, "an array of property pages"));
-        if (size != 0) {
-            std::memcpy(out->pElems, pages.data(), size);
-        }
-        return S_OK;
+        out->pElems = static_cast<GUID*>(
+            NewTaskCopy(pages.data(), pages.size() * sizeof(CLSID), "an array of property pages"));
     });
 }
 
 FakeFilter::FakeFilter(std::string name, const PinSpecs& pins)
-    : FakeCom(std::move(name)), clsid(NextClsid()) {
+    : FakeOf(std::move(name)), clsid(NextClsid()) {
     fileSource.present = streamSelect.present = propertyPages.present = false;
-    m_pins.reserve(pins.size());
     for (const PinSpec& pin : pins) {
         AddPin(pin);
     }
@@ -117,124 +191,65 @@ FakeFilter& FakeFilter::Select(std::vector<SelectableStream> streams) {
 }
 
 FakePin& FakeFilter::AddPin(const PinSpec& pin) {
-    std::string name = pin.name;
-    if (name.empty()) {
-        std::size_t number = 1;
-        for (const auto& other : m_pins) {
-            number += other->direction == pin.direction ? 1 : 0;
-        }
-        name = (pin.direction == PINDIR_INPUT ? "In" : "Out") + std::to_string(number);
-    }
-    return *m_pins.emplace_back(std::make_unique<FakePin>(*this, pin, std::move(name)));
+    const auto number = 1 + std::count_if(m_pins.begin(), m_pins.end(), [&](const FakePin& other) {
+                            return other.direction == pin.direction;
+                        });
+    const std::string name =
+        (pin.direction == PINDIR_INPUT ? "In" : "Out") + std::to_string(number);
+    return m_pins.emplace_back(*this, pin, pin.name.empty() ? name : pin.name);
 }
 
 FakePin& FakeFilter::Pin(std::string_view name) {
-    for (const auto& pin : m_pins) {
-        if (pin->pinName == Widen(name)) {
-            return *pin;
+    for (FakePin& pin : m_pins) {
+        if (pin.pinName == Widen(name)) {
+            return pin;
         }
     }
     throw std::out_of_range(Name() + " has no pin " + std::string(name));
 }
 
-FakePin& FakeFilter::PinOf(PIN_DIRECTION direction, std::size_t index) {
-    for (const auto& pin : m_pins) {
-        if (pin->direction == direction && index-- == 0) {
-            return *pin;
+FakePin& FakeFilter::PinOf(PIN_DIRECTION wanted, std::size_t index) {
+    for (FakePin& pin : m_pins) {
+        if (pin.direction == wanted && index-- == 0) {
+            return pin;
         }
     }
     throw std::out_of_range(Name() + " has no such pin");
 }
 
-FakePin& FakeFilter::InPin(std::size_t index) {
-    return PinOf(PINDIR_INPUT, index);
-}
-
-FakePin& FakeFilter::OutPin(std::size_t index) {
-    return PinOf(PINDIR_OUTPUT, index);
-}
-
-bool FakeFilter::IsRenderer() const {
-    for (const auto& pin : m_pins) {
-        if (!pin->IsInput()) {
-            return false;
-        }
-    }
-    return !m_pins.empty();
-}
-
-std::string FakeFilter::Describe() const {
-    return FakeCom::Describe() + (m_graph != nullptr ? ", in a graph" : "");
-}
-
-IUnknown* FakeFilter::FindInterface(REFIID iid) {
-    const bool own = iid == IID_IUnknown || iid == IID_IPersist || iid == IID_IMediaFilter ||
-                     iid == IID_IBaseFilter;
-    return own ? this : FindFurther(iid);
-}
-
-HRESULT FakeFilter::EnumPins(IEnumPins** out) {
-    *out = nullptr;
-    return Call("EnumPins", [&]() -> HRESULT {
-        *out =
-            new FakeEnum<IEnumPins, IPin>(*this, ".EnumPins", [this](std::size_t index) -> IPin* {
-                if (index >= m_pins.size()) {
-                    return nullptr;
-                }
-                m_pins[index]->AddReference();
-                return m_pins[index].get();
-            });
-        return S_OK;
-    });
-}
-
 HRESULT FakeFilter::QueryFilterInfo(FILTER_INFO* info) {
     *info = FILTER_INFO{};
-    return Call("QueryFilterInfo", [&]() -> HRESULT {
+    return Call("QueryFilterInfo", [&] {
         const std::wstring& name = m_graph != nullptr ? m_graphName : Widen(Name());
         wcsncpy(info->achName, name.c_str(), std::size(info->achName) - 1);
-        info->pGraph = m_graph;
-        if (m_graph != nullptr) {
-            m_graph->AddRef();
-        }
-        return S_OK;
+        info->pGraph = m_graph != nullptr ? HandOut(m_graph) : nullptr;
     });
 }
 
 HRESULT FakeFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
-    return Call("JoinFilterGraph", std::tie(graph, name), [&]() -> HRESULT {
+    return Call("JoinFilterGraph", std::tie(graph, name), [&] {
         m_graph = graph;
         m_graphName = name != nullptr ? name : L"";
-        return S_OK;
     });
 }
 
-ComPtr<FakeFilter> MakeFilter(std::string name, const PinSpecs& pins) {
-    return Adopt(new FakeFilter(std::move(name), pins));
-}
-
 void Join(FakePin& out, FakePin& in) {
-    MediaType type;
-    if (!FakePin::Agree(out, in, type)) {
-        type = out.types.front();
-    }
-    FakePin::Join(out, in, type);
+    const MediaType type = FakePin::Agree(out, in).value_or(out.types.front());
+    out.Join(&in, type);
+    in.Join(&out, type);
 }
 
 void Join(FakeFilter& up, FakeFilter& down) {
-    MediaType type;
-    for (std::size_t o = 0; o < up.PinCount(); ++o) {
-        for (std::size_t i = 0; i < down.PinCount(); ++i) {
-            FakePin& out = up.Pin(o);
-            FakePin& in = down.Pin(i);
-            if (!out.IsInput() && in.IsInput() && !out.IsConnected() && !in.IsConnected() &&
-                FakePin::Agree(out, in, type)) {
-                FakePin::Join(out, in, type);
-                return;
-            }
-        }
+    FakePin* in = nullptr;
+    FakePin* const out = up.FreePin(PINDIR_OUTPUT, [&](FakePin& pin) {
+        in = down.FreePin(PINDIR_INPUT,
+                          [&](FakePin& to) { return FakePin::Agree(pin, to).has_value(); });
+        return in != nullptr;
+    });
+    if (out == nullptr) {
+        throw std::logic_error(up.Name() + " and " + down.Name() + " do not fit");
     }
-    throw std::logic_error(up.Name() + " and " + down.Name() + " do not fit");
+    Join(*out, *in);
 }
 
 void Chain(std::initializer_list<FakeFilter*> filters) {
@@ -244,8 +259,8 @@ void Chain(std::initializer_list<FakeFilter*> filters) {
 }
 
 void Part(FakePin& pin) {
-    Silence silence;
-    if (auto* peer = AsFake<FakePin>(pin.Peer()); peer != nullptr) {
+    const Silence silence;
+    if (auto* const peer = AsFake<FakePin>(pin.Peer()); peer != nullptr) {
         peer->Unjoin();
     }
     pin.Unjoin();

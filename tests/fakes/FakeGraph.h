@@ -5,7 +5,7 @@
 #include <dshow.h>
 
 #include <functional>
-#include <set>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -16,20 +16,20 @@ namespace fakes {
 
 /// A filter graph manager. Journal name "graph"; its other interfaces are the facets below,
 /// each with `present`, `results` and knobs of its own.
-class FakeGraph final : public FakeCom<IGraphBuilder> {
+class FakeGraph final : public FakeOf<IGraphBuilder, IFilterGraph> {
 public:
-    FakeGraph() : FakeCom("graph") {}
+    FakeGraph() : FakeOf("graph") {}
     ~FakeGraph() override;
 
-    ConfigFacet config{*this, "config", IID_IGraphConfig};
-    ControlFacet control{*this, "control", IID_IMediaControl};
-    MediaFilterFacet mediaFilter{*this, "mediaFilter", IID_IMediaFilter};
-    SeekingFacet seeking{*this, "seeking", IID_IMediaSeeking};
-    EventsFacet events{*this, "events", IID_IMediaEventEx};
-    VideoFacet video{*this, "video", IID_IBasicVideo};
-    AudioFacet audio{*this, "audio", IID_IBasicAudio};
-    WindowFacet window{*this, "window", IID_IVideoWindow};
-    StepFacet step{*this, "step", IID_IVideoFrameStep};
+    ConfigFacet config{*this, "config"};
+    ControlFacet control{*this, "control"};
+    MediaFilterFacet mediaFilter{*this, "mediaFilter"};
+    SeekingFacet seeking{*this, "seeking"};
+    EventsFacet events{*this, "events"};
+    VideoFacet video{*this, "video"};
+    AudioFacet audio{*this, "audio"};
+    WindowFacet window{*this, "window"};
+    StepFacet step{*this, "step"};
 
     /// Whether two free pins can be connected directly; by media type when empty.
     std::function<bool(FakePin& out, FakePin& in)> canConnect;
@@ -53,7 +53,7 @@ public:
     }
 
     // Questions.
-    bool Contains(IBaseFilter* filter) const;
+    bool Contains(IBaseFilter* filter) const { return m_names.contains(filter); }
     std::size_t FilterCount() const { return m_filters.size(); }
     FakeFilter* Find(std::string_view name) const;
     std::vector<std::string> FilterNames() const; ///< as EnumFilters lists them
@@ -61,47 +61,44 @@ public:
 
     HRESULT ConnectPins(FakePin& out, FakePin& in);
     HRESULT RenderPin(FakePin& out);
-    void Enter(IBaseFilter* filter, const wchar_t* name);
     void Leave(IBaseFilter* filter);
-    unsigned Version() const { return m_version; }
 
-    void Abandon() override;
-    IUnknown* FindInterface(REFIID iid) override;
-
-    HRESULT STDMETHODCALLTYPE AddFilter(IBaseFilter* filter, LPCWSTR name) override;
-    HRESULT STDMETHODCALLTYPE RemoveFilter(IBaseFilter* filter) override;
-    HRESULT STDMETHODCALLTYPE EnumFilters(IEnumFilters** out) override;
-    HRESULT STDMETHODCALLTYPE Disconnect(IPin* pin) override;
-    HRESULT STDMETHODCALLTYPE SetDefaultSyncSource() override;
-    HRESULT STDMETHODCALLTYPE Connect(IPin* out, IPin* in) override;
-    HRESULT STDMETHODCALLTYPE Render(IPin* out) override;
-    HRESULT STDMETHODCALLTYPE AddSourceFilter(LPCWSTR path, LPCWSTR name,
-                                              IBaseFilter** out) override;
+    STDMETHODIMP AddFilter(IBaseFilter* filter, LPCWSTR name) override;
+    STDMETHODIMP RemoveFilter(IBaseFilter* filter) override;
+    STDMETHODIMP EnumFilters(IEnumFilters** out) override {
+        return Enumerate<IBaseFilter>("EnumFilters", out, m_filters, m_version);
+    }
+    STDMETHODIMP Disconnect(IPin* pin) override {
+        return Call("Disconnect", std::tie(pin), [&] { return pin->Disconnect(); });
+    }
+    STDMETHODIMP SetDefaultSyncSource() override {
+        return Call("SetDefaultSyncSource", [&] { mediaFilter.hasClock = true; });
+    }
+    STDMETHODIMP Connect(IPin* out, IPin* in) override;
+    STDMETHODIMP Render(IPin* out) override;
+    STDMETHODIMP AddSourceFilter(LPCWSTR path, LPCWSTR name, IBaseFilter** out) override;
     FAKE_UNEXPECTED(FindFilterByName, LPCWSTR, IBaseFilter**)
     FAKE_UNEXPECTED(ConnectDirect, IPin*, IPin*, const AM_MEDIA_TYPE*)
     FAKE_UNEXPECTED(Reconnect, IPin*)
     FAKE_UNEXPECTED(RenderFile, LPCWSTR, LPCWSTR)
     FAKE_UNEXPECTED(SetLogFile, DWORD_PTR)
-    FAKE_UNEXPECTED(Abort)
-    FAKE_UNEXPECTED(ShouldOperationContinue)
+    FAKE_UNEXPECTED_EACH((), Abort, ShouldOperationContinue)
 
 private:
-    struct Member {
-        IBaseFilter* filter; ///< one reference
-        std::wstring name;
-    };
-
+    bool IsNamed(const std::wstring& name) const;
     bool CanJoin(FakePin& out, FakePin& in) const;
     bool JoinThrough(FakePin& out, FakeFilter& middle, FakePin& in);
 
-    std::vector<Member> m_filters; ///< the last is the first that is enumerated
-    std::set<std::wstring> m_names;
+    std::vector<IBaseFilter*> m_filters; ///< the latest first, one reference each
+    std::map<IBaseFilter*, std::wstring> m_names;
     unsigned m_version = 0;
     unsigned m_nextName = 1;
     unsigned m_nextRenderer = 1;
 };
 
 /// A graph with one reference for the caller.
-ComPtr<FakeGraph> MakeGraph();
+inline ComPtr<FakeGraph> MakeGraph() {
+    return Adopt(new FakeGraph);
+}
 
 } // namespace fakes

@@ -1,7 +1,5 @@
 #include "fakes/FakeObject.h"
 
-#include <utility>
-
 namespace fakes {
 
 namespace {
@@ -9,9 +7,6 @@ namespace {
 /// By this a fake tells that it is one; answered without a reference.
 constexpr GUID kIidFake = {
     0x6f1d9c3e, 0x52b7, 0x4e0a, {0x9b, 0x64, 0x1c, 0x3a, 0x7d, 0x25, 0xe8, 0x90}};
-
-/// Set while leaked fakes are destroyed: whatever references they hold no longer count.
-std::atomic<bool> g_demolishing{false};
 
 } // namespace
 
@@ -31,11 +26,6 @@ void Ledger::Remove(Mark serial) {
     m_alive.erase(serial);
 }
 
-Ledger::Mark Ledger::Now() {
-    const std::lock_guard lock(m_mutex);
-    return m_serial;
-}
-
 std::vector<std::string> Ledger::Alive(Mark since) {
     const std::lock_guard lock(m_mutex);
     std::vector<std::string> texts;
@@ -45,47 +35,24 @@ std::vector<std::string> Ledger::Alive(Mark since) {
     return texts;
 }
 
-bool Ledger::IsAlive(Mark serial) {
-    const std::lock_guard lock(m_mutex);
-    return m_alive.contains(serial);
-}
-
-FakeObject* Ledger::FirstAfter(Mark since) {
-    const std::lock_guard lock(m_mutex);
-    const auto entry = m_alive.upper_bound(since);
-    return entry != m_alive.end() ? entry->second : nullptr;
-}
-
 void Ledger::ExpectLeak(FakeObject& object, ULONG references) {
-    m_expected.push_back({&object, object.m_serial, references, object.Name()});
+    m_expected.insert(m_expected.end(), references, {&object, object.m_serial, object.Name()});
 }
 
 std::vector<std::string> Ledger::Settle(Mark since) {
-    Silence silence;
+    const std::lock_guard lock(m_mutex);
+    const Silence silence;
     std::vector<std::string> problems;
     for (const Expected& expected : std::exchange(m_expected, {})) {
-        ULONG released = 0;
-        while (released < expected.references && IsAlive(expected.serial) &&
-               expected.object->Refs() > 0) {
+        if (m_alive.contains(expected.serial) && expected.object->Refs() > 0) {
             expected.object->DropReference();
-            ++released;
-        }
-        if (released < expected.references) {
-            problems.push_back(expected.name + ": only " + std::to_string(released) + " of " +
-                               std::to_string(expected.references) + " expected leaks");
+        } else {
+            problems.push_back(expected.name + ": an expected leak less");
         }
     }
     const std::vector<std::string> alive = Alive(since);
     problems.insert(problems.end(), alive.begin(), alive.end());
-
-    g_demolishing = true;
-    for (auto entry = m_alive.upper_bound(since); entry != m_alive.end(); ++entry) {
-        entry->second->Abandon();
-    }
-    while (FakeObject* const leaked = FirstAfter(since)) {
-        delete leaked;
-    }
-    g_demolishing = false;
+    m_alive.erase(m_alive.upper_bound(since), m_alive.end());
     return problems;
 }
 
@@ -114,9 +81,7 @@ ULONG FakeObject::OwnRefs() const {
 std::string FakeObject::Describe() const {
     std::string text = m_name + ": " + std::to_string(OwnRefs()) + " references";
     for (const FakeObject* part : m_parts) {
-        if (part->m_refs != 0) {
-            text += ", " + part->Describe();
-        }
+        text += part->m_refs != 0 ? ", " + part->Describe() : "";
     }
     return text;
 }
@@ -135,69 +100,49 @@ IUnknown* FakeObject::FindFurther(REFIID iid) {
     return nullptr;
 }
 
-void FakeObject::Abandon() {
-    for (auto& [iid, object] : m_exposed) {
-        object.Detach();
-    }
-    for (FakeObject* part : m_parts) {
-        part->Abandon();
-    }
-}
-
 HRESULT FakeObject::Query(REFIID iid, void** out) {
     if (out == nullptr) {
         return E_POINTER;
     }
-    *out = nullptr;
-    if (iid == kIidFake) {
-        *out = this;
+    *out = iid == kIidFake ? this : nullptr;
+    if (*out != nullptr) {
         return S_OK;
     }
-    const auto act = [&]() -> HRESULT {
+    const auto act = [&] {
         IUnknown* const found = FindInterface(iid);
-        if (found == nullptr) {
-            return E_NOINTERFACE;
-        }
-        found->AddRef();
-        *out = found;
-        return S_OK;
+        *out = found != nullptr ? HandOut(found) : nullptr;
+        return found != nullptr ? S_OK : E_NOINTERFACE;
     };
-    if (iid == IID_IUnknown) {
-        return act(); // cannot fail by the rules of COM
-    }
-    return Invoke(m_name, results, kQueryCall, "QueryInterface", std::tie(iid), act);
+    // IUnknown is always there by the rules of COM.
+    return iid == IID_IUnknown
+               ? act()
+               : Invoke(m_name, results, kQueryCall, "QueryInterface", std::tie(iid), act);
 }
 
 void FakeObject::Journalise(const char* method) const {
     if ((Journal::Get().Kinds() & kRefCall) != 0) {
         Line line;
-        fakes::Describe(line, m_name, method);
+        line.Text(m_name);
+        line.Text(method);
         Journal::Get().Append(line.View());
     }
 }
 
 ULONG FakeObject::AddReference() {
-    if (g_demolishing) {
-        return 1;
-    }
     if (m_owner != nullptr) {
         m_owner->AddReference();
     }
-    Journalise("AddRef");
+    Journalise(".AddRef");
     return ++m_refs;
 }
 
 ULONG FakeObject::DropReference() {
-    if (g_demolishing) {
-        return 1;
-    }
-    Journalise("Release");
-    const ULONG left = --m_refs;
-    if (left == static_cast<ULONG>(-1)) {
-        m_refs = 0;
+    Journalise(".Release");
+    if (m_refs == 0) {
         ReportFailure(m_name + " is released more often than it is referenced");
         return 0;
     }
+    const ULONG left = --m_refs;
     if (m_owner != nullptr) {
         m_owner->DropReference();
     } else if (left == 0) {
@@ -219,14 +164,15 @@ FakeObject* AsFake(IUnknown* object) {
     return static_cast<FakeObject*>(fake);
 }
 
-void Write(Line& line, IUnknown* object) {
-    if (object == nullptr) {
-        line.Text("null");
-    } else if (const FakeObject* fake = AsFake(object); fake != nullptr) {
-        line.Text(fake->Name());
-    } else {
-        line.Text("foreign");
-    }
+std::string NameOf(IUnknown* object) {
+    Line line;
+    line.Write(object);
+    return std::string(line.View());
+}
+
+void Line::Write(IUnknown* object) {
+    const FakeObject* const fake = AsFake(object);
+    Text(fake != nullptr ? fake->Name() : object != nullptr ? "foreign" : "null");
 }
 
 } // namespace fakes

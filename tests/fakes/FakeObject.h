@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <dshow.h>
 #include <wrl/client.h>
 
 #include <atomic>
@@ -10,6 +11,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fakes/Journal.h"
@@ -25,7 +27,16 @@ template <class T> ComPtr<T> Adopt(T* object) {
     return owner;
 }
 
+/// The interface with a reference for the caller.
+template <class I> I* HandOut(I* object) {
+    object->AddRef();
+    return object;
+}
+
 class FakeObject;
+
+/// The version of a list that is never changed.
+inline constexpr unsigned kUnchanged = 0;
 
 /// An order of GUIDs, for maps.
 struct GuidLess {
@@ -43,7 +54,7 @@ public:
     static Ledger& Get();
 
     /// Objects made after a mark are the business of whoever took it.
-    Mark Now();
+    Mark Now() const { return m_serial; }
 
     /// One text for each object that is alive, with its reference counts.
     std::vector<std::string> Alive(Mark since = 0);
@@ -52,7 +63,7 @@ public:
     /// they are released then. A reference that is not there is a failure.
     void ExpectLeak(FakeObject& object, ULONG references = 1);
 
-    /// Releases the expected leaks, then lists and destroys what is still alive.
+    /// Releases the expected leaks, then lists and forgets what is still alive.
     std::vector<std::string> Settle(Mark since = 0);
 
 private:
@@ -60,27 +71,21 @@ private:
     struct Expected {
         FakeObject* object;
         Mark serial; ///< of the object whose life it shares
-        ULONG references;
         std::string name;
     };
 
     Mark Add(FakeObject& object);
     void Remove(Mark serial);
-    bool IsAlive(Mark serial);
-    FakeObject* FirstAfter(Mark since);
 
-    std::mutex m_mutex;
+    std::recursive_mutex m_mutex;
     std::map<Mark, FakeObject*> m_alive;
-    Mark m_serial = 0;
-    std::vector<Expected> m_expected;
+    std::atomic<Mark> m_serial = 0;
+    std::vector<Expected> m_expected; ///< one for each reference
 };
 
 /// The base of all fakes: a name, a reference count, the answer table.
 class FakeObject {
 public:
-    FakeObject(const FakeObject&) = delete;
-    FakeObject& operator=(const FakeObject&) = delete;
-
     const std::string& Name() const { return m_name; }
     ULONG Refs() const { return m_refs; }
     /// References other than those of its parts.
@@ -93,16 +98,13 @@ public:
     ResultTable enumResults;
 
     /// Name and reference counts, for the report of leaks.
-    virtual std::string Describe() const;
+    std::string Describe() const;
 
     /// The interface without a reference, or null.
     virtual IUnknown* FindInterface(REFIID iid) = 0;
 
     /// A further interface: `object`'s, or a bare IUnknown of the fake's own.
     void Expose(REFIID iid, IUnknown* object = nullptr) { m_exposed.emplace_back(iid, object); }
-
-    /// Forgets the references to others without releasing them: the others are destroyed too.
-    virtual void Abandon();
 
     HRESULT Query(REFIID iid, void** out);
     ULONG AddReference();
@@ -120,21 +122,19 @@ public:
 
     // Calls that only succeed, hand out a value, or keep their argument.
     template <class... Args> HRESULT Note(const char* method, const Args&... args) {
-        return Call(method, std::tie(args...), [] { return S_OK; });
+        return Call(method, std::tie(args...), [] {});
     }
     template <class Value> HRESULT Give(const char* method, Value* out, const Value& value) {
-        return Call(method, [&] {
-            *out = value;
-            return S_OK;
-        });
+        return Call(method, [&] { *out = value; });
     }
     template <class Member, class Value>
     HRESULT Keep(const char* method, Member& member, const Value& value) {
-        return Call(method, std::tie(value), [&] {
-            member = value;
-            return S_OK;
-        });
+        return Call(method, std::tie(value), [&] { member = value; });
     }
+    /// An enumerator over `list` by HandOut; see FakeEnum.
+    template <class Item, class Enum, class List>
+    HRESULT Enumerate(const char* method, Enum** out, List& list,
+                      const unsigned& version = kUnchanged);
 
 protected:
     /// Starts with one reference. A part of an owner starts with none, counts on the owner
@@ -166,62 +166,150 @@ FakeObject* AsFake(IUnknown* object);
 template <class T> T* AsFake(IUnknown* object) {
     return dynamic_cast<T*>(AsFake(object));
 }
+/// Its name, "null", or "foreign".
+std::string NameOf(IUnknown* object);
 
 /// A fake that implements interface I, and perhaps others.
 template <class I> class FakeCom : public FakeObject, public I {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        return Query(iid, out);
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return AddReference(); }
-    ULONG STDMETHODCALLTYPE Release() override { return DropReference(); }
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override { return Query(iid, out); }
+    STDMETHODIMP_(ULONG) AddRef() override { return AddReference(); }
+    STDMETHODIMP_(ULONG) Release() override { return DropReference(); }
 
 protected:
     using FakeObject::FakeObject;
 };
 
-/// A fake with this one interface.
-template <class I> class FakeOf : public FakeCom<I> {
+/// A fake with this one interface and its bases.
+template <class I, class... Bases> class FakeOf : public FakeCom<I> {
 public:
     using FakeCom<I>::FakeCom;
     IUnknown* FindInterface(REFIID iid) override {
-        return iid == IID_IUnknown || iid == __uuidof(I) ? this : nullptr;
+        const bool own =
+            iid == IID_IUnknown || iid == __uuidof(I) || (... || (iid == __uuidof(Bases)));
+        return own ? this : this->FindFurther(iid);
     }
 };
 
-// A method that no test expects to be called.
-#define FAKE_UNEXPECTED(method, ...)                                                               \
-    HRESULT STDMETHODCALLTYPE method(__VA_ARGS__) override {                                       \
+// A method that no test expects to be called, and several of the same arguments:
+//     FAKE_UNEXPECTED(SetRate, double)
+//     FAKE_UNEXPECTED_EACH((long*), get_Left, get_Top)
+#define FAKE_UNEXPECTED(method, ...) FAKE_UNEXPECTED_WITH((__VA_ARGS__), method)
+#define FAKE_UNEXPECTED_WITH(arguments, method)                                                    \
+    STDMETHODIMP method arguments override {                                                       \
         return this->Unexpected(#method);                                                          \
+    }
+#define FAKE_UNEXPECTED_EACH(arguments, ...) FAKE_EACH(FAKE_UNEXPECTED_WITH, arguments, __VA_ARGS__)
+
+// macro(context, item) for each item, some twenty at most.
+#define FAKE_EACH(...) FAKE_SCAN(FAKE_SCAN(FAKE_SCAN(FAKE_STEP(__VA_ARGS__))))
+#define FAKE_SCAN(...) FAKE_SCAN_1(FAKE_SCAN_1(FAKE_SCAN_1(FAKE_SCAN_1(__VA_ARGS__))))
+#define FAKE_SCAN_1(...) FAKE_SCAN_2(FAKE_SCAN_2(__VA_ARGS__))
+#define FAKE_SCAN_2(...) __VA_ARGS__
+#define FAKE_STEP(macro, context, item, ...)                                                       \
+    macro(context, item) __VA_OPT__(FAKE_NEXT FAKE_PARENS(macro, context, __VA_ARGS__))
+#define FAKE_NEXT() FAKE_STEP
+#define FAKE_PARENS ()
+
+// Methods that only succeed, keep their argument, or hand out a value.
+#define FAKE_NOTE(type, method)                                                                    \
+    STDMETHODIMP method(type value) override {                                                     \
+        return this->Note(#method, value);                                                         \
+    }
+#define FAKE_NOTE_EACH(type, ...) FAKE_EACH(FAKE_NOTE, type, __VA_ARGS__)
+#define FAKE_KEEP(method, type, member)                                                            \
+    STDMETHODIMP method(type value) override {                                                     \
+        return this->Keep(#method, member, value);                                                 \
+    }
+#define FAKE_GIVE(method, type, value)                                                             \
+    STDMETHODIMP method(type* out) override {                                                      \
+        return this->template Give<type>(#method, out, value);                                     \
     }
 
 /// One interface of a fake that has several, with its own answers and reference count.
-template <class I> class Facet : public FakeCom<I> {
+template <class I, const IID& id> class Facet : public FakeCom<I> {
 public:
-    Facet(FakeObject& owner, std::string name, const IID& iid)
-        : FakeCom<I>(std::move(name), &owner), m_iid(iid) {}
+    Facet(FakeObject& owner, std::string name) : FakeCom<I>(std::move(name), &owner) {}
 
     /// False: the owner does not have this interface.
     bool present = true;
 
     IUnknown* FindInterface(REFIID iid) override { return this->Owner()->FindInterface(iid); }
-    IUnknown* AsFacet(REFIID iid) override { return present && iid == m_iid ? this : nullptr; }
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+    IUnknown* AsFacet(REFIID iid) override { return present && iid == id ? this : nullptr; }
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
         return this->Owner()->Query(iid, out);
     }
-
-private:
-    const IID& m_iid;
 };
 
 /// A facet whose interface derives from IDispatch.
-template <class I> class DispatchFacet : public Facet<I> {
+template <class I, const IID& id> class DispatchFacet : public Facet<I, id> {
 public:
-    using Facet<I>::Facet;
+    using Facet<I, id>::Facet;
     FAKE_UNEXPECTED(GetTypeInfoCount, UINT*)
     FAKE_UNEXPECTED(GetTypeInfo, UINT, LCID, ITypeInfo**)
     FAKE_UNEXPECTED(GetIDsOfNames, REFIID, LPOLESTR*, UINT, LCID, DISPID*)
     FAKE_UNEXPECTED(Invoke, DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*)
 };
+
+/// An enumerator over `list`, whose items HandOut gives with a reference or in memory for the
+/// caller. After a change of `version` Next answers VFW_E_ENUM_OUT_OF_SYNC until Reset. Keeps
+/// its owner alive.
+template <class Enum, class Item, class List> class FakeEnum final : public FakeOf<Enum> {
+public:
+    FakeEnum(FakeObject& owner, const std::string& method, List& list,
+             const unsigned& version = kUnchanged)
+        : FakeOf<Enum>(owner.Name() + "." + method), m_owner(owner), m_list(list),
+          m_version(version), m_seen(version) {
+        m_owner.AddReference();
+        this->results = owner.enumResults;
+    }
+    ~FakeEnum() override { m_owner.DropReference(); }
+
+    STDMETHODIMP Next(ULONG wanted, Item** items, ULONG* fetched) override {
+        ULONG count = 0;
+        const HRESULT result = EnumCall("Next", [&]() -> HRESULT {
+            if (items == nullptr || (wanted != 1 && fetched == nullptr)) {
+                return E_POINTER;
+            }
+            if (m_version != m_seen) {
+                return VFW_E_ENUM_OUT_OF_SYNC;
+            }
+            while (count < wanted && m_next < m_list.size()) {
+                items[count++] = HandOut(m_list[m_next++]);
+            }
+            return count == wanted ? S_OK : S_FALSE;
+        });
+        if (fetched != nullptr) {
+            *fetched = count;
+        }
+        return result;
+    }
+    STDMETHODIMP Reset() override {
+        return EnumCall("Reset", [&] {
+            m_next = 0;
+            m_seen = m_version;
+        });
+    }
+    FAKE_UNEXPECTED(Skip, ULONG)
+    FAKE_UNEXPECTED(Clone, Enum**)
+
+private:
+    template <class Act> HRESULT EnumCall(const char* method, Act&& act) {
+        return fakes::Invoke(this->Name(), this->results, kEnumCall, method, std::tuple<>(), act);
+    }
+
+    FakeObject& m_owner;
+    List& m_list;
+    const unsigned& m_version;
+    unsigned m_seen;
+    std::size_t m_next = 0;
+};
+
+template <class Item, class Enum, class List>
+HRESULT FakeObject::Enumerate(const char* method, Enum** out, List& list, const unsigned& version) {
+    *out = nullptr;
+    return Call(method,
+                [&] { *out = new FakeEnum<Enum, Item, List>(*this, method, list, version); });
+}
 
 } // namespace fakes

@@ -1,7 +1,6 @@
 #include "fakes/FakeTest.h"
 
-#include <iomanip>
-#include <ostream>
+#include <algorithm>
 
 #include "fakes/TaskMemory.h"
 
@@ -20,18 +19,15 @@ void ReportLeaks(Ledger::Mark mark, const std::string& where) {
 
 } // namespace
 
-FakeTest::FakeTest() : m_mark(Ledger::Get().Now()) {
+FakeTest::FakeTest() {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    WatchTaskMemory(true);
+    WatchTaskMemory();
     journal.SetKinds(kCall);
     journal.Clear();
 }
 
 FakeTest::~FakeTest() {
     ReportLeaks(m_mark, "");
-    WatchTaskMemory(false);
-    journal.Clear();
-    journal.SetKinds(kCall);
     CoUninitialize();
 }
 
@@ -40,18 +36,12 @@ std::size_t RunFaultPlan(const std::function<void()>& scenario, const FaultOptio
     for (std::size_t n = 0; n <= calls; ++n) {
         const Ledger::Mark mark = Ledger::Get().Now();
         std::string where;
-        bool hit = false;
         {
             const FaultPlan plan(n, options.result);
             scenario();
             where = plan.Where();
-            hit = plan.Hit();
-            if (n == 0) {
-                calls = plan.Calls();
-            }
-        }
-        if (n != 0 && !hit) {
-            ADD_FAILURE() << "call " << n << " of " << calls << " was not reached";
+            calls = n == 0 ? plan.Calls() : calls;
+            EXPECT_TRUE(plan.Hit()) << "call " << n << " of " << calls << " was not reached";
         }
         if (options.check) {
             options.check(n, where);
@@ -63,28 +53,25 @@ std::size_t RunFaultPlan(const std::function<void()>& scenario, const FaultOptio
 }
 
 testing::AssertionResult JournalIs(std::initializer_list<std::string> expected) {
-    const std::vector<std::string> actual = Journal::Get().Take();
-    std::size_t same = 0;
-    while (same < expected.size() && same < actual.size() &&
-           Matches(actual[same], expected.begin()[same])) {
-        ++same;
-    }
-    if (same == expected.size() && same == actual.size()) {
+    const Lines actual = Journal::Get().Take();
+    const auto [line, pattern] =
+        std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end(), &Matches);
+    if (line == actual.end() && pattern == expected.end()) {
         return testing::AssertionSuccess();
     }
     auto failure = testing::AssertionFailure()
-                   << "the journal differs at line " << same << ", expected "
-                   << (same < expected.size() ? expected.begin()[same] : "its end")
-                   << "\nthe journal:";
-    for (std::size_t i = 0; i < actual.size(); ++i) {
-        failure << (i == same ? "\n -> " : "\n    ") << actual[i];
+                   << "the journal differs at \"->\", expected "
+                   << (pattern != expected.end() ? *pattern : "its end") << "\nthe journal:";
+    for (auto each = actual.begin(); each != actual.end(); ++each) {
+        failure << (each == line ? "\n -> " : "\n    ") << *each;
     }
     return failure;
 }
 
-void PrintTo(Result result, std::ostream* out) {
-    *out << "0x" << std::hex << std::setw(8) << std::setfill('0')
-         << static_cast<unsigned long>(result.value);
+std::string ToHex(HRESULT result) {
+    char text[16];
+    snprintf(text, sizeof text, "0x%08lx", static_cast<unsigned long>(result));
+    return text;
 }
 
 } // namespace fakes

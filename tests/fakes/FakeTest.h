@@ -7,7 +7,6 @@
 #include <functional>
 #include <initializer_list>
 #include <string>
-#include <vector>
 
 #include "fakes/FakeClass.h"
 #include "fakes/FakeFilter.h"
@@ -30,7 +29,7 @@ protected:
     Ledger& ledger = Ledger::Get();
 
 private:
-    Ledger::Mark m_mark;
+    Ledger::Mark m_mark = ledger.Now();
 };
 
 struct FaultOptions {
@@ -49,12 +48,8 @@ std::size_t RunFaultPlan(const std::function<void()>& scenario, const FaultOptio
 testing::AssertionResult JournalIs(std::initializer_list<std::string> expected);
 #define EXPECT_JOURNAL(...) EXPECT_TRUE(::fakes::JournalIs(__VA_ARGS__))
 
-/// An HRESULT that prints in hex.
-struct Result {
-    HRESULT value;
-    bool operator==(const Result&) const = default;
-};
-void PrintTo(Result result, std::ostream* out);
-#define EXPECT_HR(expected, actual) EXPECT_EQ(::fakes::Result{expected}, ::fakes::Result{actual})
+/// HRESULTs that print in hex.
+std::string ToHex(HRESULT result);
+#define EXPECT_HR(expected, actual) EXPECT_EQ(::fakes::ToHex(expected), ::fakes::ToHex(actual))
 
 } // namespace fakes

@@ -14,7 +14,7 @@
 namespace fakes {
 
 /// IGraphConfig: journal name "config".
-class ConfigFacet final : public Facet<IGraphConfig> {
+class ConfigFacet final : public Facet<IGraphConfig, IID_IGraphConfig> {
 public:
     using Facet::Facet;
 
@@ -29,19 +29,16 @@ public:
     bool IsCached(IBaseFilter* filter) const;
     /// Takes the filter out of the cache with the cache's reference; null when not cached.
     ComPtr<IBaseFilter> Withdraw(IBaseFilter* filter);
-    void Empty();
-    void Abandon() override { m_cache.clear(); }
 
-    HRESULT STDMETHODCALLTYPE AddFilterToCache(IBaseFilter* filter) override;
-    HRESULT STDMETHODCALLTYPE EnumCacheFilter(IEnumFilters** out) override;
-    HRESULT STDMETHODCALLTYPE RemoveFilterFromCache(IBaseFilter* filter) override;
+    STDMETHODIMP AddFilterToCache(IBaseFilter* filter) override;
+    STDMETHODIMP EnumCacheFilter(IEnumFilters** out) override;
+    STDMETHODIMP RemoveFilterFromCache(IBaseFilter* filter) override;
     FAKE_UNEXPECTED(Reconnect, IPin*, IPin*, const AM_MEDIA_TYPE*, IBaseFilter*, HANDLE, DWORD)
     FAKE_UNEXPECTED(Reconfigure, IGraphConfigCallback*, void*, DWORD, HANDLE)
     FAKE_UNEXPECTED(GetStartTime, REFERENCE_TIME*)
     FAKE_UNEXPECTED(PushThroughData, IPin*, IPinConnection*, HANDLE)
-    FAKE_UNEXPECTED(SetFilterFlags, IBaseFilter*, DWORD)
+    FAKE_UNEXPECTED_EACH((IBaseFilter*, DWORD), SetFilterFlags, RemoveFilterEx)
     FAKE_UNEXPECTED(GetFilterFlags, IBaseFilter*, DWORD*)
-    FAKE_UNEXPECTED(RemoveFilterEx, IBaseFilter*, DWORD)
 
 private:
     std::vector<IBaseFilter*> m_cache; ///< one reference each
@@ -49,49 +46,44 @@ private:
 };
 
 /// IMediaControl: journal name "control". GetState gives `state`.
-class ControlFacet final : public DispatchFacet<IMediaControl> {
+class ControlFacet final : public DispatchFacet<IMediaControl, IID_IMediaControl> {
 public:
     using DispatchFacet::DispatchFacet;
     std::atomic<long> state{State_Stopped};
 
-    HRESULT STDMETHODCALLTYPE Run() override { return Become("Run", State_Running); }
-    HRESULT STDMETHODCALLTYPE Pause() override { return Become("Pause", State_Paused); }
-    HRESULT STDMETHODCALLTYPE Stop() override { return Become("Stop", State_Stopped); }
-    HRESULT STDMETHODCALLTYPE StopWhenReady() override {
-        return Become("StopWhenReady", State_Stopped);
+    STDMETHODIMP Run() override { return Become("Run", State_Running); }
+    STDMETHODIMP Pause() override { return Become("Pause", State_Paused); }
+    STDMETHODIMP Stop() override { return Become("Stop", State_Stopped); }
+    STDMETHODIMP StopWhenReady() override { return Become("StopWhenReady", State_Stopped); }
+    STDMETHODIMP GetState(long timeout, OAFilterState* out) override {
+        return Call("GetState", std::tie(timeout), [&] { *out = state; });
     }
-    HRESULT STDMETHODCALLTYPE GetState(long timeout, OAFilterState* out) override;
     FAKE_UNEXPECTED(RenderFile, BSTR)
     FAKE_UNEXPECTED(AddSourceFilter, BSTR, IDispatch**)
-    FAKE_UNEXPECTED(get_FilterCollection, IDispatch**)
-    FAKE_UNEXPECTED(get_RegFilterCollection, IDispatch**)
+    FAKE_UNEXPECTED_EACH((IDispatch**), get_FilterCollection, get_RegFilterCollection)
 
 private:
     HRESULT Become(const char* method, long next) {
-        return Call(method, [&] {
-            state = next;
-            return S_OK;
-        });
+        return Call(method, [&] { state = next; });
     }
 };
 
 /// IMediaFilter: journal name "mediaFilter".
-class MediaFilterFacet final : public Facet<IMediaFilter> {
+class MediaFilterFacet final : public Facet<IMediaFilter, IID_IMediaFilter> {
 public:
     using Facet::Facet;
     bool hasClock = true; ///< false after SetSyncSource(null)
 
-    HRESULT STDMETHODCALLTYPE SetSyncSource(IReferenceClock* clock) override;
+    FAKE_KEEP(SetSyncSource, IReferenceClock*, hasClock)
     FAKE_UNEXPECTED(GetClassID, CLSID*)
-    FAKE_UNEXPECTED(Stop)
-    FAKE_UNEXPECTED(Pause)
+    FAKE_UNEXPECTED_EACH((), Stop, Pause)
     FAKE_UNEXPECTED(Run, REFERENCE_TIME)
     FAKE_UNEXPECTED(GetState, DWORD, FILTER_STATE*)
     FAKE_UNEXPECTED(GetSyncSource, IReferenceClock**)
 };
 
 /// IMediaSeeking: journal name "seeking". SetTimeFormat takes the keys of `durations`.
-class SeekingFacet final : public Facet<IMediaSeeking> {
+class SeekingFacet final : public Facet<IMediaSeeking, IID_IMediaSeeking> {
 public:
     using Facet::Facet;
 
@@ -105,38 +97,36 @@ public:
     /// 10 s in media time, 250 frames.
     void SupportFrames() { durations[TIME_FORMAT_FRAME] = 250; }
     /// Works in `only` and accepts no other format.
-    void OnlyFormat(const GUID& only, LONGLONG duration);
+    void OnlyFormat(const GUID& only, LONGLONG duration) {
+        durations = {{only, duration}};
+        format = only;
+    }
 
-    HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD* out) override {
-        return Give("GetCapabilities", out, capabilities);
+    FAKE_GIVE(GetCapabilities, DWORD, capabilities)
+    FAKE_GIVE(GetTimeFormat, GUID, format)
+    FAKE_GIVE(GetCurrentPosition, LONGLONG, current)
+    STDMETHODIMP IsUsingTimeFormat(const GUID* asked) override {
+        return Call("IsUsingTimeFormat", std::tie(*asked),
+                    [&] { return *asked == format ? S_OK : S_FALSE; });
     }
-    HRESULT STDMETHODCALLTYPE GetTimeFormat(GUID* out) override {
-        return Give("GetTimeFormat", out, format);
-    }
-    HRESULT STDMETHODCALLTYPE IsUsingTimeFormat(const GUID* asked) override;
-    HRESULT STDMETHODCALLTYPE SetTimeFormat(const GUID* wanted) override;
-    HRESULT STDMETHODCALLTYPE GetDuration(LONGLONG* out) override;
-    HRESULT STDMETHODCALLTYPE GetCurrentPosition(LONGLONG* out) override {
-        return Give("GetCurrentPosition", out, current);
-    }
+    STDMETHODIMP SetTimeFormat(const GUID* wanted) override;
+    STDMETHODIMP GetDuration(LONGLONG* out) override;
     /// Journalled as SetPositions(current, flags, stop, flags), "null" for a null pointer.
-    HRESULT STDMETHODCALLTYPE SetPositions(LONGLONG* newCurrent, DWORD currentFlags,
-                                           LONGLONG* newStop, DWORD stopFlags) override;
+    STDMETHODIMP SetPositions(LONGLONG* newCurrent, DWORD currentFlags, LONGLONG* newStop,
+                              DWORD stopFlags) override;
     FAKE_UNEXPECTED(CheckCapabilities, DWORD*)
     FAKE_UNEXPECTED(IsFormatSupported, const GUID*)
     FAKE_UNEXPECTED(QueryPreferredFormat, GUID*)
-    FAKE_UNEXPECTED(GetStopPosition, LONGLONG*)
+    FAKE_UNEXPECTED_EACH((LONGLONG*), GetStopPosition, GetPreroll)
     FAKE_UNEXPECTED(ConvertTimeFormat, LONGLONG*, const GUID*, LONGLONG, const GUID*)
-    FAKE_UNEXPECTED(GetPositions, LONGLONG*, LONGLONG*)
-    FAKE_UNEXPECTED(GetAvailable, LONGLONG*, LONGLONG*)
+    FAKE_UNEXPECTED_EACH((LONGLONG*, LONGLONG*), GetPositions, GetAvailable)
     FAKE_UNEXPECTED(SetRate, double)
     FAKE_UNEXPECTED(GetRate, double*)
-    FAKE_UNEXPECTED(GetPreroll, LONGLONG*)
 };
 
 /// IMediaEventEx: journal name "events". The queue takes no lock on the reading side: the
 /// reader may be suspended or terminated anywhere.
-class EventsFacet final : public DispatchFacet<IMediaEventEx> {
+class EventsFacet final : public DispatchFacet<IMediaEventEx, IID_IMediaEventEx> {
 public:
     using DispatchFacet::DispatchFacet;
     ~EventsFacet() override { CloseHandle(m_handle); }
@@ -146,39 +136,34 @@ public:
     /// Events given out whose parameters have not come back.
     long Unfreed() const { return m_unfreed; }
 
-    HRESULT STDMETHODCALLTYPE GetEventHandle(OAEVENT* out) override {
-        return Give("GetEventHandle", out, reinterpret_cast<OAEVENT>(m_handle));
+    FAKE_GIVE(GetEventHandle, OAEVENT, reinterpret_cast<OAEVENT>(m_handle))
+    STDMETHODIMP GetEvent(long* code, LONG_PTR* param1, LONG_PTR* param2, long timeout) override;
+    STDMETHODIMP FreeEventParams(long code, LONG_PTR param1, LONG_PTR param2) override {
+        return Call("FreeEventParams", std::tie(code, param1, param2), [&] { --m_unfreed; });
     }
-    HRESULT STDMETHODCALLTYPE GetEvent(long* code, LONG_PTR* param1, LONG_PTR* param2,
-                                       long timeout) override;
-    HRESULT STDMETHODCALLTYPE FreeEventParams(long code, LONG_PTR param1, LONG_PTR param2) override;
-    HRESULT STDMETHODCALLTYPE SetNotifyWindow(OAHWND target, long message, LONG_PTR data) override {
+    STDMETHODIMP SetNotifyWindow(OAHWND target, long message, LONG_PTR data) override {
         return Note("SetNotifyWindow", target, message, data);
     }
     FAKE_UNEXPECTED(WaitForCompletion, long, long*)
-    FAKE_UNEXPECTED(CancelDefaultHandling, long)
-    FAKE_UNEXPECTED(RestoreDefaultHandling, long)
-    FAKE_UNEXPECTED(SetNotifyFlags, long)
+    FAKE_UNEXPECTED_EACH((long), CancelDefaultHandling, RestoreDefaultHandling, SetNotifyFlags)
     FAKE_UNEXPECTED(GetNotifyFlags, long*)
 
 private:
     struct Event {
         long code;
-        LONG_PTR param1;
-        LONG_PTR param2;
+        LONG_PTR param1, param2;
     };
-    static constexpr std::size_t kCapacity = 1024;
 
     HANDLE m_handle = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     std::mutex m_pushing;
-    std::vector<Event> m_events{kCapacity};
+    std::vector<Event> m_events{1024}; ///< a ring
     std::atomic<std::size_t> m_pushed{0};
     std::atomic<std::size_t> m_popped{0};
     std::atomic<long> m_unfreed{0};
 };
 
 /// IBasicVideo: journal name "video".
-class VideoFacet final : public DispatchFacet<IBasicVideo> {
+class VideoFacet final : public DispatchFacet<IBasicVideo, IID_IBasicVideo> {
 public:
     using DispatchFacet::DispatchFacet;
     struct Rect {
@@ -190,158 +175,83 @@ public:
     double frameSeconds = 0.04; ///< get_AvgTimePerFrame
     std::vector<BYTE> image;    ///< GetCurrentImage
 
-    HRESULT STDMETHODCALLTYPE get_AvgTimePerFrame(REFTIME* out) override {
-        return Give("get_AvgTimePerFrame", out, frameSeconds);
-    }
-    HRESULT STDMETHODCALLTYPE get_SourceWidth(long* out) override {
-        return Give("get_SourceWidth", out, source.width);
-    }
-    HRESULT STDMETHODCALLTYPE get_SourceHeight(long* out) override {
-        return Give("get_SourceHeight", out, source.height);
-    }
-    HRESULT STDMETHODCALLTYPE put_SourceLeft(long value) override {
-        return Keep("put_SourceLeft", source.left, value);
-    }
-    HRESULT STDMETHODCALLTYPE put_SourceTop(long value) override {
-        return Keep("put_SourceTop", source.top, value);
-    }
-    HRESULT STDMETHODCALLTYPE put_SourceWidth(long value) override {
-        return Keep("put_SourceWidth", source.width, value);
-    }
-    HRESULT STDMETHODCALLTYPE put_SourceHeight(long value) override {
-        return Keep("put_SourceHeight", source.height, value);
-    }
-    HRESULT STDMETHODCALLTYPE put_DestinationLeft(long value) override {
-        return Keep("put_DestinationLeft", destination.left, value);
-    }
-    HRESULT STDMETHODCALLTYPE put_DestinationTop(long value) override {
-        return Keep("put_DestinationTop", destination.top, value);
-    }
-    HRESULT STDMETHODCALLTYPE put_DestinationWidth(long value) override {
-        return Keep("put_DestinationWidth", destination.width, value);
-    }
-    HRESULT STDMETHODCALLTYPE put_DestinationHeight(long value) override {
-        return Keep("put_DestinationHeight", destination.height, value);
-    }
-    HRESULT STDMETHODCALLTYPE SetSourcePosition(long left, long top, long width,
-                                                long height) override {
-        return Place("SetSourcePosition", source, {left, top, width, height});
-    }
-    HRESULT STDMETHODCALLTYPE SetDestinationPosition(long left, long top, long width,
-                                                     long height) override {
-        return Place("SetDestinationPosition", destination, {left, top, width, height});
-    }
-    /// Journalled as GetCurrentImage(size asked for or -1, whether a buffer was given).
-    HRESULT STDMETHODCALLTYPE GetCurrentImage(long* size, long* dib) override;
-    FAKE_UNEXPECTED(get_BitRate, long*)
-    FAKE_UNEXPECTED(get_BitErrorRate, long*)
-    FAKE_UNEXPECTED(get_VideoWidth, long*)
-    FAKE_UNEXPECTED(get_VideoHeight, long*)
-    FAKE_UNEXPECTED(get_SourceLeft, long*)
-    FAKE_UNEXPECTED(get_SourceTop, long*)
-    FAKE_UNEXPECTED(get_DestinationLeft, long*)
-    FAKE_UNEXPECTED(get_DestinationWidth, long*)
-    FAKE_UNEXPECTED(get_DestinationTop, long*)
-    FAKE_UNEXPECTED(get_DestinationHeight, long*)
-    FAKE_UNEXPECTED(GetSourcePosition, long*, long*, long*, long*)
-    FAKE_UNEXPECTED(SetDefaultSourcePosition)
-    FAKE_UNEXPECTED(GetDestinationPosition, long*, long*, long*, long*)
-    FAKE_UNEXPECTED(SetDefaultDestinationPosition)
-    FAKE_UNEXPECTED(GetVideoSize, long*, long*)
-    FAKE_UNEXPECTED(GetVideoPaletteEntries, long, long, long*, long*)
-    FAKE_UNEXPECTED(IsUsingDefaultSource)
-    FAKE_UNEXPECTED(IsUsingDefaultDestination)
-
-private:
-    HRESULT Place(const char* method, Rect& rect, const Rect& value) {
-        return Call(method, std::tie(value.left, value.top, value.width, value.height), [&] {
-            rect = value;
-            return S_OK;
+    FAKE_GIVE(get_AvgTimePerFrame, REFTIME, frameSeconds)
+    FAKE_GIVE(get_SourceWidth, long, source.width)
+    FAKE_GIVE(get_SourceHeight, long, source.height)
+    FAKE_KEEP(put_SourceLeft, long, source.left)
+    FAKE_KEEP(put_SourceTop, long, source.top)
+    FAKE_KEEP(put_SourceWidth, long, source.width)
+    FAKE_KEEP(put_SourceHeight, long, source.height)
+    FAKE_KEEP(put_DestinationLeft, long, destination.left)
+    FAKE_KEEP(put_DestinationTop, long, destination.top)
+    FAKE_KEEP(put_DestinationWidth, long, destination.width)
+    FAKE_KEEP(put_DestinationHeight, long, destination.height)
+    STDMETHODIMP SetSourcePosition(long left, long top, long width, long height) override {
+        return Call("SetSourcePosition", std::tie(left, top, width, height), [&] {
+            source = {left, top, width, height};
         });
     }
+    STDMETHODIMP SetDestinationPosition(long left, long top, long width, long height) override {
+        return Call("SetDestinationPosition", std::tie(left, top, width, height), [&] {
+            destination = {left, top, width, height};
+        });
+    }
+    /// Journalled as GetCurrentImage(size asked for or -1, whether a buffer was given).
+    STDMETHODIMP GetCurrentImage(long* size, long* dib) override;
+    FAKE_UNEXPECTED_EACH((long*), get_BitRate, get_BitErrorRate, get_VideoWidth, get_VideoHeight,
+                         get_SourceLeft, get_SourceTop, get_DestinationLeft, get_DestinationWidth,
+                         get_DestinationTop, get_DestinationHeight)
+    FAKE_UNEXPECTED_EACH((long*, long*, long*, long*), GetSourcePosition, GetDestinationPosition)
+    FAKE_UNEXPECTED_EACH((), SetDefaultSourcePosition, SetDefaultDestinationPosition,
+                         IsUsingDefaultSource, IsUsingDefaultDestination)
+    FAKE_UNEXPECTED(GetVideoSize, long*, long*)
+    FAKE_UNEXPECTED(GetVideoPaletteEntries, long, long, long*, long*)
 };
 
 /// IBasicAudio: journal name "audio".
-class AudioFacet final : public DispatchFacet<IBasicAudio> {
+class AudioFacet final : public DispatchFacet<IBasicAudio, IID_IBasicAudio> {
 public:
     using DispatchFacet::DispatchFacet;
     long volume = 0;
 
-    HRESULT STDMETHODCALLTYPE put_Volume(long value) override {
-        return Keep("put_Volume", volume, value);
-    }
-    HRESULT STDMETHODCALLTYPE get_Volume(long* out) override {
-        return Give("get_Volume", out, volume);
-    }
+    FAKE_KEEP(put_Volume, long, volume)
+    FAKE_GIVE(get_Volume, long, volume)
     FAKE_UNEXPECTED(put_Balance, long)
     FAKE_UNEXPECTED(get_Balance, long*)
 };
 
 /// IVideoWindow: journal name "window".
-class WindowFacet final : public DispatchFacet<IVideoWindow> {
+class WindowFacet final : public DispatchFacet<IVideoWindow, IID_IVideoWindow> {
 public:
     using DispatchFacet::DispatchFacet;
 
-    HRESULT STDMETHODCALLTYPE put_WindowStyle(long value) override {
-        return Note("put_WindowStyle", value);
-    }
-    HRESULT STDMETHODCALLTYPE put_Visible(long value) override {
-        return Note("put_Visible", value);
-    }
-    HRESULT STDMETHODCALLTYPE put_Owner(OAHWND value) override { return Note("put_Owner", value); }
-    HRESULT STDMETHODCALLTYPE put_MessageDrain(OAHWND value) override {
-        return Note("put_MessageDrain", value);
-    }
-    HRESULT STDMETHODCALLTYPE SetWindowForeground(long focus) override {
-        return Note("SetWindowForeground", focus);
-    }
-    HRESULT STDMETHODCALLTYPE SetWindowPosition(long left, long top, long width,
-                                                long height) override {
+    FAKE_NOTE_EACH(long, put_WindowStyle, put_Visible, SetWindowForeground)
+    FAKE_NOTE_EACH(OAHWND, put_Owner, put_MessageDrain)
+    STDMETHODIMP SetWindowPosition(long left, long top, long width, long height) override {
         return Note("SetWindowPosition", left, top, width, height);
     }
     FAKE_UNEXPECTED(put_Caption, BSTR)
     FAKE_UNEXPECTED(get_Caption, BSTR*)
-    FAKE_UNEXPECTED(get_WindowStyle, long*)
-    FAKE_UNEXPECTED(put_WindowStyleEx, long)
-    FAKE_UNEXPECTED(get_WindowStyleEx, long*)
-    FAKE_UNEXPECTED(put_AutoShow, long)
-    FAKE_UNEXPECTED(get_AutoShow, long*)
-    FAKE_UNEXPECTED(put_WindowState, long)
-    FAKE_UNEXPECTED(get_WindowState, long*)
-    FAKE_UNEXPECTED(put_BackgroundPalette, long)
-    FAKE_UNEXPECTED(get_BackgroundPalette, long*)
-    FAKE_UNEXPECTED(get_Visible, long*)
-    FAKE_UNEXPECTED(put_Left, long)
-    FAKE_UNEXPECTED(get_Left, long*)
-    FAKE_UNEXPECTED(put_Width, long)
-    FAKE_UNEXPECTED(get_Width, long*)
-    FAKE_UNEXPECTED(put_Top, long)
-    FAKE_UNEXPECTED(get_Top, long*)
-    FAKE_UNEXPECTED(put_Height, long)
-    FAKE_UNEXPECTED(get_Height, long*)
-    FAKE_UNEXPECTED(get_Owner, OAHWND*)
-    FAKE_UNEXPECTED(get_MessageDrain, OAHWND*)
-    FAKE_UNEXPECTED(get_BorderColor, long*)
-    FAKE_UNEXPECTED(put_BorderColor, long)
-    FAKE_UNEXPECTED(get_FullScreenMode, long*)
-    FAKE_UNEXPECTED(put_FullScreenMode, long)
+    FAKE_UNEXPECTED_EACH((long), put_WindowStyleEx, put_AutoShow, put_WindowState,
+                         put_BackgroundPalette, put_Left, put_Width, put_Top, put_Height,
+                         put_BorderColor, put_FullScreenMode, HideCursor)
+    FAKE_UNEXPECTED_EACH((long*), get_WindowStyle, get_WindowStyleEx, get_AutoShow, get_WindowState,
+                         get_BackgroundPalette, get_Visible, get_Left, get_Width, get_Top,
+                         get_Height, get_BorderColor, get_FullScreenMode, IsCursorHidden)
+    FAKE_UNEXPECTED_EACH((OAHWND*), get_Owner, get_MessageDrain)
     FAKE_UNEXPECTED(NotifyOwnerMessage, OAHWND, long, LONG_PTR, LONG_PTR)
-    FAKE_UNEXPECTED(GetWindowPosition, long*, long*, long*, long*)
-    FAKE_UNEXPECTED(GetMinIdealImageSize, long*, long*)
-    FAKE_UNEXPECTED(GetMaxIdealImageSize, long*, long*)
-    FAKE_UNEXPECTED(GetRestorePosition, long*, long*, long*, long*)
-    FAKE_UNEXPECTED(HideCursor, long)
-    FAKE_UNEXPECTED(IsCursorHidden, long*)
+    FAKE_UNEXPECTED_EACH((long*, long*, long*, long*), GetWindowPosition, GetRestorePosition)
+    FAKE_UNEXPECTED_EACH((long*, long*), GetMinIdealImageSize, GetMaxIdealImageSize)
 };
 
 /// IVideoFrameStep: journal name "step".
-class StepFacet final : public Facet<IVideoFrameStep> {
+class StepFacet final : public Facet<IVideoFrameStep, IID_IVideoFrameStep> {
 public:
     using Facet::Facet;
-    HRESULT STDMETHODCALLTYPE Step(DWORD frames, IUnknown* object) override {
+    STDMETHODIMP Step(DWORD frames, IUnknown* object) override {
         return Note("Step", frames, object);
     }
-    HRESULT STDMETHODCALLTYPE CanStep(long multiple, IUnknown* object) override {
+    STDMETHODIMP CanStep(long multiple, IUnknown* object) override {
         return Note("CanStep", multiple, object);
     }
     FAKE_UNEXPECTED(CancelStep)

@@ -11,27 +11,33 @@ namespace fakes {
 namespace {
 
 /// The nesting depth of each thread, in a system slot: thread_local may allocate.
-DWORD DepthSlot() {
-    static const DWORD slot = TlsAlloc();
-    return slot;
-}
+const DWORD g_depthSlot = TlsAlloc();
 
 } // namespace
 
 bool Matches(std::string_view text, std::string_view pattern) {
-    const std::size_t star = pattern.find('*');
-    if (star == std::string_view::npos) {
-        return text == pattern;
+    if (pattern.empty() || pattern[0] != '*') {
+        return text.empty() || pattern.empty()
+                   ? text == pattern
+                   : text[0] == pattern[0] && Matches(text.substr(1), pattern.substr(1));
     }
-    if (!text.starts_with(pattern.substr(0, star))) {
-        return false;
-    }
-    for (std::size_t rest = star; rest <= text.size(); ++rest) {
-        if (Matches(text.substr(rest), pattern.substr(star + 1))) {
-            return true;
-        }
-    }
-    return false;
+    return Matches(text, pattern.substr(1)) || (!text.empty() && Matches(text.substr(1), pattern));
+}
+
+std::wstring Widen(std::string_view text) {
+    std::wstring wide(text.size(), L'\0');
+    const int size = static_cast<int>(text.size());
+    wide.resize(static_cast<std::size_t>(
+        MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), size)));
+    return wide;
+}
+
+std::string Narrow(std::wstring_view text) {
+    std::string narrow(text.size() * 3, '\0');
+    narrow.resize(static_cast<std::size_t>(
+        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow.data(),
+                            static_cast<int>(narrow.size()), nullptr, nullptr)));
+    return narrow;
 }
 
 void Line::Text(std::string_view text) {
@@ -45,24 +51,16 @@ void Line::Number(long long number) {
     Text({digits, std::to_chars(digits, std::end(digits), number).ptr});
 }
 
-void Write(Line& line, std::string_view text) {
-    line.Text(text);
-}
-
-void Write(Line& line, const wchar_t* text) {
-    if (text == nullptr) {
-        line.Text("null");
-        return;
-    }
+void Line::Write(const wchar_t* text) {
     char bytes[160];
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text,
-                                         static_cast<int>(std::min<std::size_t>(wcslen(text), 50)),
-                                         bytes, sizeof bytes, nullptr, nullptr);
-    line.Text({bytes, static_cast<std::size_t>(std::max(size, 0))});
+    const int length = text != nullptr ? static_cast<int>(wcsnlen(text, 50)) : 0;
+    const int size =
+        WideCharToMultiByte(CP_UTF8, 0, text, length, bytes, sizeof bytes, nullptr, nullptr);
+    Text(text != nullptr ? std::string_view(bytes, static_cast<std::size_t>(size)) : "null");
 }
 
-Journal::Journal() : m_slots(kCapacity) {
-    DepthSlot();
+void Line::Write(const LONGLONG* number) {
+    number != nullptr ? Number(*number) : Text("null");
 }
 
 Journal& Journal::Get() {
@@ -74,33 +72,29 @@ void Journal::Append(std::string_view line) {
     if (const auto listener = m_listener.load(); listener != nullptr) {
         listener(line);
     }
-    const std::size_t index = m_size.fetch_add(1, std::memory_order_relaxed);
-    if (index >= m_slots.size()) {
-        return; // Lines() reports the overflow
+    // Lines() reports when it is full.
+    if (const std::size_t index = m_size++; index < m_slots.size()) {
+        m_slots[index].line = {};
+        m_slots[index].line.Text(line);
+        m_slots[index].ready = true;
     }
-    Slot& slot = m_slots[index];
-    slot.size = static_cast<unsigned char>(std::min(line.size(), sizeof slot.text));
-    std::memcpy(slot.text, line.data(), slot.size);
-    slot.ready.store(true, std::memory_order_release);
 }
 
 void Journal::Clear() {
-    const std::size_t size = std::min(m_size.load(), m_slots.size());
-    for (std::size_t i = 0; i < size; ++i) {
-        m_slots[i].ready.store(false, std::memory_order_relaxed);
+    for (Slot& slot : m_slots) {
+        slot.ready = false;
     }
     m_size = 0;
 }
 
 std::vector<std::string> Journal::Lines() const {
-    const std::size_t size = m_size.load();
     std::vector<std::string> lines;
-    for (std::size_t i = 0; i < std::min(size, m_slots.size()); ++i) {
-        if (m_slots[i].ready.load(std::memory_order_acquire)) {
-            lines.emplace_back(m_slots[i].text, m_slots[i].size);
+    for (std::size_t i = 0; i < std::min(m_size.load(), m_slots.size()); ++i) {
+        if (m_slots[i].ready) {
+            lines.emplace_back(m_slots[i].line.View());
         }
     }
-    if (size > m_slots.size()) {
+    if (m_size > m_slots.size()) {
         ReportFailure("the journal is full: switch it off or clear it");
     }
     return lines;
@@ -118,44 +112,43 @@ std::vector<std::string> Journal::Matching(std::string_view pattern) const {
     return lines;
 }
 
-std::size_t Journal::Count(std::string_view pattern) const {
-    return Matching(pattern).size();
-}
-
 bool Journal::InOrder(std::initializer_list<std::string_view> patterns) const {
     auto pattern = patterns.begin();
     for (const std::string& line : Lines()) {
-        if (pattern != patterns.end() && Matches(line, *pattern)) {
-            ++pattern;
-        }
+        pattern += pattern != patterns.end() && Matches(line, *pattern) ? 1 : 0;
     }
     return pattern == patterns.end();
 }
 
-ResultTable::Entry& ResultTable::Entry::Set(std::vector<Answer> answers, bool always) {
-    m_answers = std::move(answers);
-    m_next = 0;
-    m_always = always;
-    return *this;
+void ResultTable::Entry::operator=(Answer answer) {
+    answers = {answer};
+    always = true;
 }
 
-bool ResultTable::Take(std::string_view method, Answer& answer) {
+void ResultTable::Entry::operator=(std::initializer_list<HRESULT> results) {
+    answers.assign(results.begin(), results.end());
+    always = false;
+}
+
+std::optional<Answer> ResultTable::Take(std::string_view method) {
     const auto found = m_entries.find(method);
-    if (found == m_entries.end() || found->second.m_next >= found->second.m_answers.size()) {
-        return false;
+    if (found == m_entries.end() || found->second.answers.empty()) {
+        return std::nullopt;
     }
-    Entry& entry = found->second;
-    answer = entry.m_answers[entry.m_next];
-    entry.m_next += entry.m_always ? 0 : 1;
-    return true;
+    auto& [answers, always] = found->second;
+    const Answer answer = answers.front();
+    if (!always) {
+        answers.erase(answers.begin());
+    }
+    return answer;
 }
 
-Silence::Silence() : m_depth(reinterpret_cast<std::size_t>(TlsGetValue(DepthSlot()))) {
-    TlsSetValue(DepthSlot(), reinterpret_cast<void*>(m_depth + 1));
+Silence::Silence() : m_depth(reinterpret_cast<std::size_t>(TlsGetValue(g_depthSlot))) {
+    TlsSetValue(g_depthSlot, reinterpret_cast<void*>(m_depth + 1));
 }
 
 Silence::~Silence() {
-    TlsSetValue(DepthSlot(), reinterpret_cast<void*>(m_depth));
+    TlsSetValue(g_depthSlot, reinterpret_cast<void*>(m_depth));
 }
 
 std::atomic<FaultPlan*> FaultPlan::s_current{nullptr};
@@ -168,13 +161,20 @@ FaultPlan::~FaultPlan() {
     s_current = nullptr;
 }
 
-bool FaultPlan::Strikes(const Line& line) {
+HRESULT FaultPlan::Strike(const Line& line) {
     if (++m_calls != m_n) {
-        return false;
+        return S_OK;
     }
     m_where = line;
-    m_hit = true;
-    return true;
+    return m_result;
+}
+
+HRESULT Announce(CallKind kind, const Line& line) {
+    if ((Journal::Get().Kinds() & kind) != 0) {
+        Journal::Get().Append(line.View());
+    }
+    FaultPlan* const plan = FaultPlan::Current();
+    return plan != nullptr ? plan->Strike(line) : S_OK;
 }
 
 void ReportFailure(const std::string& text) {

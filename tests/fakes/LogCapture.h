@@ -1,6 +1,5 @@
 #pragma once
 
-#include <initializer_list>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -23,8 +22,6 @@ public:
 
     LogCapture();
     ~LogCapture();
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
 
     std::vector<Record> Records() const;
     std::vector<std::string> Lines() const;
@@ -37,7 +34,7 @@ public:
 
 private:
     unsigned m_sink;
-    mutable std::mutex m_mutex;
+    mutable std::recursive_mutex m_mutex;
     std::vector<Record> m_records;
 };
 

@@ -17,16 +17,16 @@ public:
     Token() : FakeOf("a media type that was not freed") {}
 };
 
-template <class Header> MediaType FromHeader(MediaType type, const Header& header) {
-    const auto* bytes = reinterpret_cast<const BYTE*>(&header);
+template <class Header> MediaType WithFormat(MediaType type, const GUID& kind, Header header) {
+    const auto* const bytes = reinterpret_cast<const BYTE*>(&header);
+    type.formatType = kind;
     type.format.assign(bytes, bytes + sizeof header);
     return type;
 }
 
 template <class Header> Header PictureHeader(long width, long height, long long frameTime) {
     Header header{};
-    header.rcTarget = {0, 0, width, height};
-    header.rcSource = header.rcTarget;
+    header.rcTarget = header.rcSource = {0, 0, width, height};
     header.AvgTimePerFrame = frameTime;
     header.bmiHeader.biSize = sizeof header.bmiHeader;
     header.bmiHeader.biWidth = width;
@@ -38,11 +38,6 @@ bool GuidFits(const GUID& a, const GUID& b) {
     return a == b || a == GUID_NULL || b == GUID_NULL;
 }
 
-struct Name {
-    const GUID& guid;
-    const char* text;
-};
-
 } // namespace
 
 bool MediaType::Fits(const MediaType& other) const {
@@ -51,21 +46,18 @@ bool MediaType::Fits(const MediaType& other) const {
 
 void MediaType::CopyTo(AM_MEDIA_TYPE* out) const {
     *out = View();
-    out->pbFormat = nullptr;
     if (!format.empty()) {
         out->pbFormat = static_cast<BYTE*>(NewTaskMemory(format.size(), "a format block"));
         std::memcpy(out->pbFormat, format.data(), format.size());
     }
-    if (IsTaskMemoryWatched()) {
-        out->pUnk = new Token;
-    }
+    out->pUnk = IsTaskMemoryWatched() ? new Token : nullptr;
 }
 
-AM_MEDIA_TYPE* MediaType::NewCopy() const {
-    auto* type = static_cast<AM_MEDIA_TYPE*>(
+AM_MEDIA_TYPE* HandOut(const MediaType& type) {
+    auto* const copy = static_cast<AM_MEDIA_TYPE*>(
         NewTaskMemory(sizeof(AM_MEDIA_TYPE), "an AM_MEDIA_TYPE structure"));
-    CopyTo(type);
-    return type;
+    type.CopyTo(copy);
+    return copy;
 }
 
 AM_MEDIA_TYPE MediaType::View() const {
@@ -79,81 +71,47 @@ AM_MEDIA_TYPE MediaType::View() const {
 }
 
 MediaType MediaType::From(const AM_MEDIA_TYPE& type) {
-    MediaType value{type.majortype, type.subtype, type.formattype, {}};
-    if (type.pbFormat != nullptr) {
-        value.format.assign(type.pbFormat, type.pbFormat + type.cbFormat);
-    }
-    return value;
-}
-
-MediaType Major(const GUID& major) {
-    return {major, GUID_NULL, GUID_NULL, {}};
-}
-MediaType Video() {
-    return Major(MEDIATYPE_Video);
-}
-MediaType Audio() {
-    return Major(MEDIATYPE_Audio);
-}
-MediaType Text() {
-    return Major(MEDIATYPE_Text);
-}
-MediaType Stream() {
-    return Major(MEDIATYPE_Stream);
+    return {type.majortype,
+            type.subtype,
+            type.formattype,
+            {type.pbFormat, type.pbFormat + type.cbFormat}};
 }
 
 MediaType Video(long width, long height, long long frameTime, bool header2) {
-    MediaType type = Video();
-    if (header2) {
-        type.formatType = FORMAT_VideoInfo2;
-        return FromHeader(type, PictureHeader<VIDEOINFOHEADER2>(width, height, frameTime));
-    }
-    type.formatType = FORMAT_VideoInfo;
-    return FromHeader(type, PictureHeader<VIDEOINFOHEADER>(width, height, frameTime));
+    return header2 ? WithFormat(Video(), FORMAT_VideoInfo2,
+                                PictureHeader<VIDEOINFOHEADER2>(width, height, frameTime))
+                   : WithFormat(Video(), FORMAT_VideoInfo,
+                                PictureHeader<VIDEOINFOHEADER>(width, height, frameTime));
 }
 
 MediaType Audio(unsigned long rate, unsigned short channels, unsigned short bits) {
-    MediaType type = Audio();
-    type.formatType = FORMAT_WaveFormatEx;
     WAVEFORMATEX format{};
     format.wFormatTag = WAVE_FORMAT_PCM;
     format.nSamplesPerSec = rate;
     format.nChannels = channels;
     format.wBitsPerSample = bits;
-    return FromHeader(type, format);
+    return WithFormat(Audio(), FORMAT_WaveFormatEx, format);
 }
 
-void Write(Line& line, const GUID& guid) {
-    static const Name names[] = {
+void Line::Write(const GUID& guid) {
+    static const struct {
+        const GUID& guid;
+        const char* name;
+    } names[] = {
+#define NAMED(prefix, name) {prefix##name, #name},
         {GUID_NULL, "null"},
-        {TIME_FORMAT_MEDIA_TIME, "MEDIA_TIME"},
-        {TIME_FORMAT_FRAME, "FRAME"},
-        {TIME_FORMAT_SAMPLE, "SAMPLE"},
-        {IID_IBaseFilter, "IBaseFilter"},
-        {IID_IPin, "IPin"},
-        {IID_IFileSourceFilter, "IFileSourceFilter"},
-        {IID_IAMStreamSelect, "IAMStreamSelect"},
-        {IID_ISpecifyPropertyPages, "ISpecifyPropertyPages"},
-        {IID_IGraphBuilder, "IGraphBuilder"},
-        {IID_IGraphConfig, "IGraphConfig"},
-        {IID_IMediaControl, "IMediaControl"},
-        {IID_IMediaFilter, "IMediaFilter"},
-        {IID_IMediaSeeking, "IMediaSeeking"},
-        {IID_IMediaEventEx, "IMediaEventEx"},
-        {IID_IBasicVideo, "IBasicVideo"},
-        {IID_IBasicAudio, "IBasicAudio"},
-        {IID_IVideoWindow, "IVideoWindow"},
-        {IID_IVideoFrameStep, "IVideoFrameStep"},
-    };
-    for (const Name& name : names) {
-        if (name.guid == guid) {
-            line.Text(name.text);
-            return;
+        FAKE_EACH(NAMED, TIME_FORMAT_, MEDIA_TIME, FRAME, SAMPLE) FAKE_EACH(
+            NAMED, IID_, IBaseFilter, IPin, IFileSourceFilter, IAMStreamSelect,
+            ISpecifyPropertyPages, IGraphBuilder, IGraphConfig, IMediaControl, IMediaFilter,
+            IMediaSeeking, IMediaEventEx, IBasicVideo, IBasicAudio, IVideoWindow, IVideoFrameStep)};
+    for (const auto& known : names) {
+        if (known.guid == guid) {
+            return Text(known.name);
         }
     }
     wchar_t text[39] = {};
     StringFromGUID2(guid, text, 39);
-    Write(line, static_cast<const wchar_t*>(text));
+    Write(static_cast<const wchar_t*>(text));
 }
 
 } // namespace fakes

@@ -20,22 +20,33 @@ struct MediaType {
 
     /// Fills `out` with memory of its own, as pins hand media types out.
     void CopyTo(AM_MEDIA_TYPE* out) const;
-    /// The same in a structure of its own.
-    AM_MEDIA_TYPE* NewCopy() const;
     /// Pointers into this value.
     AM_MEDIA_TYPE View() const;
     static MediaType From(const AM_MEDIA_TYPE& type);
 };
 
-MediaType Major(const GUID& major);
+/// A copy in a structure of its own.
+AM_MEDIA_TYPE* HandOut(const MediaType& type);
+
+inline MediaType Major(const GUID& major) {
+    return {major, GUID_NULL, GUID_NULL, {}};
+}
 /// MEDIATYPE_Video without a format block.
-MediaType Video();
+inline MediaType Video() {
+    return Major(MEDIATYPE_Video);
+}
+inline MediaType Audio() {
+    return Major(MEDIATYPE_Audio);
+}
+inline MediaType Text() {
+    return Major(MEDIATYPE_Text);
+}
+inline MediaType Stream() {
+    return Major(MEDIATYPE_Stream);
+}
 /// A VIDEOINFOHEADER (or VIDEOINFOHEADER2) whose target is 0, 0, width, height.
 MediaType Video(long width, long height, long long frameTime = 400000, bool header2 = false);
-MediaType Audio();
 /// A WAVEFORMATEX.
 MediaType Audio(unsigned long rate, unsigned short channels = 2, unsigned short bits = 16);
-MediaType Text();
-MediaType Stream();
 
 } // namespace fakes

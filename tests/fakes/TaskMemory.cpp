@@ -5,9 +5,9 @@
 #include <objbase.h>
 
 #include <atomic>
-#include <cstring>
 #include <map>
 #include <mutex>
+#include <utility>
 
 namespace fakes {
 
@@ -17,40 +17,35 @@ std::mutex g_mutex;
 std::map<void*, const char*> g_blocks;
 std::atomic<bool> g_watching{false};
 
-void Forget(void* block) {
-    const std::lock_guard lock(g_mutex);
-    g_blocks.erase(block);
-}
-
 /// Sees the blocks that come back to the task allocator.
 class Spy final : public IMallocSpy {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
         const bool known = iid == IID_IUnknown || iid == IID_IMallocSpy;
         *out = known ? this : nullptr;
         return known ? S_OK : E_NOINTERFACE;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
-    SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T size) override { return size; }
-    void* STDMETHODCALLTYPE PostAlloc(void* block) override { return block; }
-    void* STDMETHODCALLTYPE PreFree(void* block, WINBOOL) override {
-        Forget(block);
+    STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    STDMETHODIMP_(SIZE_T) PreAlloc(SIZE_T size) override { return size; }
+    STDMETHODIMP_(void*) PostAlloc(void* block) override { return block; }
+    STDMETHODIMP_(void*) PreFree(void* block, WINBOOL) override {
+        const std::lock_guard lock(g_mutex);
+        g_blocks.erase(block);
         return block;
     }
-    void STDMETHODCALLTYPE PostFree(WINBOOL) override {}
-    SIZE_T STDMETHODCALLTYPE PreRealloc(void* block, SIZE_T size, void** out, WINBOOL) override {
-        Forget(block);
-        *out = block;
+    STDMETHODIMP_(void) PostFree(WINBOOL) override {}
+    STDMETHODIMP_(SIZE_T) PreRealloc(void* block, SIZE_T size, void** out, WINBOOL) override {
+        *out = PreFree(block, TRUE);
         return size;
     }
-    void* STDMETHODCALLTYPE PostRealloc(void* block, WINBOOL) override { return block; }
-    void* STDMETHODCALLTYPE PreGetSize(void* block, WINBOOL) override { return block; }
-    SIZE_T STDMETHODCALLTYPE PostGetSize(SIZE_T size, WINBOOL) override { return size; }
-    void* STDMETHODCALLTYPE PreDidAlloc(void* block, WINBOOL) override { return block; }
-    int STDMETHODCALLTYPE PostDidAlloc(void*, WINBOOL, int actual) override { return actual; }
-    void STDMETHODCALLTYPE PreHeapMinimize() override {}
-    void STDMETHODCALLTYPE PostHeapMinimize() override {}
+    STDMETHODIMP_(void*) PostRealloc(void* block, WINBOOL) override { return block; }
+    STDMETHODIMP_(void*) PreGetSize(void* block, WINBOOL) override { return block; }
+    STDMETHODIMP_(SIZE_T) PostGetSize(SIZE_T size, WINBOOL) override { return size; }
+    STDMETHODIMP_(void*) PreDidAlloc(void* block, WINBOOL) override { return block; }
+    STDMETHODIMP_(int) PostDidAlloc(void*, WINBOOL, int actual) override { return actual; }
+    STDMETHODIMP_(void) PreHeapMinimize() override {}
+    STDMETHODIMP_(void) PostHeapMinimize() override {}
 };
 
 Spy g_spy;
@@ -58,7 +53,7 @@ Spy g_spy;
 } // namespace
 
 void* NewTaskMemory(std::size_t size, const char* what) {
-    void* block = CoTaskMemAlloc(size);
+    void* const block = CoTaskMemAlloc(size);
     const std::lock_guard lock(g_mutex);
     if (g_watching) {
         g_blocks[block] = what;
@@ -66,18 +61,9 @@ void* NewTaskMemory(std::size_t size, const char* what) {
     return block;
 }
 
-wchar_t* NewTaskText(const std::wstring& text, const char* what) {
-    const std::size_t size = (text.size() + 1) * sizeof(wchar_t);
-    return static_cast<wchar_t*>(std::memcpy(NewTaskMemory(size, what), text.c_str(), size));
-}
-
-void WatchTaskMemory(bool on) {
-    g_watching = on;
-    if (on) {
-        CoRegisterMallocSpy(&g_spy);
-    } else {
-        CoRevokeMallocSpy();
-    }
+void WatchTaskMemory() {
+    CoRegisterMallocSpy(&g_spy); // refused when it is there already
+    g_watching = true;
 }
 
 bool IsTaskMemoryWatched() {
@@ -87,10 +73,9 @@ bool IsTaskMemoryWatched() {
 std::vector<std::string> TakeUnfreedTaskMemory() {
     const std::lock_guard lock(g_mutex);
     std::vector<std::string> texts;
-    for (const auto& [block, what] : g_blocks) {
+    for (const auto& [block, what] : std::exchange(g_blocks, {})) {
         texts.push_back(std::string(what) + " that was not freed");
     }
-    g_blocks.clear();
     return texts;
 }
 
