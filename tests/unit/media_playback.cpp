@@ -1,4 +1,4 @@
-// Play, pause, stop and step: the calls, their order, the states and the results.
+// Play, pause, stop, step, volume and clock: the calls, their order, the states, the results.
 
 #include "media_play.h"
 
@@ -6,184 +6,128 @@ using namespace media_tests;
 
 namespace {
 
-const HWND kWindow = reinterpret_cast<HWND>(0x123456); // of nobody
-
-class MediaPlayback : public MediaTest {};
-
-using Operation = int (*)(Media&);
-constexpr Operation kPlay = [](Media& m) { return m.Play(); };
-constexpr Operation kPause = [](Media& m) { return m.Pause(); };
-constexpr Operation kStop = [](Media& m) { return m.Stop(); };
-constexpr Operation kWhenReady = [](Media& m) { return m.StopWhenReady(); };
-constexpr Operation kStep = [](Media& m) { return m.StepFrame(); };
-constexpr Operation kCanStep = [](Media& m) { return m.CanStep(); };
-const char* const kShow = "window.put_Visible(-1)";
-const char* const kHide = "window.put_Visible(0)";
-const char* const kRewind = "seeking.SetPositions(0, 1, null, 0)";
-const char* const kOneFrame = "step.Step(1, null)";
-const char* const kAskForStep = "step.CanStep(0, null)";
+class MediaPlayback : public LoadedMedia {};
 
 TEST_F(MediaPlayback, OperationsByState) {
+    const Lines run{"control.Run", "window.put_Visible(-1)"};
+    const Lines stop{"control.Stop", "window.put_Visible(0)",
+                     "seeking.SetPositions(0, 1, null, 0)"};
+    const Lines state{"control.GetState(500)"};
+    const auto volume = [](long value) { return [=](Media& m) { return m.SetVolume(value); }; };
+    const auto clock = [](int on) { return [=](Media& m) { return m.SetAmain(on), m.IsAmain(); }; };
     const struct {
-        Operation operation;
-        std::int32_t from;
-        HWND window;
+        std::function<int(Media&)> operation;
+        std::int32_t from, to;
         Lines calls;
-        std::int32_t to;
-    } cases[] = {
-        {kPlay, 0, nullptr, {"control.Run"}, 2},
-        {kPlay, 0, kWindow, {"control.Run", kShow}, 2},
-        {kPlay, 1, kWindow, {"control.Run", kShow}, 2},
-        {kPlay, 2, kWindow, {}, 2},
-        {kPause, 0, kWindow, {}, 0},
-        {kPause, 1, kWindow, {}, 1},
-        {kPause, 2, kWindow, {"control.Pause"}, 1},
-        {kStop, 0, nullptr, {"control.Stop", kRewind}, 0},
-        {kStop, 1, kWindow, {"control.Stop", kHide, kRewind}, 0},
-        {kStop, 2, kWindow, {"control.Stop", kHide, kRewind}, 0},
-        {kWhenReady, 0, nullptr, {"control.StopWhenReady"}, 0},
-        {kWhenReady, 2, nullptr, {"control.StopWhenReady"}, 2},
-        {kStep, 0, nullptr, {kOneFrame}, 0},
-        {kStep, 1, nullptr, {kOneFrame}, 1},
-        {kStep, 2, nullptr, {"control.Pause", kOneFrame}, 1},
-        {kCanStep, 2, nullptr, {kAskForStep}, 2},
-    };
-    Media media(nullptr);
-    Loaded(media);
-    for (const auto& item : cases) {
-        SCOPED_TRACE(&item - cases);
-        media.m_playWindow = item.window;
-        Bring(media, item.from);
-        EXPECT_EQ(item.operation(media), 1);
-        EXPECT_EQ(journal.Take(), item.calls);
-        EXPECT_EQ(media.m_playState, item.to);
-        EXPECT_EQ(media.m_hEventThread, nullptr) << "no callback, no loop";
-    }
-    // The window is shown for a picture only.
-    media.m_playWindow = kWindow;
-    const std::uint32_t tracks = std::exchange(media.m_videoTrackNum, 0);
-    Bring(media, 0);
-    media.Play();
-    media.Stop();
-    EXPECT_EQ(journal.Count("window.*"), 0U);
-    media.m_videoTrackNum = tracks;
-    EXPECT_EQ(log.Lines(), Lines());
-}
-
-TEST_F(MediaPlayback, RefusalsKeepTheStateAndEndTheOperation) {
-    Media media(nullptr);
-    Loaded(media);
-    media.m_playWindow = kWindow;
-    ResultTable& control = Graph().control.results;
-    ResultTable& step = Graph().step.results;
-    const struct {
-        ResultTable& results;
-        const char* method;
-        std::int32_t state;
-        Operation operation;
-        Lines calls;
+        int answer = 1;
+        const char* method = "none"; ///< answers this
         HRESULT result = E_FAIL;
     } cases[] = {
-        {control, "Run", 0, kPlay, {"control.Run"}},
-        {control, "Run", 1, kPlay, {"control.Run", kShow}, S_FALSE},
-        {control, "Pause", 2, kPause, {"control.Pause"}},
-        {control, "Stop", 2, kStop, {"control.Stop"}},
-        {control, "StopWhenReady", 2, kWhenReady, {"control.StopWhenReady"}},
-        {step, "Step", 1, kStep, {kOneFrame}},
-        {step, "CanStep", 1, kCanStep, {kAskForStep}},
-        {step, "CanStep", 1, kCanStep, {kAskForStep}, S_FALSE},
+        {&Media::Play, 0, 2, run},
+        {&Media::Play, 1, 2, run},
+        {&Media::Play, 2, 2, {}},
+        {&Media::Play, 0, 0, {"control.Run"}, 0, "Run"},
+        {&Media::Play, 1, 2, run, 1, "Run", S_FALSE},
+        {&Media::Pause, 0, 0, {}},
+        {&Media::Pause, 1, 1, {}},
+        {&Media::Pause, 2, 1, {"control.Pause"}},
+        {&Media::Pause, 2, 2, {"control.Pause"}, 0, "Pause"},
+        {&Media::Stop, 0, 0, stop},
+        {&Media::Stop, 2, 0, stop},
+        {&Media::Stop, 2, 2, {"control.Stop"}, 0, "Stop"},
+        {&Media::StopWhenReady, 2, 2, {"control.StopWhenReady"}},
+        {&Media::StopWhenReady, 2, 2, {"control.StopWhenReady"}, 0, "StopWhenReady"},
+        {&Media::StepFrame, 2, 1, {"control.Pause", "step.Step(1, null)"}},
+        {&Media::StepFrame, 2, 2, {"control.Pause", "step.Step(1, null)"}, 1, "Pause"},
+        {&Media::StepFrame, 1, 1, {"step.Step(1, null)"}, 0, "Step"},
+        {&Media::CanStep, 2, 2, {"step.CanStep(0, null)"}},
+        {&Media::CanStep, 1, 1, {"step.CanStep(0, null)"}, 1, "CanStep", S_FALSE},
+        {&Media::CanStep, 1, 1, {"step.CanStep(0, null)"}, 0, "CanStep"},
+        // Questions of the state are the graph's to answer.
+        {&Media::IsStopped, 0, 0, state},
+        {&Media::IsStopped, 0, 0, state, 0, "GetState"},
+        {&Media::IsStopped, 2, 2, state, 0},
+        {&Media::IsPaused, 1, 1, state},
+        {&Media::IsPaused, 0, 0, state, 0},
+        {&Media::IsPlaying, 2, 2, state, 1, "GetState", VFW_S_STATE_INTERMEDIATE},
+        {&Media::IsPlaying, 1, 1, state, 0},
+        {&Media::GetPlayState, 2, 2, state, 2, "GetState", VFW_S_STATE_INTERMEDIATE},
+        // The clock goes, and comes again, but not while it plays.
+        {clock(7), 0, 0, {state[0], "mediaFilter.SetSyncSource(null)"}, 7},
+        {clock(0), 2, 2, state, 7},
+        {clock(0), 1, 1, {state[0], "graph.SetDefaultSyncSource"}, 0},
+        // A volume is sent when it changes something; muteness forgets the last.
+        {volume(0), 0, 0, {}},
+        {volume(-500), 0, 0, {"audio.put_Volume(-500)"}},
+        {volume(-600), 0, 0, {"audio.put_Volume(-600)"}, 0, "put_Volume"},
+        {&Media::MuteAudio, 0, 0, {"audio.put_Volume(-10000)"}, 0, "put_Volume"},
+        {volume(-500), 0, 0, {}},
+        {&Media::MuteAudio, 0, 0, {"audio.put_Volume(-10000)"}},
+        {&Media::MuteAudio, 0, 0, {}},
+        {volume(-10000), 0, 0, {"audio.put_Volume(-10000)"}},
+        {&Media::ResumeAudio, 0, 0, {"audio.put_Volume(0)"}, 0, "put_Volume"},
+        {&Media::MuteAudio, 0, 0, {}},
+        {&Media::ResumeAudio, 0, 0, {"audio.put_Volume(0)"}},
+        {volume(0), 0, 0, {}},
+        {volume(-10000), 0, 0, {"audio.put_Volume(-10000)"}},
+        {volume(-700), 0, 0, {"audio.put_Volume(-700)"}},
+        {&Media::ResumeAudio, 0, 0, {}},
+        {volume(-700), 0, 0, {}},
     };
+    media.m_playWindow = kWindow;
     for (const auto& item : cases) {
         SCOPED_TRACE(&item - cases);
-        Bring(media, item.state);
-        item.results[item.method] = item.result;
-        EXPECT_EQ(item.operation(media), SUCCEEDED(item.result));
+        Bring(item.from);
+        FakeGraph& graph = Graph();
+        for (auto* table : {&graph.control.results, &graph.step.results, &graph.audio.results}) {
+            (*table)[item.method] = {item.result}; // once
+        }
+        EXPECT_EQ(item.operation(media), item.answer);
         EXPECT_EQ(journal.Take(), item.calls);
-        EXPECT_TRUE(SUCCEEDED(item.result) || media.m_playState == item.state);
-        item.results.Clear();
+        EXPECT_TRUE(media.m_playState == item.to && media.m_hEventThread == nullptr);
     }
     EXPECT_EQ(log.Take(),
               Lines({"16 ymdshow::CMedia::Play: DShow Run Failed : " + std::string(kPath)}));
-    // A pause that fails does not keep the step from being tried.
-    Bring(media, 2);
-    control["Pause"] = E_FAIL;
-    EXPECT_EQ(media.StepFrame(), 1);
-    EXPECT_JOURNAL({"control.Pause", kOneFrame});
+    media.m_videoTrackNum = 0; // the window is shown for a picture only
     Graph().step.present = false;
-    EXPECT_EQ(media.StepFrame(), 0);
-    EXPECT_EQ(media.CanStep(), 0);
-    EXPECT_EQ(media.m_playState, 2);
-    EXPECT_JOURNAL({});
-    EXPECT_EQ(Graph().step.Refs(), 0U);
+    EXPECT_TRUE(media.Play() && media.Stop());
+    EXPECT_EQ(media.StepFrame() + media.CanStep(), 0);
+    EXPECT_JOURNAL({"control.Run", stop[0], stop[2]});
+    Graph().audio.results["get_Volume"] = E_FAIL;
+    EXPECT_EQ(media.GetVolume(), -10000);
+    Graph().control.results["GetState"] = Do(E_FAIL);
+    Graph().control.state = 2;
+    EXPECT_TRUE(media.GetPlayState() == 2 && media.IsPlaying() == 0) << "whatever was written";
+    EXPECT_EQ(Graph().step.Refs() + Graph().audio.Refs(), 0U);
 }
 
 TEST_F(MediaPlayback, OnlyPlayNeedsNoLoadedItem) {
-    Media media(nullptr);
-    for (const Operation operation : {kPlay, kPause, kStop, kWhenReady, kStep, kCanStep}) {
-        EXPECT_EQ(operation(media), 0);
-    }
-    EXPECT_EQ(media.GetPlayState(), 0);
-    EXPECT_EQ(media.IsPlaying() + media.IsPaused() + media.IsStopped(), 0);
-    EXPECT_JOURNAL({});
-    ASSERT_EQ(media.SetMediaPath(kPath), 1);
-    EXPECT_EQ(media.Play(), 1);
-    EXPECT_EQ(media.IsReadyForPlay(), 1);
-    EXPECT_EQ(media.m_playState, 2);
-    EXPECT_EQ(media.Unload(), 1);
-    EXPECT_EQ(media.m_playState, 0);
+    media.Unload();
+    EXPECT_EQ(media.GetPlayState() + media.IsPlaying() + media.IsPaused() + media.IsStopped(), 0);
+    EXPECT_EQ(media.Pause() + media.Stop() + media.StopWhenReady(), 0);
+    EXPECT_EQ(media.StepFrame() + media.CanStep() + Media(nullptr).Play(), 0);
+    EXPECT_TRUE(media.SetVolume(0L) == 0 && media.GetVolume() == -10000);
+    EXPECT_TRUE(media.Play() && media.IsReadyForPlay());
+    EXPECT_EQ(journal.Count("window.put_Visible(-1)"), 0U) << "no window is set";
+    media.Unload();
     graphs.FailNext(E_OUTOFMEMORY);
-    EXPECT_EQ(media.Play(), 0);
-    EXPECT_EQ(media.m_playState, 0);
-}
-
-TEST_F(MediaPlayback, StateQuestionsAskTheGraph) {
-    Media media(nullptr);
-    Loaded(media);
-    ControlFacet& control = Graph().control;
-    const struct {
-        Answer answer;
-        bool counts;
-    } answers[] = {{Do(S_OK), true}, {Do(VFW_S_STATE_INTERMEDIATE), true}, {Do(E_FAIL), false}};
-    for (const long state : {0L, 1L, 2L}) {
-        for (const auto& item : answers) {
-            control.state = state;
-            control.results["GetState"] = item.answer;
-            EXPECT_EQ(media.GetPlayState(), state); // whatever was written
-            EXPECT_EQ(media.IsStopped(), item.counts && state == 0);
-            EXPECT_EQ(media.IsPaused(), item.counts && state == 1);
-            EXPECT_EQ(media.IsPlaying(), item.counts && state == 2);
-            EXPECT_EQ(journal.Take(), Lines(4, "control.GetState(500)"));
-        }
-    }
-    control.results.Clear();
-    EXPECT_EQ(media.m_playState, 0) << "the item's own state is another matter";
-    // GetPlayState does without the graph manager, the others do not.
-    control.state = 2;
-    IGraphBuilder* const graph = std::exchange(media.m_pGB, nullptr);
-    EXPECT_EQ(media.GetPlayState(), 2);
-    EXPECT_EQ(media.IsPlaying(), 0);
-    media.m_pGB = graph;
-}
-
-TEST_F(MediaPlayback, StopRewindsToTheClip) {
+    EXPECT_TRUE(media.Play() == 0 && media.m_playState == 0);
+    // All interfaces but the control may be missing.
     configure = [](FakeGraph& graph) {
-        graph.seeking.durations[TIME_FORMAT_MEDIA_TIME] = 29 * kSecond;
+        graph.mediaFilter.present = graph.seeking.present = graph.video.present = false;
+        graph.audio.present = graph.events.present = graph.window.present = false;
     };
-    Media media(nullptr);
-    Loaded(media);
-    ASSERT_EQ(media.TimeClip(10 * kSecond, 20 * kSecond), 1);
-    Bring(media, 2);
-    journal.Clear();
+    media.SetPlayWindow(kWindow);
+    EXPECT_EQ(media.Play(), 1);
+    media.SetLoop(1);
+    media.SetEventCallBackFun([](auto...) { return 0; }, nullptr);
+    EXPECT_TRUE(media.m_hEventThread == nullptr && media.Pause() && media.TimeClip(3, 7));
+    long size = 0;
+    EXPECT_EQ(media.SetMediaPosition(1) + media.GetMediaPosition() + media.SetVolume(-1L), 0);
+    EXPECT_EQ(media.GetCurrentImageDataSize() + media.GetCurrentImageData(nullptr, &size), 0);
     EXPECT_EQ(media.Stop(), 1);
-    EXPECT_JOURNAL({"control.Stop", "seeking.GetCapabilities", "control.GetState(500)",
-                    "seeking.GetTimeFormat", "seeking.GetDuration",
-                    "seeking.SetPositions(100000000, 1, 200000000, 1)", "control.Stop"});
-    ASSERT_EQ(media.TimeClip(0, 0), 1);
-    EXPECT_EQ(Graph().seeking.stop, 29 * kSecond - 1);
-    Bring(media, 1);
-    journal.Clear();
-    media.Stop();
-    EXPECT_JOURNAL({"control.Stop", "seeking.SetPositions(0, 1, null, 0)"});
+    media.SetAmain(1);
+    EXPECT_EQ(media.IsAmain(), 1);
 }
 
 } // namespace
