@@ -5,8 +5,6 @@
 #include <wincodec.h>
 #include <wrl/client.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -152,19 +150,6 @@ std::vector<std::wstring> TestClip::Play(const std::vector<std::wstring>& more) 
     std::vector<std::wstring> arguments{L"play", m_clip, L"--scheme", m_script};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
-}
-
-double Image::Share(const Area& area, const std::uint8_t (&colour)[3]) const {
-    std::size_t alike = 0;
-    for (unsigned y = area.top; y < area.bottom; ++y) {
-        for (unsigned x = area.left; x < area.right; ++x) {
-            const std::uint8_t* pixel = &bgr[(static_cast<std::size_t>(y) * width + x) * 3];
-            alike += std::equal(pixel, pixel + 3, colour,
-                                [](int a, int b) { return std::abs(a - b) <= 60; });
-        }
-    }
-    return static_cast<double>(alike) /
-           (static_cast<double>(area.right - area.left) * (area.bottom - area.top));
 }
 
 Image ReadPng(const std::wstring& path) {

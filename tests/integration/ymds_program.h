@@ -65,17 +65,10 @@ private:
     std::wstring m_clip, m_script;
 };
 
-struct Area {
-    unsigned left, top, right, bottom;
-};
-
 struct Image {
     unsigned width = 0;
     unsigned height = 0;
     std::vector<std::uint8_t> bgr; ///< rows from the top
-
-    /// The share of the pixels of an area whose channels are all within 60 of `colour`.
-    double Share(const Area& area, const std::uint8_t (&colour)[3]) const;
 };
 
 /// Empty when it is no readable picture.
