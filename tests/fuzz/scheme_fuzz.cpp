@@ -1,9 +1,8 @@
 // Loads arbitrary scripts and looks at what came of them. The first byte chooses: bit 0
 // replace or merge, bit 1 the bytes of a file or a script text.
 
-#include "Check.h"
-
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <set>
 
@@ -17,21 +16,10 @@ namespace {
 
 bool LoadFile(CCoderScheme& set, const std::string& bytes, bool replace) {
     const int file = memfd_create("script", 0);
-    Check(write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
+    assert(write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
     const bool loaded = set.LoadScheme("/proc/self/fd/" + std::to_string(file), replace);
     close(file);
     return loaded;
-}
-
-void CheckReport(const SchemeLoadReport& report, bool loaded, std::size_t size) {
-    Check(loaded == (report.failure == SchemeLoadReport::Failure::None));
-    Check(loaded == report.failureReason.empty());
-    Check(loaded || report.entries.empty());
-    for (const SchemeLoadReport::Entry& entry : report.entries) {
-        Check(entry.line >= 1 && entry.line <= size + 1);
-        Check(entry.column >= 1 && entry.column <= size + 1);
-        Check(!entry.place.empty() && !entry.reason.empty());
-    }
 }
 
 /// Every entry of every list is alive; after one load that replaces, what may stand only
@@ -39,10 +27,10 @@ void CheckReport(const SchemeLoadReport& report, bool loaded, std::size_t size) 
 void CheckLists(CCoderScheme& set, bool isReplaced) {
     for (const std::string& type : set.GetSchemeTypes()) {
         CCoderScheme::Scheme* scheme = nullptr;
-        Check(set.FindScheme(type, &scheme) && type.find(';') == type.npos);
+        assert(set.FindScheme(type, &scheme) && type.find(';') == type.npos);
         std::set<std::wstring> seen;
         for (const FilterInfo* info : scheme->listFilter) {
-            Check(seen.insert(info->strName).second || !info->bOnlyOne || !isReplaced);
+            assert(seen.insert(info->strName).second || !info->bOnlyOne || !isReplaced);
         }
     }
 }
@@ -57,18 +45,24 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CCoderScheme set;
     const bool loaded =
         isFile ? LoadFile(set, text, replace) : set.LoadSchemeByScript(text, replace);
-    CheckReport(set.GetLoadReport(), loaded, size);
+    const SchemeLoadReport& report = set.GetLoadReport();
+    assert(loaded == (report.failure == SchemeLoadReport::Failure::None));
+    assert(loaded ? report.failureReason.empty() : report.entries.empty());
+    for (const SchemeLoadReport::Entry& entry : report.entries) {
+        assert(entry.line - 1 < size && entry.column - 1 < size);
+        assert(!entry.place.empty() && !entry.reason.empty());
+    }
     const std::vector<std::string> types = set.GetSchemeTypes();
-    Check(loaded || types.empty());
+    assert(loaded || types.empty());
     CheckLists(set, replace);
 
     // A copy outlives its source, and another load and merge.
     CCoderScheme copy(set);
-    Check(set.LoadSchemeByScript(text, 0) == loaded || isFile);
+    assert(set.LoadSchemeByScript(text, 0) == loaded || isFile);
     CheckLists(set, false);
     set.UnloadScheme();
     CCoderScheme::Scheme merged;
-    Check(copy.ConfigScheme(types, merged) && copy.GetSchemeTypes() == types);
+    assert(copy.ConfigScheme(types, merged) && copy.GetSchemeTypes() == types);
     CheckLists(copy, replace);
     return 0;
 }

@@ -1,8 +1,8 @@
 // Conversions of arbitrary bytes: what one direction gives, the other takes back.
 
-#include "Check.h"
 #include "Text/Text.h"
 
+#include <cassert>
 #include <cstdint>
 
 using namespace ymdshow;
@@ -10,13 +10,13 @@ using namespace ymdshow;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string bytes(reinterpret_cast<const char*>(data), size);
     const std::wstring wide = text::ToWide(bytes);
-    Check(text::ToWide(text::ToNarrow(wide)) == wide);
+    assert(text::ToWide(text::ToNarrow(wide)) == wide);
     const std::wstring units = L"x" + text::DecodeUtf16(bytes, false);
-    Check(text::DecodeUtf8(text::EncodeUtf8(units)) == units);
+    assert(text::DecodeUtf8(text::EncodeUtf8(units)) == units);
     text::ToNarrow(units);
     std::size_t bad = 0;
     const std::wstring decoded = text::DecodeUtf8(bytes, &bad);
-    Check(bad == std::string::npos || (decoded.empty() && bad < size));
+    assert(bad == std::string::npos || (decoded.empty() && bad < size));
     text::LooksLikeUtf8(bytes);
     return 0;
 }

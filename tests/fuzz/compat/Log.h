@@ -1,3 +1,3 @@
 #pragma once
 
-#define YMD_LOG_WARNING(function, format, text) static_cast<void>(text)
+#define YMD_LOG_WARNING(function, format, text) (void(function), void(text))

@@ -4,9 +4,7 @@
 
 #include <windows.h>
 
-constexpr bool FAILED(HRESULT result) {
-    return result < 0;
-}
+#define FAILED(result) ((result) < 0)
 
 inline HRESULT CLSIDFromString(const wchar_t* text, GUID* guid) {
     *guid = {};
