@@ -18,27 +18,13 @@ HRESULT FakeClass::QueryInterface(REFIID iid, void** out) {
     return known ? S_OK : E_NOINTERFACE;
 }
 
-HRESULT FakeClass::CreateInstance(IUnknown* outer, REFIID iid, void** out) {
+HRESULT FakeClass::CreateInstance(IUnknown*, REFIID iid, void** out) {
     *out = nullptr;
-    return Invoke(m_name, results, kCall, "CreateInstance", std::tuple<>(), [&]() -> HRESULT {
-        if (outer != nullptr) {
-            return CLASS_E_NOAGGREGATION;
-        }
+    return Invoke(m_name, results, kCall, "CreateInstance", std::tuple<>(), [&] {
         const ComPtr<IUnknown> object = m_make();
         m_created += object ? 1 : 0;
         return object ? object->QueryInterface(iid, out) : E_OUTOFMEMORY;
     });
 }
-
-FakeFilterClass::FakeFilterClass(const std::string& name, REFCLSID clsid, const PinSpecs& pins,
-                                 Configure configure)
-    : FakeClassOf(
-          name, clsid,
-          [name, pins, clsid] {
-              const ComPtr<FakeFilter> filter = MakeFilter(name, pins);
-              filter->clsid = clsid;
-              return filter;
-          },
-          std::move(configure)) {}
 
 } // namespace fakes

@@ -1,13 +1,6 @@
 #pragma once
 
-#include <windows.h>
-
-#include <functional>
-#include <string>
-
-#include "fakes/FakeFilter.h"
 #include "fakes/FakeGraph.h"
-#include "fakes/FakeObject.h"
 
 namespace fakes {
 
@@ -67,14 +60,16 @@ private:
 class FakeGraphClass : public FakeClassOf<FakeGraph> {
 public:
     explicit FakeGraphClass(Configure configure = nullptr)
-        : FakeClassOf("FilterGraph", CLSID_FilterGraph, &MakeGraph, std::move(configure)) {}
+        : FakeClassOf("FilterGraph", CLSID_FilterGraph, &MakeGraph, configure) {}
 };
 
 /// Makes filters of a CLSID; the name serves the filters too.
 class FakeFilterClass : public FakeClassOf<FakeFilter> {
 public:
     FakeFilterClass(const std::string& name, REFCLSID clsid, const PinSpecs& pins,
-                    Configure configure = nullptr);
+                    Configure configure = nullptr)
+        : FakeClassOf(
+              name, clsid, [=] { return MakeFilter(name, pins, clsid); }, configure) {}
 };
 
 } // namespace fakes

@@ -11,23 +11,20 @@ public:
     explicit Bag(const Device& device) : FakeOf(Narrow(device.friendlyName)), m_device(device) {}
     STDMETHODIMP Read(LPCOLESTR name, VARIANT* value, IErrorLog*) override {
         return Call("Read", std::tie(name), [&] {
-            const bool isName = std::wstring_view(name) == L"FriendlyName";
-            if (!isName && std::wstring_view(name) != L"CLSID") {
-                return E_INVALIDARG;
-            }
             wchar_t clsid[39] = {};
             StringFromGUID2(m_device.clsid, clsid, 39);
-            const std::wstring text =
-                isName ? m_device.friendlyName : m_device.clsidText.value_or(clsid);
+            const bool isName = std::wstring_view(name) == L"FriendlyName";
             const HRESULT result = isName ? m_device.readName : m_device.readClsid;
             if (SUCCEEDED(result)) {
                 value->vt = VT_BSTR;
-                value->bstrVal = SysAllocString(text.c_str());
+                value->bstrVal =
+                    SysAllocString(isName ? m_device.friendlyName.c_str()
+                                          : m_device.clsidText.value_or(clsid).c_str());
             }
             return result;
         });
     }
-    FAKE_UNEXPECTED(Write, LPCOLESTR, VARIANT*)
+    FAKE_UNEXPECTED(Write(LPCOLESTR, VARIANT*))
 
 private:
     const Device& m_device;
@@ -48,27 +45,18 @@ public:
     STDMETHODIMP BindToObject(IBindCtx*, IMoniker*, REFIID iid, void** out) override {
         *out = nullptr;
         return Call("BindToObject", [&] {
-            return FAILED(m_device.bindToObject) ? m_device.bindToObject
-                   : m_device.make               ? m_device.make()->QueryInterface(iid, out)
-                                                 : E_FAIL;
+            return m_device.make ? m_device.make()->QueryInterface(iid, out) : E_FAIL;
         });
     }
-    FAKE_UNEXPECTED(GetClassID, CLSID*)
-    FAKE_UNEXPECTED_EACH((), IsDirty)
-    FAKE_UNEXPECTED(Load, IStream*)
-    FAKE_UNEXPECTED(Save, IStream*, WINBOOL)
-    FAKE_UNEXPECTED(GetSizeMax, ULARGE_INTEGER*)
-    FAKE_UNEXPECTED(Reduce, IBindCtx*, DWORD, IMoniker**, IMoniker**)
-    FAKE_UNEXPECTED(ComposeWith, IMoniker*, WINBOOL, IMoniker**)
-    FAKE_UNEXPECTED(Enum, WINBOOL, IEnumMoniker**)
-    FAKE_UNEXPECTED(IsEqual, IMoniker*)
-    FAKE_UNEXPECTED_EACH((DWORD*), Hash, IsSystemMoniker)
-    FAKE_UNEXPECTED(IsRunning, IBindCtx*, IMoniker*, IMoniker*)
-    FAKE_UNEXPECTED(GetTimeOfLastChange, IBindCtx*, IMoniker*, FILETIME*)
-    FAKE_UNEXPECTED(Inverse, IMoniker**)
-    FAKE_UNEXPECTED_EACH((IMoniker*, IMoniker**), CommonPrefixWith, RelativePathTo)
-    FAKE_UNEXPECTED(GetDisplayName, IBindCtx*, IMoniker*, LPOLESTR*)
-    FAKE_UNEXPECTED(ParseDisplayName, IBindCtx*, IMoniker*, LPOLESTR, ULONG*, IMoniker**)
+    FAKE_UNEXPECTED(GetClassID(CLSID*), IsDirty(), Load(IStream*), Save(IStream*, WINBOOL),
+                    GetSizeMax(ULARGE_INTEGER*), Reduce(IBindCtx*, DWORD, IMoniker**, IMoniker**),
+                    ComposeWith(IMoniker*, WINBOOL, IMoniker**), Enum(WINBOOL, IEnumMoniker**),
+                    IsEqual(IMoniker*), Hash(DWORD*), IsSystemMoniker(DWORD*),
+                    IsRunning(IBindCtx*, IMoniker*, IMoniker*),
+                    GetTimeOfLastChange(IBindCtx*, IMoniker*, FILETIME*), Inverse(IMoniker**),
+                    CommonPrefixWith(IMoniker*, IMoniker**), RelativePathTo(IMoniker*, IMoniker**),
+                    GetDisplayName(IBindCtx*, IMoniker*, LPOLESTR*),
+                    ParseDisplayName(IBindCtx*, IMoniker*, LPOLESTR, ULONG*, IMoniker**))
 
 private:
     const Device& m_device;
@@ -82,8 +70,6 @@ IMoniker* HandOut(const Device& device) {
 
 namespace {
 
-using Categories = std::map<GUID, std::vector<Device>, GuidLess>;
-
 class DeviceEnumerator final : public FakeOf<ICreateDevEnum> {
 public:
     explicit DeviceEnumerator(Categories& categories)
@@ -93,10 +79,9 @@ public:
         *out = nullptr;
         return Call("CreateClassEnumerator", std::tie(category, flags), [&] {
             std::vector<Device>& members = m_categories[category];
-            if (!members.empty()) {
-                *out = new FakeEnum<IEnumMoniker, IMoniker, std::vector<Device>>(
-                    *this, "CreateClassEnumerator", members);
-            }
+            *out = members.empty() ? nullptr
+                                   : new FakeEnum<IEnumMoniker, IMoniker, std::vector<Device>>(
+                                         *this, "CreateClassEnumerator", members);
             return members.empty() ? S_FALSE : S_OK;
         });
     }

@@ -1,13 +1,5 @@
 #pragma once
 
-#include <windows.h>
-
-#include <functional>
-#include <map>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "fakes/FakeClass.h"
 
 namespace fakes {
@@ -21,10 +13,10 @@ struct Device {
     // Oddities.
     std::optional<std::wstring> clsidText{}; ///< instead of the CLSID's registry form
     HRESULT bindToStorage = S_OK;
-    HRESULT bindToObject = S_OK;
     HRESULT readClsid = S_OK;
     HRESULT readName = S_OK;
 };
+using Categories = std::map<GUID, std::vector<Device>, GuidLess>;
 
 /// The system device enumerator (CLSID_SystemDeviceEnum) of this process while it lives.
 /// Journal names: "SystemDeviceEnum.CreateInstance", "devices.CreateClassEnumerator",
@@ -34,12 +26,12 @@ public:
     FakeDevices();
 
     /// A category that is not listed, or empty, answers S_FALSE.
-    void Add(const GUID& category, Device device) {
-        m_categories[category].push_back(std::move(device));
+    void Add(const GUID& category, const Device& device) {
+        m_categories[category].push_back(device);
     }
 
 private:
-    std::map<GUID, std::vector<Device>, GuidLess> m_categories;
+    Categories m_categories;
 };
 
 } // namespace fakes

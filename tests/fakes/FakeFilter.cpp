@@ -1,32 +1,12 @@
 #include "fakes/FakeFilter.h"
 
-#include <atomic>
-#include <cstring>
-#include <cwchar>
 #include <stdexcept>
-
-#include "fakes/TaskMemory.h"
 
 namespace fakes {
 
-namespace {
-
-/// Class ids that differ from filter to filter.
-GUID NextClsid() {
-    static std::atomic<unsigned long> serial{0};
-    return {++serial, 0xfa4e, 0x4f11, {0xa0, 0, 0, 0, 0, 0, 0, 1}};
-}
-
-void* NewTaskCopy(const void* data, std::size_t size, const char* what) {
-    void* const copy = NewTaskMemory(size, what);
-    return size != 0 ? std::memcpy(copy, data, size) : copy;
-}
-
-} // namespace
-
 FakePin::FakePin(FakeFilter& filter, const PinSpec& spec, const std::string& name)
     : FakeOf(filter.Name() + "." + name, &filter), types(spec.types), direction(spec.direction),
-      pinName(Widen(name)), m_filter(filter) {}
+      pinName(name), m_filter(filter) {}
 
 std::optional<MediaType> FakePin::Agree(const FakePin& out, const FakePin& in) {
     const std::vector<MediaType> any(1);
@@ -56,11 +36,12 @@ HRESULT FakePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
         if (m_peer != nullptr) {
             return VFW_E_ALREADY_CONNECTED;
         }
-        const auto* const fake = AsFake<FakePin>(receiver);
-        const std::optional<MediaType> agreed = type != nullptr   ? MediaType::From(*type)
-                                                : fake != nullptr ? Agree(*this, *fake)
-                                                                  : std::nullopt;
-        const MediaType used = agreed.value_or(types.empty() ? MediaType() : types.front());
+        MediaType used = types.empty() ? MediaType() : types.front();
+        if (type != nullptr) {
+            used = MediaType::From(*type);
+        } else if (const auto* const fake = AsFake<FakePin>(receiver); fake != nullptr) {
+            used = Agree(*this, *fake).value_or(used);
+        }
         const AM_MEDIA_TYPE view = used.View();
         const HRESULT result = receiver->ReceiveConnection(this, &view);
         if (SUCCEEDED(result)) {
@@ -111,7 +92,7 @@ HRESULT FakePin::QueryPinInfo(PIN_INFO* info) {
     *info = PIN_INFO{};
     return Call("QueryPinInfo", [&] {
         info->dir = direction;
-        wcsncpy(info->achName, pinName.c_str(), std::size(info->achName) - 1);
+        Widen(pinName).copy(info->achName, std::size(info->achName) - 1);
         info->pFilter = HandOut(&m_filter);
     });
 }
@@ -120,12 +101,12 @@ HRESULT StreamSelectFacet::Info(long index, AM_MEDIA_TYPE** type, DWORD* flags, 
                                 DWORD* group, WCHAR** name, IUnknown** object, IUnknown** unknown) {
     return Call("Info", std::tie(index), [&]() -> HRESULT {
         const auto at = static_cast<std::size_t>(index);
-        if (at >= streams.size()) {
-            return S_FALSE;
+        if (at >= streams.size() || FAILED(streams[at].info)) {
+            return at < streams.size() ? streams[at].info : S_FALSE;
         }
         const SelectableStream& stream = streams[at];
         const auto give = [&](auto* out, auto&& value) {
-            if (out != nullptr && SUCCEEDED(stream.info)) {
+            if (out != nullptr) {
                 *out = value();
             }
         };
@@ -133,8 +114,8 @@ HRESULT StreamSelectFacet::Info(long index, AM_MEDIA_TYPE** type, DWORD* flags, 
         give(flags, [&] { return stream.flags; });
         give(lcid, [] { return LCID{0}; });
         give(group, [&] { return stream.group; });
-        give(name, [&] {
-            const std::size_t size = (stream.name.size() + 1) * sizeof(wchar_t);
+        const std::size_t size = (stream.name.size() + 1) * sizeof(WCHAR);
+        give(name, [&]() -> WCHAR* {
             return stream.name.empty() ? nullptr
                                        : static_cast<WCHAR*>(NewTaskCopy(stream.name.c_str(), size,
                                                                          "a stream name"));
@@ -170,12 +151,10 @@ HRESULT PropertyPagesFacet::GetPages(CAUUID* out) {
     });
 }
 
-FakeFilter::FakeFilter(std::string name, const PinSpecs& pins)
-    : FakeOf(std::move(name)), clsid(NextClsid()) {
+FakeFilter::FakeFilter(std::string name, const PinSpecs& pins, const GUID& id)
+    : FakeOf(std::move(name)), clsid(id) {
     fileSource.present = streamSelect.present = propertyPages.present = false;
-    for (const PinSpec& pin : pins) {
-        AddPin(pin);
-    }
+    std::for_each(pins.begin(), pins.end(), [&](const PinSpec& pin) { AddPin(pin); });
 }
 
 FakeFilter& FakeFilter::AcceptFiles(HRESULT result) {
@@ -184,44 +163,34 @@ FakeFilter& FakeFilter::AcceptFiles(HRESULT result) {
     return *this;
 }
 
-FakeFilter& FakeFilter::Select(std::vector<SelectableStream> streams) {
+FakeFilter& FakeFilter::Select(const std::vector<SelectableStream>& streams) {
     streamSelect.present = true;
-    streamSelect.streams = std::move(streams);
+    streamSelect.streams = streams;
     return *this;
 }
 
 FakePin& FakeFilter::AddPin(const PinSpec& pin) {
-    const auto number = 1 + std::count_if(m_pins.begin(), m_pins.end(), [&](const FakePin& other) {
-                            return other.direction == pin.direction;
-                        });
+    const auto like = [&](const FakePin& other) { return other.direction == pin.direction; };
+    const auto number = 1 + std::count_if(m_pins.begin(), m_pins.end(), like);
     const std::string name =
         (pin.direction == PINDIR_INPUT ? "In" : "Out") + std::to_string(number);
     return m_pins.emplace_back(*this, pin, pin.name.empty() ? name : pin.name);
 }
 
-FakePin& FakeFilter::Pin(std::string_view name) {
+FakePin& FakeFilter::Pin(const std::string& name) {
     for (FakePin& pin : m_pins) {
-        if (pin.pinName == Widen(name)) {
+        if (pin.pinName == name) {
             return pin;
         }
     }
-    throw std::out_of_range(Name() + " has no pin " + std::string(name));
-}
-
-FakePin& FakeFilter::PinOf(PIN_DIRECTION wanted, std::size_t index) {
-    for (FakePin& pin : m_pins) {
-        if (pin.direction == wanted && index-- == 0) {
-            return pin;
-        }
-    }
-    throw std::out_of_range(Name() + " has no such pin");
+    throw std::out_of_range(Name() + " has no pin " + name);
 }
 
 HRESULT FakeFilter::QueryFilterInfo(FILTER_INFO* info) {
     *info = FILTER_INFO{};
     return Call("QueryFilterInfo", [&] {
-        const std::wstring& name = m_graph != nullptr ? m_graphName : Widen(Name());
-        wcsncpy(info->achName, name.c_str(), std::size(info->achName) - 1);
+        const std::wstring name = m_graph != nullptr ? m_graphName : Widen(Name());
+        name.copy(info->achName, std::size(info->achName) - 1);
         info->pGraph = m_graph != nullptr ? HandOut(m_graph) : nullptr;
     });
 }
@@ -233,6 +202,12 @@ HRESULT FakeFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
     });
 }
 
+ComPtr<FakeFilter> MakeFilter(std::string name, const PinSpecs& pins, GUID clsid) {
+    static std::atomic<unsigned long> serial{0};
+    const GUID next{++serial, 0xfa4e, 0x4f11, {0xa0, 0, 0, 0, 0, 0, 0, 1}};
+    return Adopt(new FakeFilter(std::move(name), pins, clsid == GUID_NULL ? next : clsid));
+}
+
 void Join(FakePin& out, FakePin& in) {
     const MediaType type = FakePin::Agree(out, in).value_or(out.types.front());
     out.Join(&in, type);
@@ -242,9 +217,8 @@ void Join(FakePin& out, FakePin& in) {
 void Join(FakeFilter& up, FakeFilter& down) {
     FakePin* in = nullptr;
     FakePin* const out = up.FreePin(PINDIR_OUTPUT, [&](FakePin& pin) {
-        in = down.FreePin(PINDIR_INPUT,
-                          [&](FakePin& to) { return FakePin::Agree(pin, to).has_value(); });
-        return in != nullptr;
+        const auto fits = [&](FakePin& to) { return FakePin::Agree(pin, to).has_value(); };
+        return (in = down.FreePin(PINDIR_INPUT, fits)) != nullptr;
     });
     if (out == nullptr) {
         throw std::logic_error(up.Name() + " and " + down.Name() + " do not fit");
@@ -259,7 +233,6 @@ void Chain(std::initializer_list<FakeFilter*> filters) {
 }
 
 void Part(FakePin& pin) {
-    const Silence silence;
     if (auto* const peer = AsFake<FakePin>(pin.Peer()); peer != nullptr) {
         peer->Unjoin();
     }

@@ -1,15 +1,6 @@
 #pragma once
 
-#include <windows.h>
-
-#include <dshow.h>
-
-#include <algorithm>
 #include <deque>
-#include <initializer_list>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "fakes/FakeObject.h"
 #include "fakes/MediaType.h"
@@ -31,9 +22,8 @@ template <class... Types> PinSpec In(Types... types) {
 template <class... Types> PinSpec Out(Types... types) {
     return {PINDIR_OUTPUT, {std::move(types)...}};
 }
-inline PinSpec Named(std::string name, PinSpec pin) {
-    pin.name = std::move(name);
-    return pin;
+inline PinSpec Named(const std::string& name, const PinSpec& pin) {
+    return {pin.direction, pin.types, name};
 }
 using PinSpecs = std::vector<PinSpec>;
 
@@ -47,7 +37,7 @@ public:
     std::vector<MediaType> types; ///< EnumMediaTypes gives them
     MediaType connectionType;     ///< of the connection
     PIN_DIRECTION direction;
-    std::wstring pinName;
+    std::string pinName;
 
     FakeFilter& Filter() const { return m_filter; }
     IPin* Peer() const { return m_peer; } ///< without a reference
@@ -70,11 +60,9 @@ public:
     STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** out) override {
         return Enumerate<AM_MEDIA_TYPE>("EnumMediaTypes", out, types);
     }
-    FAKE_UNEXPECTED(QueryId, LPWSTR*)
-    FAKE_UNEXPECTED(QueryAccept, const AM_MEDIA_TYPE*)
-    FAKE_UNEXPECTED(QueryInternalConnections, IPin**, ULONG*)
-    FAKE_UNEXPECTED_EACH((), EndOfStream, BeginFlush, EndFlush)
-    FAKE_UNEXPECTED(NewSegment, REFERENCE_TIME, REFERENCE_TIME, double)
+    FAKE_UNEXPECTED(QueryId(LPWSTR*), QueryAccept(const AM_MEDIA_TYPE*),
+                    QueryInternalConnections(IPin**, ULONG*), EndOfStream(), BeginFlush(),
+                    EndFlush(), NewSegment(REFERENCE_TIME, REFERENCE_TIME, double))
 
 private:
     FakeFilter& m_filter;
@@ -93,7 +81,7 @@ public:
     STDMETHODIMP Load(LPCOLESTR file, const AM_MEDIA_TYPE* type) override {
         return Call("Load", std::tuple(file, type != nullptr), [&] { path = file; });
     }
-    FAKE_UNEXPECTED(GetCurFile, LPOLESTR*, AM_MEDIA_TYPE*)
+    FAKE_UNEXPECTED(GetCurFile(LPOLESTR*, AM_MEDIA_TYPE*))
 };
 
 /// A stream of IAMStreamSelect.
@@ -125,9 +113,9 @@ public:
 /// A filter. Journal names: "A.EnumPins", "A.Load(path, 0)".
 class FakeFilter final : public FakeOf<IBaseFilter, IMediaFilter, IPersist> {
 public:
-    FakeFilter(std::string name, const PinSpecs& pins);
+    FakeFilter(std::string name, const PinSpecs& pins, const GUID& id);
 
-    GUID clsid; ///< different for each filter
+    GUID clsid; ///< different for each filter that is made without
 
     // Optional interfaces; absent until `present` is set.
     FileSourceFacet fileSource{*this, Name()};
@@ -137,15 +125,10 @@ public:
     /// Makes IFileSourceFilter present, with `result` for Load.
     FakeFilter& AcceptFiles(HRESULT result = S_OK);
     /// Makes IAMStreamSelect present with these streams.
-    FakeFilter& Select(std::vector<SelectableStream> streams);
+    FakeFilter& Select(const std::vector<SelectableStream>& streams);
 
     FakePin& AddPin(const PinSpec& pin);
     std::deque<FakePin>& Pins() { return m_pins; }
-    std::size_t PinCount() const { return m_pins.size(); }
-    FakePin& Pin(std::size_t index) { return m_pins.at(index); }
-    FakePin& Pin(std::string_view name); ///< "In1"
-    FakePin& InPin(std::size_t index = 0) { return PinOf(PINDIR_INPUT, index); }
-    FakePin& OutPin(std::size_t index = 0) { return PinOf(PINDIR_OUTPUT, index); }
     /// The first free one of a direction that `fits`; null without one.
     template <class Fits> FakePin* FreePin(PIN_DIRECTION wanted, Fits&& fits) {
         const auto found = std::find_if(m_pins.begin(), m_pins.end(), [&](FakePin& pin) {
@@ -153,6 +136,9 @@ public:
         });
         return found != m_pins.end() ? &*found : nullptr;
     }
+    FakePin& Pin(const std::string& name); ///< "In1"
+    FakePin& InPin(std::size_t index = 0) { return Pin("In" + std::to_string(index + 1)); }
+    FakePin& OutPin(std::size_t index = 0) { return Pin("Out" + std::to_string(index + 1)); }
 
     STDMETHODIMP EnumPins(IEnumPins** out) override {
         return Enumerate<IPin>("EnumPins", out, m_pins);
@@ -160,26 +146,18 @@ public:
     STDMETHODIMP QueryFilterInfo(FILTER_INFO* info) override;
     STDMETHODIMP JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override;
     FAKE_GIVE(GetClassID, CLSID, clsid)
-    FAKE_UNEXPECTED(QueryVendorInfo, LPWSTR*)
-    FAKE_UNEXPECTED(FindPin, LPCWSTR, IPin**)
-    FAKE_UNEXPECTED_EACH((), Stop, Pause)
-    FAKE_UNEXPECTED(Run, REFERENCE_TIME)
-    FAKE_UNEXPECTED(GetState, DWORD, FILTER_STATE*)
-    FAKE_UNEXPECTED(SetSyncSource, IReferenceClock*)
-    FAKE_UNEXPECTED(GetSyncSource, IReferenceClock**)
+    FAKE_UNEXPECTED(QueryVendorInfo(LPWSTR*), FindPin(LPCWSTR, IPin**), Stop(), Pause(),
+                    Run(REFERENCE_TIME), GetState(DWORD, FILTER_STATE*),
+                    SetSyncSource(IReferenceClock*), GetSyncSource(IReferenceClock**))
 
 private:
-    FakePin& PinOf(PIN_DIRECTION wanted, std::size_t index);
-
     std::deque<FakePin> m_pins;
     IFilterGraph* m_graph = nullptr; ///< not referenced, as the rules are
     std::wstring m_graphName;
 };
 
 /// A filter with one reference for the caller.
-inline ComPtr<FakeFilter> MakeFilter(std::string name, const PinSpecs& pins) {
-    return Adopt(new FakeFilter(std::move(name), pins));
-}
+ComPtr<FakeFilter> MakeFilter(std::string name, const PinSpecs& pins, GUID clsid = GUID_NULL);
 
 /// Connects without any call that is journalled or may fail, with the type that both agree on
 /// (the output's first when they do not).

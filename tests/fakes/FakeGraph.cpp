@@ -1,36 +1,20 @@
 #include "fakes/FakeGraph.h"
 
-#include <algorithm>
-#include <cstring>
-#include <cwchar>
+#include <set>
 
 namespace fakes {
 
-namespace {
-
-const char* KindName(const FakePin& pin) {
-    const GUID major = pin.types.empty() ? GUID_NULL : pin.types.front().major;
-    return major == MEDIATYPE_Video   ? "Video"
-           : major == MEDIATYPE_Audio ? "Audio"
-           : major == MEDIATYPE_Text  ? "Text"
-                                      : "Any";
-}
-
-bool IsRenderer(FakeFilter& filter) {
-    return filter.PinCount() != 0 && std::all_of(filter.Pins().begin(), filter.Pins().end(),
-                                                 [](const FakePin& pin) { return pin.IsInput(); });
-}
-
-} // namespace
-
 FakeGraph::~FakeGraph() {
-    const Silence silence;
     while (!config.Cached().empty()) {
         config.Withdraw(config.Cached().back());
     }
     while (!m_filters.empty()) {
         Leave(m_filters.front());
     }
+}
+
+ComPtr<FakeGraph> MakeGraph() {
+    return Adopt(new FakeGraph);
 }
 
 FakeFilter& FakeGraph::Add(std::string name, const PinSpecs& pins) {
@@ -44,9 +28,7 @@ void FakeGraph::Add(IBaseFilter* filter, const wchar_t* name) {
     const std::wstring wanted = name != nullptr ? name : L"";
     std::wstring unique = wanted;
     while (unique.empty() || IsNamed(unique)) {
-        wchar_t number[16];
-        swprintf(number, std::size(number), L" %04u", m_nextName++);
-        unique = wanted + number;
+        unique = wanted + L" " + std::to_wstring(m_nextName++);
     }
     m_names[filter] = unique;
     m_filters.insert(m_filters.begin(), HandOut(filter));
@@ -55,47 +37,41 @@ void FakeGraph::Add(IBaseFilter* filter, const wchar_t* name) {
 }
 
 void FakeGraph::Leave(IBaseFilter* filter) {
-    if (m_names.erase(filter) == 0) {
-        return;
-    }
+    const Silence silence;
+    m_names.erase(filter);
     std::erase(m_filters, filter);
     ++m_version;
     if (auto* const fake = AsFake<FakeFilter>(filter); fake != nullptr) {
-        for (FakePin& pin : fake->Pins()) {
-            Part(pin);
-        }
+        std::for_each(fake->Pins().begin(), fake->Pins().end(), &Part);
     }
     filter->JoinFilterGraph(nullptr, nullptr);
     filter->Release();
 }
 
 FakeFilter* FakeGraph::Find(std::string_view name) const {
-    for (IBaseFilter* filter : m_filters) {
-        if (NameOf(filter) == name) {
-            return AsFake<FakeFilter>(filter);
-        }
-    }
-    return nullptr;
+    const auto found = std::find_if(m_filters.begin(), m_filters.end(),
+                                    [&](IBaseFilter* each) { return NameOf(each) == name; });
+    return found != m_filters.end() ? AsFake<FakeFilter>(*found) : nullptr;
 }
 
-std::vector<std::string> FakeGraph::FilterNames() const {
-    std::vector<std::string> names;
+Lines FakeGraph::FilterNames() const {
+    Lines names;
     std::transform(m_filters.begin(), m_filters.end(), std::back_inserter(names), &NameOf);
     return names;
 }
 
-std::vector<std::string> FakeGraph::Connections() const {
-    std::vector<std::string> texts;
+Lines FakeGraph::Connections() const {
+    std::set<std::string> texts;
     for (IBaseFilter* filter : m_filters) {
-        auto* const fake = AsFake<FakeFilter>(filter);
-        for (std::size_t i = 0; fake != nullptr && i < fake->PinCount(); ++i) {
-            if (const FakePin& pin = fake->Pin(i); !pin.IsInput() && pin.IsConnected()) {
-                texts.push_back(pin.Name() + " -> " + NameOf(pin.Peer()));
+        if (auto* const fake = AsFake<FakeFilter>(filter); fake != nullptr) {
+            for (const FakePin& pin : fake->Pins()) {
+                if (!pin.IsInput() && pin.IsConnected()) {
+                    texts.insert(pin.Name() + " -> " + NameOf(pin.Peer()));
+                }
             }
         }
     }
-    std::sort(texts.begin(), texts.end());
-    return texts;
+    return {texts.begin(), texts.end()};
 }
 
 bool FakeGraph::IsNamed(const std::wstring& name) const {
@@ -104,7 +80,8 @@ bool FakeGraph::IsNamed(const std::wstring& name) const {
 }
 
 bool FakeGraph::CanJoin(FakePin& out, FakePin& in) const {
-    return canConnect ? canConnect(out, in) : FakePin::Agree(out, in).has_value();
+    return !out.IsInput() && in.IsInput() &&
+           (canConnect ? canConnect(out, in) : FakePin::Agree(out, in).has_value());
 }
 
 bool FakeGraph::JoinThrough(FakePin& out, FakeFilter& middle, FakePin& in) {
@@ -115,20 +92,14 @@ bool FakeGraph::JoinThrough(FakePin& out, FakeFilter& middle, FakePin& in) {
     if (middleIn == nullptr || middleOut == nullptr || FAILED(out.Connect(middleIn, nullptr))) {
         return false;
     }
-    if (FAILED(middleOut->Connect(&in, nullptr))) {
+    const bool joined = SUCCEEDED(middleOut->Connect(&in, nullptr));
+    if (!joined) {
         Part(out);
-        return false;
     }
-    return true;
+    return joined;
 }
 
 HRESULT FakeGraph::ConnectPins(FakePin& out, FakePin& in) {
-    if (out.IsInput() || !in.IsInput()) {
-        return VFW_E_INVALID_DIRECTION;
-    }
-    if (out.IsConnected() || in.IsConnected()) {
-        return VFW_E_ALREADY_CONNECTED;
-    }
     if (CanJoin(out, in) && SUCCEEDED(out.Connect(&in, nullptr))) {
         return S_OK;
     }
@@ -139,38 +110,41 @@ HRESULT FakeGraph::ConnectPins(FakePin& out, FakePin& in) {
     }
     for (IBaseFilter* candidate : middles) {
         auto* const middle = AsFake<FakeFilter>(candidate);
-        if (middle == nullptr || middle == &out.Filter() || middle == &in.Filter() ||
-            !JoinThrough(out, *middle, in)) {
-            continue;
+        if (middle != nullptr && JoinThrough(out, *middle, in)) {
+            if (!Contains(middle)) {
+                Add(middle, Widen(middle->Name()).c_str());
+                config.Withdraw(middle);
+                std::erase_if(transforms, [&](auto& one) { return one.Get() == middle; });
+            }
+            return S_OK;
         }
-        if (!Contains(candidate)) {
-            Add(candidate, Widen(middle->Name()).c_str());
-            config.Withdraw(candidate);
-            std::erase_if(transforms, [&](auto& one) { return one.Get() == middle; });
-        }
-        return S_OK;
     }
     return VFW_E_CANNOT_CONNECT;
 }
 
 HRESULT FakeGraph::RenderPin(FakePin& out) {
-    if (out.IsInput()) {
-        return VFW_E_INVALID_DIRECTION;
-    }
-    if (out.IsConnected()) {
+    if (out.IsInput() || out.IsConnected()) {
         return VFW_E_ALREADY_CONNECTED;
     }
-    for (IBaseFilter* member : std::vector<IBaseFilter*>(m_filters)) {
+    for (IBaseFilter* member : std::vector(m_filters)) {
         auto* const filter = AsFake<FakeFilter>(member);
-        FakePin* const in = filter != nullptr && IsRenderer(*filter)
-                                ? filter->FreePin(PINDIR_INPUT, [](FakePin&) { return true; })
-                                : nullptr;
+        const auto any = [](FakePin&) { return true; };
+        const bool renders =
+            filter != nullptr && std::all_of(filter->Pins().begin(), filter->Pins().end(),
+                                             std::mem_fn(&FakePin::IsInput));
+        FakePin* const in = renders ? filter->FreePin(PINDIR_INPUT, any) : nullptr;
         if (in != nullptr && SUCCEEDED(ConnectPins(out, *in))) {
             return S_OK;
         }
     }
-    const std::string name = KindName(out) + ("Renderer" + std::to_string(m_nextRenderer++));
-    return out.Connect(&Add(name, {{PINDIR_INPUT, out.types}}).InPin(), nullptr);
+    const GUID major = out.types.empty() ? GUID_NULL : out.types.front().major;
+    const std::string kind = major == MEDIATYPE_Video   ? "Video"
+                             : major == MEDIATYPE_Audio ? "Audio"
+                             : major == MEDIATYPE_Text  ? "Text"
+                                                        : "Any";
+    FakeFilter& renderer =
+        Add(kind + "Renderer" + std::to_string(m_nextRenderer++), {{PINDIR_INPUT, out.types}});
+    return out.Connect(&renderer.InPin(), nullptr);
 }
 
 HRESULT FakeGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
@@ -186,9 +160,11 @@ HRESULT FakeGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
 
 HRESULT FakeGraph::RemoveFilter(IBaseFilter* filter) {
     return Call("RemoveFilter", std::tie(filter), [&] {
-        const HRESULT result = Contains(filter) ? S_OK : VFW_E_NOT_FOUND;
+        if (!Contains(filter)) {
+            return VFW_E_NOT_FOUND;
+        }
         Leave(filter);
-        return result;
+        return S_OK;
     });
 }
 
@@ -235,11 +211,9 @@ bool ConfigFacet::IsCached(IBaseFilter* filter) const {
 }
 
 ComPtr<IBaseFilter> ConfigFacet::Withdraw(IBaseFilter* filter) {
-    if (std::erase(m_cache, filter) == 0) {
-        return nullptr;
-    }
-    ++m_version;
-    return Adopt(filter);
+    const bool cached = std::erase(m_cache, filter) != 0;
+    m_version += cached ? 1 : 0;
+    return cached ? Adopt(filter) : nullptr;
 }
 
 HRESULT ConfigFacet::AddFilterToCache(IBaseFilter* filter) {
@@ -253,23 +227,13 @@ HRESULT ConfigFacet::AddFilterToCache(IBaseFilter* filter) {
     });
 }
 
-HRESULT ConfigFacet::EnumCacheFilter(IEnumFilters** out) {
-    return Enumerate<IBaseFilter>("EnumCacheFilter", out, m_cache, m_version);
-}
-
 HRESULT ConfigFacet::RemoveFilterFromCache(IBaseFilter* filter) {
     return Call("RemoveFilterFromCache", std::tie(filter), [&] {
-        ComPtr<IBaseFilter> taken = Withdraw(filter);
-        if (!taken) {
-            return S_FALSE;
+        const ComPtr<IBaseFilter> taken = Withdraw(filter);
+        for (int i = -1; taken && i < removeRefDelta; ++i) {
+            filter->AddRef(); // the first instead of the cache's, which is the caller's now
         }
-        for (int i = 0; i < removeRefDelta; ++i) {
-            filter->AddRef();
-        }
-        if (removeRefDelta >= 0) {
-            taken.Detach(); // its reference is the caller's now
-        }
-        return S_OK;
+        return taken ? S_OK : S_FALSE;
     });
 }
 
@@ -292,12 +256,8 @@ HRESULT SeekingFacet::GetDuration(LONGLONG* out) {
 HRESULT SeekingFacet::SetPositions(LONGLONG* newCurrent, DWORD currentFlags, LONGLONG* newStop,
                                    DWORD stopFlags) {
     return Call("SetPositions", std::tie(newCurrent, currentFlags, newStop, stopFlags), [&] {
-        if ((currentFlags & AM_SEEKING_PositioningBitsMask) != 0) {
-            current = *newCurrent;
-        }
-        if ((stopFlags & AM_SEEKING_PositioningBitsMask) != 0) {
-            stop = *newStop;
-        }
+        current = (currentFlags & AM_SEEKING_PositioningBitsMask) != 0 ? *newCurrent : current;
+        stop = (stopFlags & AM_SEEKING_PositioningBitsMask) != 0 ? *newStop : stop;
     });
 }
 
@@ -323,10 +283,7 @@ HRESULT EventsFacet::GetEvent(long* code, LONG_PTR* param1, LONG_PTR* param2, lo
             }
             SetEvent(m_handle); // one came in between
         }
-        const Event& event = m_events[m_popped % m_events.size()];
-        *code = event.code;
-        *param1 = event.param1;
-        *param2 = event.param2;
+        std::tie(*code, *param1, *param2) = m_events[m_popped % m_events.size()];
         ++m_popped;
         ++m_unfreed;
         return S_OK;
@@ -343,9 +300,7 @@ HRESULT VideoFacet::GetCurrentImage(long* size, long* dib) {
         if (dib != nullptr && given < *size) {
             return E_OUTOFMEMORY;
         }
-        if (dib != nullptr) {
-            std::memcpy(dib, image.data(), image.size());
-        }
+        std::memcpy(dib, image.data(), dib != nullptr ? image.size() : 0);
         return S_OK;
     });
 }

@@ -2,33 +2,18 @@
 
 namespace fakes {
 
-namespace {
-
 /// By this a fake tells that it is one; answered without a reference.
-constexpr GUID kIidFake = {
+static constexpr GUID kIidFake = {
     0x6f1d9c3e, 0x52b7, 0x4e0a, {0x9b, 0x64, 0x1c, 0x3a, 0x7d, 0x25, 0xe8, 0x90}};
-
-} // namespace
 
 Ledger& Ledger::Get() {
     static Ledger ledger;
     return ledger;
 }
 
-Ledger::Mark Ledger::Add(FakeObject& object) {
+Lines Ledger::Alive(Mark since) {
     const std::lock_guard lock(m_mutex);
-    m_alive[++m_serial] = &object;
-    return m_serial;
-}
-
-void Ledger::Remove(Mark serial) {
-    const std::lock_guard lock(m_mutex);
-    m_alive.erase(serial);
-}
-
-std::vector<std::string> Ledger::Alive(Mark since) {
-    const std::lock_guard lock(m_mutex);
-    std::vector<std::string> texts;
+    Lines texts;
     for (auto entry = m_alive.upper_bound(since); entry != m_alive.end(); ++entry) {
         texts.push_back(entry->second->Describe());
     }
@@ -39,51 +24,49 @@ void Ledger::ExpectLeak(FakeObject& object, ULONG references) {
     m_expected.insert(m_expected.end(), references, {&object, object.m_serial, object.Name()});
 }
 
-std::vector<std::string> Ledger::Settle(Mark since) {
+Lines Ledger::Settle(Mark since) {
     const std::lock_guard lock(m_mutex);
     const Silence silence;
-    std::vector<std::string> problems;
+    Lines missing;
     for (const Expected& expected : std::exchange(m_expected, {})) {
         if (m_alive.contains(expected.serial) && expected.object->Refs() > 0) {
             expected.object->DropReference();
         } else {
-            problems.push_back(expected.name + ": an expected leak less");
+            missing.push_back(expected.name + ": an expected leak less");
         }
     }
-    const std::vector<std::string> alive = Alive(since);
-    problems.insert(problems.end(), alive.begin(), alive.end());
+    Lines problems = Alive(since);
+    problems.insert(problems.end(), missing.begin(), missing.end());
     m_alive.erase(m_alive.upper_bound(since), m_alive.end());
     return problems;
 }
 
 FakeObject::FakeObject(std::string name, FakeObject* owner)
-    : m_name(std::move(name)), m_owner(owner), m_refs(owner == nullptr ? 1 : 0),
-      m_serial(owner == nullptr ? Ledger::Get().Add(*this) : owner->m_serial) {
+    : m_name(std::move(name)), m_owner(owner), m_refs(owner == nullptr ? 1 : 0) {
+    Ledger& ledger = Ledger::Get();
+    const std::lock_guard lock(ledger.m_mutex);
     if (owner != nullptr) {
         owner->m_parts.push_back(this);
+        m_serial = owner->m_serial;
+    } else {
+        m_serial = ++ledger.m_serial;
+        ledger.m_alive[m_serial] = this;
     }
 }
 
 FakeObject::~FakeObject() {
-    if (m_owner == nullptr) {
-        Ledger::Get().Remove(m_serial);
-    }
-}
-
-ULONG FakeObject::OwnRefs() const {
-    ULONG references = m_refs;
-    for (const FakeObject* part : m_parts) {
-        references -= part->m_refs;
-    }
-    return references;
+    const std::lock_guard lock(Ledger::Get().m_mutex);
+    Ledger::Get().m_alive.erase(m_owner == nullptr ? m_serial : 0);
 }
 
 std::string FakeObject::Describe() const {
-    std::string text = m_name + ": " + std::to_string(OwnRefs()) + " references";
+    ULONG own = m_refs;
+    std::string parts;
     for (const FakeObject* part : m_parts) {
-        text += part->m_refs != 0 ? ", " + part->Describe() : "";
+        own -= part->m_refs;
+        parts += part->m_refs != 0 ? ", " + part->Describe() : "";
     }
-    return text;
+    return m_name + ": " + std::to_string(own) + " references" + parts;
 }
 
 IUnknown* FakeObject::FindFurther(REFIID iid) {
@@ -101,9 +84,6 @@ IUnknown* FakeObject::FindFurther(REFIID iid) {
 }
 
 HRESULT FakeObject::Query(REFIID iid, void** out) {
-    if (out == nullptr) {
-        return E_POINTER;
-    }
     *out = iid == kIidFake ? this : nullptr;
     if (*out != nullptr) {
         return S_OK;
@@ -121,10 +101,7 @@ HRESULT FakeObject::Query(REFIID iid, void** out) {
 
 void FakeObject::Journalise(const char* method) const {
     if ((Journal::Get().Kinds() & kRefCall) != 0) {
-        Line line;
-        line.Text(m_name);
-        line.Text(method);
-        Journal::Get().Append(line.View());
+        Journal::Get().Append(m_name + method);
     }
 }
 
@@ -158,21 +135,18 @@ HRESULT FakeObject::Unexpected(const char* method) {
 
 FakeObject* AsFake(IUnknown* object) {
     void* fake = nullptr;
-    if (object == nullptr || FAILED(object->QueryInterface(kIidFake, &fake))) {
-        return nullptr;
-    }
-    return static_cast<FakeObject*>(fake);
+    const bool found = object != nullptr && SUCCEEDED(object->QueryInterface(kIidFake, &fake));
+    return found ? static_cast<FakeObject*>(fake) : nullptr;
 }
 
-std::string NameOf(IUnknown* object) {
-    Line line;
-    line.Write(object);
-    return std::string(line.View());
+const std::string& NameOf(IUnknown* object) {
+    static const std::string null = "null", foreign = "foreign";
+    const FakeObject* const fake = AsFake(object);
+    return fake != nullptr ? fake->Name() : object != nullptr ? foreign : null;
 }
 
 void Line::Write(IUnknown* object) {
-    const FakeObject* const fake = AsFake(object);
-    Text(fake != nullptr ? fake->Name() : object != nullptr ? "foreign" : "null");
+    Write(NameOf(object));
 }
 
 } // namespace fakes

@@ -5,14 +5,9 @@
 #include <dshow.h>
 #include <wrl/client.h>
 
-#include <atomic>
-#include <cstdint>
+#include <algorithm>
 #include <cstring>
-#include <map>
 #include <mutex>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "fakes/Journal.h"
 
@@ -40,16 +35,14 @@ inline constexpr unsigned kUnchanged = 0;
 
 /// An order of GUIDs, for maps.
 struct GuidLess {
-    bool operator()(const GUID& a, const GUID& b) const {
-        return std::memcmp(&a, &b, sizeof a) < 0;
-    }
+    bool operator()(const GUID& a, const GUID& b) const { return std::memcmp(&a, &b, 16) < 0; }
 };
 
 /// Every fake that is alive and not part of another, so that a test can tell what was not
 /// released.
 class Ledger {
 public:
-    using Mark = std::uint64_t;
+    using Mark = unsigned long long;
 
     static Ledger& Get();
 
@@ -57,14 +50,14 @@ public:
     Mark Now() const { return m_serial; }
 
     /// One text for each object that is alive, with its reference counts.
-    std::vector<std::string> Alive(Mark since = 0);
+    Lines Alive(Mark since = 0);
 
     /// `object` is expected to keep `references` that nobody owns when the test ends;
     /// they are released then. A reference that is not there is a failure.
     void ExpectLeak(FakeObject& object, ULONG references = 1);
 
     /// Releases the expected leaks, then lists and forgets what is still alive.
-    std::vector<std::string> Settle(Mark since = 0);
+    Lines Settle(Mark since = 0);
 
 private:
     friend class FakeObject;
@@ -73,9 +66,6 @@ private:
         Mark serial; ///< of the object whose life it shares
         std::string name;
     };
-
-    Mark Add(FakeObject& object);
-    void Remove(Mark serial);
 
     std::recursive_mutex m_mutex;
     std::map<Mark, FakeObject*> m_alive;
@@ -88,8 +78,6 @@ class FakeObject {
 public:
     const std::string& Name() const { return m_name; }
     ULONG Refs() const { return m_refs; }
-    /// References other than those of its parts.
-    ULONG OwnRefs() const;
 
     /// Answers to be given instead of the methods' own.
     ResultTable results;
@@ -118,19 +106,12 @@ public:
     HRESULT Call(const char* method, const std::tuple<Args...>& args, Act&& act) {
         return Invoke(m_name, results, kCall, method, args, act);
     }
-    HRESULT Unexpected(const char* method);
-
-    // Calls that only succeed, hand out a value, or keep their argument.
+    /// A call that only succeeds.
     template <class... Args> HRESULT Note(const char* method, const Args&... args) {
         return Call(method, std::tie(args...), [] {});
     }
-    template <class Value> HRESULT Give(const char* method, Value* out, const Value& value) {
-        return Call(method, [&] { *out = value; });
-    }
-    template <class Member, class Value>
-    HRESULT Keep(const char* method, Member& member, const Value& value) {
-        return Call(method, std::tie(value), [&] { member = value; });
-    }
+    HRESULT Unexpected(const char* method);
+
     /// An enumerator over `list` by HandOut; see FakeEnum.
     template <class Item, class Enum, class List>
     HRESULT Enumerate(const char* method, Enum** out, List& list,
@@ -167,7 +148,7 @@ template <class T> T* AsFake(IUnknown* object) {
     return dynamic_cast<T*>(AsFake(object));
 }
 /// Its name, "null", or "foreign".
-std::string NameOf(IUnknown* object);
+const std::string& NameOf(IUnknown* object);
 
 /// A fake that implements interface I, and perhaps others.
 template <class I> class FakeCom : public FakeObject, public I {
@@ -185,24 +166,14 @@ template <class I, class... Bases> class FakeOf : public FakeCom<I> {
 public:
     using FakeCom<I>::FakeCom;
     IUnknown* FindInterface(REFIID iid) override {
-        const bool own =
-            iid == IID_IUnknown || iid == __uuidof(I) || (... || (iid == __uuidof(Bases)));
-        return own ? this : this->FindFurther(iid);
+        const IID own[] = {IID_IUnknown, __uuidof(I), __uuidof(Bases)...};
+        const bool known = std::find(std::begin(own), std::end(own), iid) != std::end(own);
+        return known ? this : this->FindFurther(iid);
     }
 };
 
-// A method that no test expects to be called, and several of the same arguments:
-//     FAKE_UNEXPECTED(SetRate, double)
-//     FAKE_UNEXPECTED_EACH((long*), get_Left, get_Top)
-#define FAKE_UNEXPECTED(method, ...) FAKE_UNEXPECTED_WITH((__VA_ARGS__), method)
-#define FAKE_UNEXPECTED_WITH(arguments, method)                                                    \
-    STDMETHODIMP method arguments override {                                                       \
-        return this->Unexpected(#method);                                                          \
-    }
-#define FAKE_UNEXPECTED_EACH(arguments, ...) FAKE_EACH(FAKE_UNEXPECTED_WITH, arguments, __VA_ARGS__)
-
-// macro(context, item) for each item, some twenty at most.
-#define FAKE_EACH(...) FAKE_SCAN(FAKE_SCAN(FAKE_SCAN(FAKE_STEP(__VA_ARGS__))))
+// macro(context, item) for each item, some thirty at most.
+#define FAKE_EACH(...) FAKE_SCAN(FAKE_SCAN(FAKE_SCAN(FAKE_SCAN(FAKE_STEP(__VA_ARGS__)))))
 #define FAKE_SCAN(...) FAKE_SCAN_1(FAKE_SCAN_1(FAKE_SCAN_1(FAKE_SCAN_1(__VA_ARGS__))))
 #define FAKE_SCAN_1(...) FAKE_SCAN_2(FAKE_SCAN_2(__VA_ARGS__))
 #define FAKE_SCAN_2(...) __VA_ARGS__
@@ -211,19 +182,26 @@ public:
 #define FAKE_NEXT() FAKE_STEP
 #define FAKE_PARENS ()
 
+// Methods that no test expects to be called: FAKE_UNEXPECTED(SetRate(double), GetRate(double*))
+#define FAKE_UNEXPECTED(...) FAKE_EACH(FAKE_UNEXPECTED_METHOD, , __VA_ARGS__)
+#define FAKE_UNEXPECTED_METHOD(context, method)                                                    \
+    STDMETHODIMP method override {                                                                 \
+        return this->Unexpected(#method);                                                          \
+    }
+
 // Methods that only succeed, keep their argument, or hand out a value.
-#define FAKE_NOTE(type, method)                                                                    \
+#define FAKE_NOTE(type, ...) FAKE_EACH(FAKE_NOTE_METHOD, type, __VA_ARGS__)
+#define FAKE_NOTE_METHOD(type, method)                                                             \
     STDMETHODIMP method(type value) override {                                                     \
         return this->Note(#method, value);                                                         \
     }
-#define FAKE_NOTE_EACH(type, ...) FAKE_EACH(FAKE_NOTE, type, __VA_ARGS__)
 #define FAKE_KEEP(method, type, member)                                                            \
     STDMETHODIMP method(type value) override {                                                     \
-        return this->Keep(#method, member, value);                                                 \
+        return this->Call(#method, std::tie(value), [&] { member = value; });                      \
     }
 #define FAKE_GIVE(method, type, value)                                                             \
     STDMETHODIMP method(type* out) override {                                                      \
-        return this->template Give<type>(#method, out, value);                                     \
+        return this->Call(#method, [&] { *out = value; });                                         \
     }
 
 /// One interface of a fake that has several, with its own answers and reference count.
@@ -245,10 +223,9 @@ public:
 template <class I, const IID& id> class DispatchFacet : public Facet<I, id> {
 public:
     using Facet<I, id>::Facet;
-    FAKE_UNEXPECTED(GetTypeInfoCount, UINT*)
-    FAKE_UNEXPECTED(GetTypeInfo, UINT, LCID, ITypeInfo**)
-    FAKE_UNEXPECTED(GetIDsOfNames, REFIID, LPOLESTR*, UINT, LCID, DISPID*)
-    FAKE_UNEXPECTED(Invoke, DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*)
+    FAKE_UNEXPECTED(GetTypeInfoCount(UINT*), GetTypeInfo(UINT, LCID, ITypeInfo**),
+                    GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*),
+                    Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*))
 };
 
 /// An enumerator over `list`, whose items HandOut gives with a reference or in memory for the
@@ -268,9 +245,6 @@ public:
     STDMETHODIMP Next(ULONG wanted, Item** items, ULONG* fetched) override {
         ULONG count = 0;
         const HRESULT result = EnumCall("Next", [&]() -> HRESULT {
-            if (items == nullptr || (wanted != 1 && fetched == nullptr)) {
-                return E_POINTER;
-            }
             if (m_version != m_seen) {
                 return VFW_E_ENUM_OUT_OF_SYNC;
             }
@@ -285,13 +259,9 @@ public:
         return result;
     }
     STDMETHODIMP Reset() override {
-        return EnumCall("Reset", [&] {
-            m_next = 0;
-            m_seen = m_version;
-        });
+        return EnumCall("Reset", [&] { std::tie(m_next, m_seen) = std::tuple(0, m_version); });
     }
-    FAKE_UNEXPECTED(Skip, ULONG)
-    FAKE_UNEXPECTED(Clone, Enum**)
+    FAKE_UNEXPECTED(Skip(ULONG), Clone(Enum**))
 
 private:
     template <class Act> HRESULT EnumCall(const char* method, Act&& act) {

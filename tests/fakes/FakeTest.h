@@ -1,18 +1,8 @@
 #pragma once
 
-#include <windows.h>
-
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <initializer_list>
-#include <string>
-
 #include "fakes/FakeClass.h"
-#include "fakes/FakeFilter.h"
-#include "fakes/FakeGraph.h"
-#include "fakes/FakeObject.h"
-#include "fakes/Journal.h"
 #include "fakes/LogCapture.h"
 
 namespace fakes {

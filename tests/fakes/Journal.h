@@ -5,14 +5,12 @@
 #include <unknwn.h>
 
 #include <atomic>
+#include <charconv>
 #include <concepts>
-#include <initializer_list>
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <tuple>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -34,22 +32,22 @@ bool Matches(std::string_view text, std::string_view pattern);
 std::wstring Widen(std::string_view text);
 std::string Narrow(std::wstring_view text);
 
-/// One line of the journal, written without allocating: a suspended or terminated event
-/// thread must not take the heap's lock or the journal's with it.
+/// One line of the journal. Numbers, identifiers and names of fakes are written without
+/// allocating: a suspended or terminated event thread must not take the heap's lock or the
+/// journal's with it.
 class Line {
 public:
-    void Text(std::string_view text);
-    void Number(long long number);
     std::string_view View() const { return {m_text, m_size}; }
 
-    void Write(std::string_view text) { Text(text); }
-    void Write(const wchar_t* text);
-    void Write(const LONGLONG* number);
+    void Write(std::string_view text);
+    void Write(const wchar_t* text) { Write(text != nullptr ? Narrow(text) : "null"); }
+    void Write(const LONGLONG* number) { number != nullptr ? Write(*number) : Write("null"); }
     void Write(IUnknown* object); ///< the fake's name, "null", or "foreign"
     void Write(const GUID& guid);
-    template <class T>
-    requires(std::integral<T> || std::is_enum_v<T>) void Write(T number) {
-        Number(static_cast<long long>(number));
+    template <std::integral T> void Write(T number) {
+        char digits[24];
+        const auto end = std::to_chars(digits, std::end(digits), static_cast<LONGLONG>(number));
+        Write(std::string_view(digits, end.ptr));
     }
 
 private:
@@ -74,9 +72,9 @@ public:
     /// for nobody.
     void SetListener(void (*listener)(std::string_view line)) { m_listener = listener; }
 
-    std::vector<std::string> Lines() const;
-    std::vector<std::string> Take(); ///< the lines, then clears
-    std::vector<std::string> Matching(std::string_view pattern) const;
+    fakes::Lines Lines() const;
+    fakes::Lines Take(); ///< the lines, then clears
+    fakes::Lines Matching(std::string_view pattern) const;
     std::size_t Count(std::string_view pattern) const { return Matching(pattern).size(); }
 
     /// True when lines that match the patterns appear in this order, others between allowed.
@@ -109,65 +107,63 @@ inline Answer Skip(HRESULT result) {
     return {result, false};
 }
 
+/// One answer for always, or a list of answers for one call each.
+struct Answers {
+    Answers() = default;
+    Answers(Answer answer) : list{answer}, always(true) {}
+    Answers(HRESULT result) : Answers(Answer(result)) {}
+    Answers(std::initializer_list<HRESULT> results) : list(results.begin(), results.end()) {}
+    std::vector<Answer> list;
+    bool always = false;
+};
+
 /// Answers by method name.
 ///     filter.results["EnumPins"] = E_FAIL;              always, without doing anything
 ///     graph.results["Connect"] = VFW_S_PARTIAL_RENDER;  a success code: does it as well
 ///     pin.results["ConnectedTo"] = Skip(S_OK);          success that does nothing
 ///     pin.results["ConnectedTo"] = Do(E_FAIL);          does it and reports failure
 ///     graph.results["Connect"] = {E_FAIL, S_OK};        one call each, then its own results
-class ResultTable {
-public:
-    struct Entry {
-        void operator=(Answer answer);
-        void operator=(std::initializer_list<HRESULT> results);
-        std::vector<Answer> answers;
-        bool always = false;
-    };
-
-    Entry& operator[](const std::string& method) { return m_entries[method]; }
-    void Clear() { m_entries.clear(); }
-    bool Empty() const { return m_entries.empty(); }
-
+struct ResultTable : std::map<std::string, Answers, std::less<>> {
+    void Clear() { clear(); }
     /// The answer for this call, if one is set.
     std::optional<Answer> Take(std::string_view method);
-
-private:
-    std::map<std::string, Entry, std::less<>> m_entries;
 };
 
 /// Silences the journal and the fault plan on this thread: around COM calls by which a test
 /// sets things up. The fakes use it for what they call on each other.
 class Silence {
 public:
-    Silence();
-    ~Silence();
+    Silence() { TlsSetValue(s_slot, this); }
     Silence(const Silence&) = delete;
+    ~Silence() { TlsSetValue(s_slot, m_outer); }
 
     /// No other was on this thread when this one was made.
-    bool Outermost() const { return m_depth == 0; }
+    bool Outermost() const { return m_outer == nullptr; }
 
 private:
-    const std::size_t m_depth;
+    static inline const DWORD s_slot = TlsAlloc(); ///< thread_local may allocate
+    void* const m_outer = TlsGetValue(s_slot);
 };
 
 /// While it lives, the n-th call (from 1) on any fake answers `result` and does nothing.
 /// With n 0 it counts only.
 class FaultPlan {
 public:
-    explicit FaultPlan(std::size_t n, HRESULT result = E_FAIL);
-    ~FaultPlan();
+    explicit FaultPlan(std::size_t n, HRESULT result = E_FAIL) : m_n(n), m_result(result) {
+        s_current = this;
+    }
+    ~FaultPlan() { s_current = nullptr; }
 
     std::size_t Calls() const { return m_calls; }
-    bool Hit() const { return m_calls >= m_n; }
     /// The call that was made to fail.
     std::string Where() const { return std::string(m_where.View()); }
 
-    static FaultPlan* Current() { return s_current.load(std::memory_order_acquire); }
+    static FaultPlan* Current() { return s_current; }
     /// The result for this call when it is the one to fail, else S_OK.
     HRESULT Strike(const Line& line);
 
 private:
-    static std::atomic<FaultPlan*> s_current;
+    static inline std::atomic<FaultPlan*> s_current{nullptr};
 
     const std::size_t m_n;
     const HRESULT m_result;
@@ -190,31 +186,23 @@ HRESULT Invoke(std::string_view object, ResultTable& results, CallKind kind, con
             return act();
         }
     };
-    if ((Journal::Get().Kinds() & kind) == 0 && !FaultPlan::Current() && results.Empty()) {
+    if ((Journal::Get().Kinds() & kind) == 0 && !FaultPlan::Current() && results.empty()) {
         return run();
     }
     const Silence silence;
     if (silence.Outermost()) {
         Line line;
-        line.Text(object);
-        line.Text(".");
-        line.Text(method);
+        const auto write = [&](const auto&... parts) { (..., line.Write(parts)); };
         const char* separator = "(";
-        const auto write = [&](const auto& arg) {
-            line.Text(std::exchange(separator, ", "));
-            line.Write(arg);
-        };
-        std::apply([&](const auto&... each) { (..., write(each)); }, args);
-        line.Text(sizeof...(Args) > 0 ? ")" : "");
+        write(object, ".", method);
+        std::apply([&](auto&... arg) { (..., write(std::exchange(separator, ", "), arg)); }, args);
+        write(sizeof...(Args) > 0 ? ")" : "");
         if (const HRESULT fault = Announce(kind, line); fault != S_OK) {
             return fault;
         }
     }
     const std::optional<Answer> answer = results.Take(method);
-    if (answer && !answer->act) {
-        return answer->result;
-    }
-    const HRESULT result = run();
+    const HRESULT result = !answer || answer->act ? run() : S_OK;
     return answer ? answer->result : result;
 }
 
