@@ -26,8 +26,7 @@ bool ReadOption(const std::wstring& key, const std::wstring& value, Clip& clip) 
     static const std::map<std::wstring, int Clip::*> numbers = {{L"video", &Clip::hasVideo},
                                                                 {L"coded", &Clip::isCoded},
                                                                 {L"live", &Clip::isLiveConnectable},
-                                                                {L"rate", &Clip::samplingRate},
-                                                                {L"startdelay", &Clip::startDelay}};
+                                                                {L"rate", &Clip::samplingRate}};
     if (const auto number = numbers.find(key); number != numbers.end()) {
         clip.*number->second = Number(value);
     } else if (key == L"fail") {

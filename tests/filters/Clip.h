@@ -22,7 +22,6 @@ struct Clip {
     std::vector<int> tones = {440}; ///< one audio pin each
     std::vector<int> streams;       ///< tones that IAMStreamSelect chooses from
     int samplingRate = 44100;
-    int startDelay = 0;        ///< milliseconds before each run's first sample
     HRESULT loadResult = S_OK; ///< what Load answers
 };
 

@@ -58,6 +58,8 @@ HRESULT SourceStream::Activate() {
     const HRESULT hr = OutputPin::Activate();
     if (SUCCEEDED(hr)) {
         const std::lock_guard lock(m_seekMutex);
+        m_isExiting = false;
+        m_thread = std::thread([this] { Work(); });
         // Zero when the filter leaves the stopped state; a pin connected while the others
         // play begins where they are.
         Start(m_segment.start + Owner().StreamTime());
@@ -70,6 +72,9 @@ void SourceStream::Deactivate() {
     m_isInterrupted = true;
     OutputPin::Deactivate();
     if (m_thread.joinable()) {
+        Await(State::Parked, State::Parked);
+        m_isExiting = true;
+        Await(State::Parked, State::Wanted);
         m_thread.join();
     }
 }
@@ -88,7 +93,7 @@ void SourceStream::Seek(LONGLONG start, LONGLONG stop) {
     if (isActive) {
         m_isInterrupted = true;
         DeliverBeginFlush();
-        m_thread.join();
+        Await(State::Parked, State::Parked);
     }
     m_segment.start = m_position = start;
     m_segment.stop = stop;
@@ -100,20 +105,32 @@ void SourceStream::Seek(LONGLONG start, LONGLONG stop) {
 }
 
 void SourceStream::Start(LONGLONG from) {
-    m_isInterrupted = false;
     m_position = from;
-    m_thread = std::thread([=, this, start = m_segment.start.load(), stop = m_segment.stop.load()] {
-        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-        Play(start, stop, UnitAt(from));
-        CoUninitialize();
-    });
+    m_isInterrupted = false;
+    Await(State::Parked, State::Wanted);
+}
+
+void SourceStream::Work() {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    for (Await(State::Wanted, State::Playing); !m_isExiting;) {
+        Play(m_segment.start, m_segment.stop, UnitAt(m_position));
+        Await(State::Playing, State::Parked);
+        Await(State::Wanted, State::Playing);
+    }
+    CoUninitialize();
+    Await(State::Playing, State::Parked);
+}
+
+/// Waits until it is in a state, and then brings it to another.
+void SourceStream::Await(State state, State next) {
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [&] { return m_state == state; });
+    m_state = next;
+    m_changed.notify_all();
 }
 
 void SourceStream::Play(LONGLONG start, LONGLONG stop, LONGLONG next) {
     DeliverNewSegment(start, stop, 1);
-    for (int i = 0; i < m_clip.startDelay && !m_isInterrupted; ++i) {
-        Sleep(1);
-    }
     HRESULT hr = S_OK;
     for (bool isFirst = true; hr == S_OK && UnitTime(next) < stop; isFirst = false) {
         hr = PlaySample(start, stop, next, isFirst);

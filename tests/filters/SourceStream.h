@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <mutex>
 #include <thread>
 
@@ -109,8 +110,12 @@ private:
     }
     LONGLONG UnitsInASample() const { return IsVideo() ? 1 : m_clip.samplingRate / 20; }
 
+    /// The thread's: it plays what is wanted and parks.
+    enum class State { Parked, Wanted, Playing };
+    void Await(State state, State next);
     void Seek(LONGLONG start, LONGLONG stop);
     void Start(LONGLONG from);
+    void Work();
     void Play(LONGLONG start, LONGLONG stop, LONGLONG next);
     HRESULT PlaySample(LONGLONG origin, LONGLONG end, LONGLONG& next, bool isFirst);
     long FillSound(std::int16_t* out, LONGLONG first, LONGLONG count) const;
@@ -120,6 +125,10 @@ private:
     Segment& m_segment;
     std::mutex m_seekMutex; // a seek, a start or a stop of the thread at a time
     std::thread m_thread;
+    std::mutex m_mutex; // guards the state
+    std::condition_variable m_changed;
+    State m_state = State::Parked;
+    bool m_isExiting = false; // what is wanted is the thread's end
     std::atomic<bool> m_isInterrupted{false};
     std::atomic<LONGLONG> m_position{0}; // start of the next unit
 };

@@ -47,7 +47,7 @@ TEST(SchemeModules, MakeAGraphThatPlays) {
     ASSERT_TRUE(set.LoadSchemeByScript(kScript, 0));
     {
         CMedia media(nullptr);
-        ASSERT_EQ(media.SetMediaPath(std::string("test://320x180@25/2s?coded=1&startdelay=50")), 1);
+        ASSERT_EQ(media.SetMediaPath(std::string("test://320x180@25/2s?coded=1")), 1);
         ASSERT_EQ(media.Load(&set, 1), 1);
         // None of the entries says what it is: the filters were asked.
         ASSERT_EQ(media.GetVideoTrackNum() + media.GetAudioTrackNum(), 2U);
