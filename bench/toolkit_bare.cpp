@@ -97,37 +97,6 @@ void UnlinkedOutputs(IBaseFilter* source, std::vector<IPin*>& found) {
     }
 }
 
-IPin* FirstUnlinkedOutput(IBaseFilter* source) {
-    std::vector<IPin*> stack;
-    IPin* found = nullptr;
-    source->AddRef();
-    for (IBaseFilter* current = source; current; current = Follow(stack, nullptr)) {
-        IEnumPins* pins = nullptr;
-        if (SUCCEEDED(current->EnumPins(&pins))) {
-            IPin* pin = nullptr;
-            while (!found && pins->Next(1, &pin, nullptr) == S_OK) {
-                PIN_DIRECTION direction;
-                if (FAILED(pin->QueryDirection(&direction)) || direction != PINDIR_OUTPUT) {
-                    pin->Release();
-                } else if (IsLinked(pin)) {
-                    stack.push_back(pin);
-                } else {
-                    found = pin;
-                }
-            }
-            pins->Release();
-        }
-        current->Release();
-        if (found) {
-            break;
-        }
-    }
-    for (; !stack.empty(); stack.pop_back()) {
-        stack.back()->Release();
-    }
-    return found;
-}
-
 unsigned int LinkedVideoTracks(IBaseFilter* source) {
     std::vector<IPin*> stack;
     IPin* arriving = nullptr;
@@ -198,43 +167,6 @@ unsigned int InterfacesInGraph(IGraphBuilder* graph, const GUID& iid) {
     return count;
 }
 
-void UnlinkGraph(IGraphBuilder* graph) {
-    std::vector<IPin*> stack;
-    IEnumFilters* filters = nullptr;
-    if (FAILED(graph->EnumFilters(&filters))) {
-        return;
-    }
-    IBaseFilter* filter = nullptr;
-    while (filters->Next(1, &filter, nullptr) == S_OK) {
-        IEnumPins* pins = nullptr;
-        if (SUCCEEDED(filter->EnumPins(&pins))) {
-            IPin* pin = nullptr;
-            while (pins->Next(1, &pin, nullptr) == S_OK) {
-                PIN_DIRECTION direction;
-                if (SUCCEEDED(pin->QueryDirection(&direction)) && direction == PINDIR_INPUT &&
-                    IsLinked(pin)) {
-                    stack.push_back(pin);
-                } else {
-                    pin->Release();
-                }
-            }
-            pins->Release();
-        }
-        filter->Release();
-    }
-    filters->Release();
-    for (; !stack.empty(); stack.pop_back()) {
-        IPin* pin = stack.back();
-        IPin* peer = nullptr;
-        if (SUCCEEDED(pin->ConnectedTo(&peer)) && peer) {
-            graph->Disconnect(peer);
-            graph->Disconnect(pin);
-            peer->Release();
-        }
-        pin->Release();
-    }
-}
-
 namespace {
 
 bool Link(IGraphBuilder* graph, IPin* out, IPin* in) {
@@ -259,38 +191,14 @@ bool Link(IGraphBuilder* graph, IPin* out, IPin* in) {
 
 } // namespace
 
-unsigned int LinkRenderer(IGraphBuilder* graph, IBaseFilter* render, IBaseFilter* source) {
-    std::vector<IPin*> inputs;
-    std::vector<IPin*> outputs;
-    UnlinkedPins(render, inputs, outputs);
-    unsigned int linked = 0;
-    for (IPin* in : inputs) {
-        std::vector<IPin*> candidates;
-        UnlinkedOutputs(source, candidates);
-        for (IPin* out : candidates) {
-            if (Link(graph, out, in)) {
-                ++linked;
-                break;
-            }
-        }
-        in->Release();
-        for (IPin* out : candidates) {
-            out->Release();
-        }
-    }
-    for (IPin* out : outputs) {
-        out->Release();
-    }
-    return linked;
-}
-
 unsigned int RenderSource(IGraphBuilder* graph, IBaseFilter* source,
                           const std::vector<IBaseFilter*>& renders) {
     const auto prepare = [graph](IBaseFilter* filter) {
-        void* config = nullptr;
+        void* config = nullptr; // there is none
         graph->QueryInterface(IID_IGraphConfig, &config);
         FILTER_INFO info;
         filter->QueryFilterInfo(&info);
+        info.pGraph->Release();
     };
     std::vector<IPin*> wanted;
     std::vector<IPin*> none;

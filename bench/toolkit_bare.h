@@ -13,11 +13,8 @@ namespace bare {
 DWORD CheckFilterType(IBaseFilter* filter);
 void UnlinkedPins(IBaseFilter* filter, std::vector<IPin*>& inputs, std::vector<IPin*>& outputs);
 void UnlinkedOutputs(IBaseFilter* source, std::vector<IPin*>& found);
-IPin* FirstUnlinkedOutput(IBaseFilter* source);
 unsigned int LinkedVideoTracks(IBaseFilter* source);
 unsigned int InterfacesInGraph(IGraphBuilder* graph, const GUID& iid);
-void UnlinkGraph(IGraphBuilder* graph);
-unsigned int LinkRenderer(IGraphBuilder* graph, IBaseFilter* render, IBaseFilter* source);
 unsigned int RenderSource(IGraphBuilder* graph, IBaseFilter* source,
                           const std::vector<IBaseFilter*>& renders);
 
