@@ -152,7 +152,6 @@ TEST_F(MediaLifecycle, FactsAreThoseOfTheFileAndTheGraphAtHand) {
     } cases[] = {{-1.0F, false, false}, {0.0F, false, false}, {2.04F, false, false},
                  {2.05F, true, false},  {2.09F, true, false}, {1.89F, true, true}};
     for (const auto& [ratio, enabled, valid] : cases) {
-        SCOPED_TRACE(ratio);
         Media media(kPath, nullptr);
         media.Know({"h264"}, {});
         ymdshow::VideoInfo& record = media.m_videoInfos.front();
@@ -164,6 +163,7 @@ TEST_F(MediaLifecycle, FactsAreThoseOfTheFileAndTheGraphAtHand) {
         EXPECT_EQ(record.IsDisplayAspectRatioVaild(), valid);
         media.m_enableDisplayAspectRatio = !enabled;
         const auto load = [&](bool full) {
+            sourcePins.front() = Out(fakes::Video(640, 360, 0)); // no frame time
             sourcePins.resize(full ? 2 : 1, Out(fakes::Audio(44100)));
             configure = [full](FakeGraph& graph) {
                 graph.video.present = false;
@@ -186,6 +186,9 @@ TEST_F(MediaLifecycle, FactsAreThoseOfTheFileAndTheGraphAtHand) {
         EXPECT_EQ(log.Count("*Load MediaInfo DLL Failed"), 1U); // for the path alone
         EXPECT_EQ(media.SetMediaPath("u://b"), 1);
         EXPECT_EQ(known(media), known(Media("u://b", nullptr)));
+        media.Know({}, {"aac", "aac"});
+        load(true);
+        EXPECT_EQ(media.m_audioInfos.size(), 2U);
         log.Clear();
     }
 }
@@ -196,15 +199,16 @@ TEST_F(MediaLifecycle, WhatTheHostChoseIsAppliedAgainAndOutlivesThePath) {
     ASSERT_EQ(media.SetVolume(-10000L), 1); // counts as muted
     media.SetAmain(1);
     media.SetPlayWindow(GetDesktopWindow());
-    media.SetVideoClipRange(2, 4, 60, 80);
+    int clipHeight = 0;
     const std::pair<std::int64_t, std::int64_t> clips[] = {
         {10000000, 20000000}, {10000000, 100000000}, {0, 20000000}};
     for (const auto& [start, end] : clips) {
         ASSERT_EQ(media.TimeClip(start, end), 1);
         EXPECT_EQ(media.SetMediaPath(kPath), 1);
         EXPECT_EQ(media.GetClipEndTime(), end);
-        EXPECT_EQ(media.m_videoClipRange[3], 80);
         EXPECT_EQ(media.m_videoDisplayRange[3], 0); // that was the picture's
+        EXPECT_EQ(std::exchange(clipHeight, 80), media.m_videoClipRange[3]);
+        media.SetVideoClipRange(2, 4, 60, clipHeight);
         journal.Clear();
         ASSERT_EQ(media.Load(nullptr, 0), 1);
         EXPECT_TRUE(journal.InOrder({"seeking.SetPositions(" + std::to_string(start) + ", 1, *",
@@ -312,7 +316,8 @@ TEST_F(Player, AddsFindsAndLoadsWithItsOwnSchemes) {
     EXPECT_TRUE(log.Records().back().source.ends_with("YMMediaPlayer"));
     CMedia* const loaded = player.AddMedia(kPath, 1);
     EXPECT_EQ(loaded->IsReadyForPlay() - later->IsLoaded(), 1);
-    EXPECT_TRUE(player.LoadMedia(later));
+    Media foreign(kPath, nullptr);
+    EXPECT_TRUE(player.LoadMedia(&foreign));
     EXPECT_FALSE(log.Has("*CoderScheme Is NULL"));
     EXPECT_FALSE(player.LoadMedia(nullptr));
     graphs.FailNext(E_OUTOFMEMORY);
@@ -329,32 +334,32 @@ TEST_F(Player, RemovesByPathIndexPointerAndWhenDeleted) {
     OpenPlayer player;
     CMedia* const none = nullptr;
     const std::string path = "u://a/longer than what a string keeps in itself";
-    EXPECT_FALSE(player.RemoveMedia(path) || player.RemoveMedia(none));
+    ASSERT_FALSE(player.RemoveMedia(path) || player.RemoveMedia(none));
     const Items items = Add(player, {path, path, "u://A", "u://b", path, "u://c", "u://d"});
-    EXPECT_FALSE(player.RemoveMedia(std::string("u://")));
-    EXPECT_TRUE(player.RemoveMedia(items[0]->GetMediaPath())); // a text that dies on the way
-    EXPECT_EQ(log.Take(), Ends({path, path, path}));
-    EXPECT_FALSE(player.RemoveMedia(4U));
-    EXPECT_TRUE(player.RemoveMedia(1U));
-    EXPECT_EQ(log.Take(), Ends({"u://b"}));
-    EXPECT_EQ(player.m_medias, Items({items[2], items[5], items[6]}));
+    ASSERT_FALSE(player.RemoveMedia(std::string("u://")));
+    ASSERT_TRUE(player.RemoveMedia(items[0]->GetMediaPath())); // a text that dies on the way
+    ASSERT_EQ(log.Take(), Ends({path, path, path}));
+    ASSERT_FALSE(player.RemoveMedia(4U));
+    ASSERT_TRUE(player.RemoveMedia(1U));
+    ASSERT_EQ(log.Take(), Ends({"u://b"}));
+    ASSERT_EQ(player.m_medias, Items({items[2], items[5], items[6]}));
     // The first slot goes, whose item lives on; the item's own slot still holds its pointer.
-    EXPECT_TRUE(player.RemoveMedia(items[6]));
-    EXPECT_EQ(log.Take(), Ends({"u://d"}));
-    EXPECT_EQ(player.m_medias, Items({items[5], items[6]}));
+    ASSERT_TRUE(player.RemoveMedia(items[6]));
+    ASSERT_EQ(log.Take(), Ends({"u://d"}));
+    ASSERT_EQ(player.m_medias, Items({items[5], items[6]}));
     player.m_medias.pop_back();
     delete items[2]; // asks a player that does not list it
     CMedia* const last = Add(player, {"u://e"}).back();
     delete items[5];
-    EXPECT_EQ(player.m_medias, Items({last}));
+    ASSERT_EQ(player.m_medias, Items({last}));
     player.m_medias.push_back(last);
-    EXPECT_FALSE(player.RemoveMedia(none)); // overwrites every slot
-    EXPECT_EQ(player.m_medias, Items({nullptr, nullptr}));
+    ASSERT_FALSE(player.RemoveMedia(none)); // overwrites every slot
+    ASSERT_EQ(player.m_medias, Items({nullptr, nullptr}));
     delete last;
-    EXPECT_FALSE(player.RemoveMedia(std::string("u://e")));
-    EXPECT_TRUE(player.RemoveMedia(0U));
+    ASSERT_FALSE(player.RemoveMedia(std::string("u://e")));
+    ASSERT_TRUE(player.RemoveMedia(0U));
     player.RemoveAllMedias();
-    EXPECT_EQ(player.GetMediaNum(), 0U);
+    ASSERT_EQ(player.GetMediaNum(), 0U);
 }
 
 TEST_F(Player, CopiesListTheSameItemsWhichGoInOrderWithTheLastOne) {

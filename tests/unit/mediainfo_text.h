@@ -9,18 +9,18 @@
 namespace media_tests {
 
 inline std::string TextOf(const ymdshow::VideoInfo& info) {
-    std::ostringstream out;
-    out << info.format << ' ' << info.width << 'x' << info.height << ' ' << info.displayAspectRatio
-        << ' ' << info.rotation << ' ' << info.avgFrameTime << ' ' << info.duration << ' '
-        << info.sourceDuration;
-    return out.str();
+    return (std::ostringstream() << info.format << ' ' << info.width << 'x' << info.height << ' '
+                                 << info.displayAspectRatio << ' ' << info.rotation << ' '
+                                 << info.avgFrameTime << ' ' << info.duration << ' '
+                                 << info.sourceDuration)
+        .str();
 }
 
 inline std::string TextOf(const ymdshow::AudioInfo& info) {
-    std::ostringstream out;
-    out << info.format << ' ' << info.samplingRate << ' ' << info.channels << ' ' << info.bitDepth
-        << ' ' << info.duration << ' ' << info.sourceDuration;
-    return out.str();
+    return (std::ostringstream() << info.format << ' ' << info.samplingRate << ' ' << info.channels
+                                 << ' ' << info.bitDepth << ' ' << info.duration << ' '
+                                 << info.sourceDuration)
+        .str();
 }
 
 } // namespace media_tests
