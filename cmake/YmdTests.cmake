@@ -3,9 +3,11 @@ include(GoogleTest)
 # ymd_test(NAME n SOURCES ... [LIBS ...] [LABELS ...] [DIRECTORY d] [TIMEOUT s]
 #          [DEPENDS targets...] [DEFINES ...] [LAUNCHER command] [LOCK name] [SERIAL])
 # A GoogleTest program; each of its tests is a test of CTest's and runs in a process of its
-# own, at most 60 s. LIBS as for ymd_link. DIRECTORY places the program into bin/d, away
-# from MediaInfo.dll; the other DLLs are found from there. Tests of
-# one LOCK do not run at the same time (the registry is one for all), SERIAL tests run alone.
+# own, at most 240 s: a limit for what hangs, far above what a busy machine takes. LIBS as for
+# ymd_link. DIRECTORY places the program into bin/d, away from MediaInfo.dll; the other DLLs
+# are found from there. Tests of
+# one LOCK do not run at the same time (the registry is one for all), SERIAL tests run alone
+# (they look at the screen, press keys or listen).
 # LAUNCHER runs the program, by what else runs it.
 # Samples: see YMD_MEDIA_DIR in CONTRIBUTING.md.
 function(ymd_test)
@@ -14,7 +16,7 @@ function(ymd_test)
     message(FATAL_ERROR "ymd_test: ${ARGN}")
   endif()
   if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 60)
+    set(arg_TIMEOUT 240)
   endif()
   add_executable(${arg_NAME} ${arg_SOURCES})
   target_compile_definitions(${arg_NAME} PRIVATE ${arg_DEFINES})
@@ -30,7 +32,8 @@ function(ymd_test)
     set_target_properties(${arg_NAME} PROPERTIES
       CROSSCOMPILING_EMULATOR "${arg_LAUNCHER};${CMAKE_CROSSCOMPILING_EMULATOR}")
   endif()
-  set(properties TIMEOUT ${arg_TIMEOUT})
+  # Wine may give a crashed process the exit status 0.
+  set(properties TIMEOUT ${arg_TIMEOUT} FAIL_REGULAR_EXPRESSION "starting debugger")
   if(arg_LABELS)
     list(APPEND properties LABELS "${arg_LABELS}")
   endif()
@@ -40,9 +43,12 @@ function(ymd_test)
   if(arg_LOCK)
     list(APPEND properties RESOURCE_LOCK ${arg_LOCK})
   endif()
+  # What ./check --only runs.
+  string(JOIN "/" file ${arg_DIRECTORY} ${arg_NAME}${CMAKE_EXECUTABLE_SUFFIX})
+  set_property(GLOBAL APPEND_STRING PROPERTY YMD_TESTS "${arg_NAME} ${file} ${arg_LAUNCHER}\n")
   # Listed when CTest starts, so that a build needs no Wine.
   gtest_discover_tests(${arg_NAME} TEST_PREFIX ${arg_NAME}. DISCOVERY_MODE PRE_TEST
-    DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
+    DISCOVERY_TIMEOUT 240 PROPERTIES ${properties})
 endfunction()
 
 # ymd_test_dll(NAME n SOURCES ... [LIBS ...] [DIRECTORY d] [OUTPUT_NAME f] [DEFINES ...]):

@@ -62,7 +62,7 @@ main() {
         target=${TARGETS[$i]}
         wait "${pids[$i]}" && continue
         failed=1
-        grep -E 'not so:|ERROR: |runtime error:|Test unit written' "$FUZZ/$target.log" >&2 ||
+        grep -E 'Assertion |ERROR: |runtime error:|Test unit written' "$FUZZ/$target.log" >&2 ||
             tail -n 20 "$FUZZ/$target.log" >&2
         say "error: $target failed; all of it: $FUZZ/$target.log"
     done

@@ -52,3 +52,7 @@ with_lock() {
     exec {fd}>&-
     return $status
 }
+
+# tests_named PART: the test programs with PART in their names, one a line: name, file below
+# bin, and what else runs it.
+tests_named() { awk -v part="$1" 'index($1, part)' "$YMD_BUILD/tests.txt"; }

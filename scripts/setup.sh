@@ -5,6 +5,7 @@
 #
 #   scripts/setup.sh play      what ./play and ./ymds need
 #   scripts/setup.sh check     everything that is built
+#   scripts/setup.sh only NAME the test programs with NAME in their names
 #   scripts/setup.sh bench     the benchmarks
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -33,6 +34,12 @@ run_ninja() { ninja -C "$YMD_BUILD" "$@" >"$YMD_BUILD/log/build.log" 2>&1 </dev/
 build() {
     local log=$YMD_BUILD/log/build.log steps
     configured
+    if [ -n "$ONLY" ]; then
+        mapfile -t < <(tests_named "$ONLY" | cut -d ' ' -f 1)
+        [ ${#MAPFILE[@]} -gt 0 ] ||
+            die "no test program has $ONLY in its name; there are: $(cut -d ' ' -f 1 "$YMD_BUILD/tests.txt" | paste -sd ' ')"
+        set -- "${MAPFILE[@]}"
+    fi
     steps=$(ninja -C "$YMD_BUILD" -n "$@" | sed -n '$s/^\[[0-9]*\/\([0-9]*\)\].*/\1/p')
     [ -n "$steps" ] || return 0
     [ "$steps" -lt 5 ] || say "setup: building ($steps steps; several minutes from scratch)"
@@ -62,14 +69,16 @@ setup() {
     done
 }
 
+ONLY=
 case ${1:-} in
 play) TARGETS=(ymd_play) SAMPLES=sample ;;
 check) TARGETS=(all) SAMPLES=all ;;
+only) TARGETS=() SAMPLES=all ONLY=$2 ;;
 bench) TARGETS=(ymd_benches) SAMPLES=all ;;
-*) die "usage: scripts/setup.sh play|check|bench" ;;
+*) die "usage: scripts/setup.sh play|check|only NAME|bench" ;;
 esac
 packages=play
-[ "$1" = check ] && packages=check
+case $1 in check | only) packages=check ;; esac
 "$YMD_ROOT/scripts/packages.sh" "$packages"
 DEPS=$("$YMD_ROOT/scripts/deps.sh")
 with_lock "$YMD_BUILD/.setup.lock" setup

@@ -82,7 +82,7 @@ start_display() {
         >/dev/null 2>&1 </dev/null {GATE}>&- {USE}>&- &
     local pid=$!
     disown
-    for _ in {1..200}; do
+    for _ in {1..1500}; do
         read -r number <"$STATE/displayfd" && [ -n "$number" ] && break
         kill -0 "$pid" 2>/dev/null || die "Xvfb did not start"
         sleep 0.02
@@ -93,10 +93,10 @@ start_display() {
 make_prefix() {
     # A crash is an exit status, not a dialog that waits; no window manager is waited for.
     local user='HKCU\Software\Wine'
-    timeout 180 "$YMD_WINE" wineboot -i &&
-        timeout 60 "$YMD_WINE" reg add "$user\WineDbg" /v ShowCrashDialog /t REG_DWORD /d 0 /f &&
-        timeout 60 "$YMD_WINE" reg add "$user\X11 Driver" /v Managed /t REG_SZ /d N /f &&
-        timeout 60 "$WINESERVER" -w && touch "$WINEPREFIX/.ready"
+    timeout 600 "$YMD_WINE" wineboot -i &&
+        timeout 120 "$YMD_WINE" reg add "$user\WineDbg" /v ShowCrashDialog /t REG_DWORD /d 0 /f &&
+        timeout 120 "$YMD_WINE" reg add "$user\X11 Driver" /v Managed /t REG_SZ /d N /f &&
+        timeout 120 "$WINESERVER" -w && touch "$WINEPREFIX/.ready"
 }
 
 # GATE is held while a session begins or ends; USE is shared by those that run.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstdlib>
 #include <cstdint>
 #include <set>
 
@@ -16,7 +17,9 @@ namespace {
 
 bool LoadFile(CCoderScheme& set, const std::string& bytes, bool replace) {
     const int file = memfd_create("script", 0);
-    assert(write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
+    if (write(file, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+        std::abort();
+    }
     const bool loaded = set.LoadScheme("/proc/self/fd/" + std::to_string(file), replace);
     close(file);
     return loaded;
