@@ -7,16 +7,10 @@
 // the picture whole, at any size of 96 x 32 or more, scaled or captured from a screen,
 // inverted or not.
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 
 namespace ymfilters {
-
-/// Bytes of a row of a DIB.
-constexpr std::size_t DibStride(int width, int bits) {
-    return (static_cast<std::size_t>(width) * static_cast<std::size_t>(bits) + 31) / 32 * 4;
-}
 
 /// Draws a frame as a bottom-up RGB32 picture.
 void PaintFrame(std::uint32_t frame, int width, int height, std::uint32_t* pixels);

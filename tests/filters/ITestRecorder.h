@@ -35,7 +35,8 @@ struct ITestRecorder : public IUnknown {
     /// The number of records so far.
     virtual HRESULT STDMETHODCALLTYPE GetCount(ULONG* count) = 0;
 
-    /// Copies up to `count` records from number `first` on. S_FALSE when there are fewer.
+    /// Copies up to `count` records from number `first` on. S_FALSE when there are fewer;
+    /// `fetched` is not used.
     virtual HRESULT STDMETHODCALLTYPE GetRecords(ULONG first, ULONG count, TestRecord* records,
                                                  ULONG* fetched) = 0;
 

@@ -79,14 +79,11 @@ public:
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetRecords(ULONG first, ULONG count, TestRecord* records,
-                                         ULONG* fetched) override {
+                                         ULONG*) override {
         const std::lock_guard lock(m_mutex);
         ULONG copied = 0;
         for (; copied < count && first + copied < m_records.size(); ++copied) {
             records[copied] = m_records[first + copied];
-        }
-        if (fetched != nullptr) {
-            *fetched = copied;
         }
         return copied == count ? S_OK : S_FALSE;
     }
@@ -96,15 +93,13 @@ public:
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE WaitFor(LONG kind, ULONG count, DWORD milliseconds) override {
-        const auto isIt = [=](const TestRecord& record) { return record.kind == kind; };
+        const auto isThere = [&] {
+            const auto isIt = [=](const TestRecord& record) { return record.kind == kind; };
+            return std::count_if(m_records.begin(), m_records.end(), isIt) >= int(count);
+        };
         std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                                  [&] {
-                                      return std::count_if(m_records.begin(), m_records.end(),
-                                                           isIt) >= static_cast<LONG>(count);
-                                  })
-                   ? S_OK
-                   : S_FALSE;
+        const std::chrono::milliseconds most(milliseconds);
+        return m_changed.wait_for(lock, most, isThere) ? S_OK : S_FALSE;
     }
     HRESULT STDMETHODCALLTYPE SetLiveConnect(BOOL isOn) override {
         m_isLiveConnectable = isOn != FALSE;
