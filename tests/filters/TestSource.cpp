@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cmath>
 #include <condition_variable>
-#include <cwchar>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -18,7 +17,6 @@
 #include <regex>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "BaseClasses/FilterModule.h"
