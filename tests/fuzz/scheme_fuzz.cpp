@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cstdlib>
 #include <cstdint>
+#include <cstdlib>
 #include <set>
 
 #include <sys/mman.h>

@@ -6,7 +6,6 @@
 
 #include <new>
 #include <numeric>
-#include <thread>
 
 #include "BaseClasses/ClassFactory.h"
 #include "BaseClasses/MediaType.h"
@@ -121,18 +120,6 @@ TEST(BaseClassesFactory, FactoriesObjectsAndLocksKeepTheServer) {
     object.Reset();
     EXPECT_FALSE(server::CanUnload()) << "locked";
     EXPECT_EQ(S_OK, FactoryOf(kInner)->LockServer(FALSE)) << "another factory of the same server";
-    const auto work = [] {
-        for (int round = 0; round < 5000; ++round) {
-            const ComPtr<IClassFactory> own = FactoryOf(kPlain);
-            ComPtr<IUnknown> made;
-            own->LockServer(TRUE);
-            own->CreateInstance(nullptr, IID_PPV_ARGS(&made));
-            own->LockServer(FALSE);
-        }
-    };
-    for (std::jthread threads[3]; std::jthread & thread : threads) {
-        thread = std::jthread(work);
-    }
     EXPECT_TRUE(server::CanUnload());
 }
 
