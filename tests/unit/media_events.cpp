@@ -21,22 +21,23 @@ template <class Condition> bool Within(Condition&& condition, DWORD milliseconds
 
 /// The host's side. The thread that calls it may be suspended or terminated: no locks here.
 struct Host {
-    std::atomic<int> calls{0}, entered{0};
-    std::atomic<bool> isHeld{false};
-    std::atomic<int (*)(Media&)> operation{nullptr}; ///< for one event
+    static inline std::atomic<int> calls, entered;
+    static inline std::atomic<bool> isHeld;
+    static inline std::atomic<int (*)(Media&)> operation; ///< for one event
 
-    static int Event(ymdshow::CMedia* media, void* user, long code, std::int64_t param1,
-                     std::int64_t param2) {
-        Host& host = *static_cast<Host*>(user);
+    Host() { calls = entered = 0; }
+
+    static int On(ymdshow::CMedia* media, void* user, long code, std::int64_t param1,
+                  std::int64_t param2) {
         ResultTable none;
         Invoke("host", none, kCall, "Event", std::tuple(code, param1, param2), [] { return S_OK; });
-        for (++host.entered; host.isHeld;) {
+        for (++entered; isHeld;) {
             Sleep(1);
         }
-        if (const auto operation = host.operation.exchange(nullptr); operation != nullptr) {
-            EXPECT_EQ(operation(static_cast<Media&>(*media)), 1);
+        if (const auto operate = operation.exchange(nullptr); operate != nullptr) {
+            EXPECT_EQ(operate(static_cast<Media&>(*media)), 1);
         }
-        ++host.calls;
+        calls += user == &calls;
         return 0x7fffffff; // nobody looks at it
     }
 };
@@ -45,7 +46,7 @@ class MediaEvents : public LoadedMedia {
 protected:
     Host host;
 
-    void Listen(bool on = true) { media.SetEventCallBackFun(on ? &Host::Event : nullptr, &host); }
+    void Hear(bool on = true) { media.SetEventCallBackFun(on ? &Host::On : nullptr, &host.calls); }
     bool Called(int calls) {
         return Within([&] { return host.calls >= calls; });
     }
@@ -63,7 +64,7 @@ protected:
 
 TEST_F(MediaEvents, ThreadStartsOnlyForACallbackOrALoop) {
     const auto set = [&](int wish) {
-        Listen(wish == 1);
+        Hear(wish == 1);
         media.SetLoop(wish == 2);
         return media.m_hEventThread;
     };
@@ -85,7 +86,7 @@ TEST_F(MediaEvents, ThreadStartsOnlyForACallbackOrALoop) {
 }
 
 TEST_F(MediaEvents, ForwardsAndFreesEachAndHandlesTheEnd) {
-    Listen();
+    Hear();
     ASSERT_EQ(media.Play(), 1);
     Graph().PushEvent(EC_USERABORT, 5, -7);
     Graph().PushEvent(0x8000 + 77, LONG_PTR{1} << 40, -2); // a code of the host's own
@@ -94,26 +95,27 @@ TEST_F(MediaEvents, ForwardsAndFreesEachAndHandlesTheEnd) {
                                  "host.Event(2, 5, -7)", "events.FreeEventParams(2, 5, -7)",
                                  "events.GetEvent(0)", "host.Event(32845, 1099511627776, -2)",
                                  "events.FreeEventParams(32845, 1099511627776, -2)"}));
-    Listen(false);
+    Hear(false);
     Graph().PushEvent(EC_USERABORT);
     EXPECT_TRUE(AllFreed() && host.calls == 2);
-    Listen();
-    media.m_playWindow = kWindow;
+    Hear();
     for (int i = 0; i < 4; ++i) {
         SCOPED_TRACE(i);
         const bool loop = i % 2 != 0;
         const long code = i < 2 ? EC_COMPLETE : EC_END_OF_SEGMENT;
+        media.m_playWindow = i < 2 ? kWindow : nullptr;
         media.SetLoop(loop);
         Bring(2);
         ASSERT_TRUE(Delivered(code) && AllFreed());
-        EXPECT_TRUE(journal.InOrder({loop ? "control.Run" : "window.put_Visible(0)",
+        const Lines handled = loop ? Lines({"control.Stop", "control.Run"})
+                                   : Lines(i < 2 ? 1 : 0, "window.put_Visible(0)");
+        EXPECT_EQ(journal.Matching("control.*") + journal.Matching("window.*"), handled);
+        EXPECT_TRUE(journal.InOrder({handled.empty() ? "events.GetEvent(0)" : handled.back(),
                                      "host.Event(*, 0, 0)", "events.FreeEventParams(*, 0, 0)"}));
-        EXPECT_EQ(journal.Matching("control.*") + journal.Matching("window.*"),
-                  loop ? Lines({"control.Stop", "control.Run"}) : Lines{"window.put_Visible(0)"});
         const HANDLE thread = media.m_hEventThread;
         if (!loop) { // it ends, and its handle stays until Play replaces it
             EXPECT_EQ(WaitForSingleObject(thread, 20'000), WAIT_OBJECT_0);
-            Listen();
+            Hear();
             media.SetLoop(1);
             media.SetLoop(0);
             EXPECT_EQ(media.m_hEventThread, thread);
@@ -137,7 +139,7 @@ TEST_F(MediaEvents, ForwardsAndFreesEachAndHandlesTheEnd) {
 }
 
 TEST_F(MediaEvents, PauseSuspendsPlayResumesStopEnds) {
-    Listen();
+    Hear();
     ASSERT_EQ(media.Play(), 1);
     const HANDLE thread = media.m_hEventThread;
     for (const bool inCallback : {false, true}) {
@@ -199,7 +201,7 @@ TEST_F(MediaEvents, ACallbackMayDriveItsOwnItem) {
         {[](Media& m) { return m.Unload(); }, 0},
         {[](Media& m) { return m.Unload(), m.Play(); }, 2},
     };
-    Listen();
+    Hear();
     for (int i = 0; i < 70; ++i) { // a thread that leaves is met at various places
         SCOPED_TRACE(i);
         const auto& [operation, state] = cases[i % 7];
@@ -243,7 +245,6 @@ TEST_F(MediaEvents, CallsOfTwoThreadsNeitherOverlapNorWaitForEachOthersMessages)
     static const DWORD self = GetCurrentThreadId();
     static const HWND window =
         CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 8, 8, HWND_MESSAGE, nullptr, nullptr, nullptr);
-    ASSERT_NE(window, nullptr);
     journal.SetListener([](std::string_view line) {
         if (GetCurrentThreadId() == self) {
             overlaps += inside;
@@ -256,7 +257,7 @@ TEST_F(MediaEvents, CallsOfTwoThreadsNeitherOverlapNorWaitForEachOthersMessages)
     });
     const auto begun = [] { return entered != 0; };
     media.m_playWindow = kWindow;
-    Listen();
+    Hear();
     for (int i = 0; i < 21; ++i) {
         SCOPED_TRACE(i);
         const bool playsOn = i % 7 > 3;
@@ -294,7 +295,7 @@ TEST_F(MediaEvents, TwoHundredCyclesFromTwoThreads) {
             graph.PushEvent(i % 3 == 0 ? EC_USERABORT : EC_COMPLETE);
         }
     };
-    Listen();
+    Hear();
     media.SetLoop(1);
     journal.SetKinds(0);
     const auto cycle = [this](int count, unsigned seed) {
@@ -310,7 +311,6 @@ TEST_F(MediaEvents, TwoHundredCyclesFromTwoThreads) {
                 media.Play();
                 Sleep(seed >> 22 & 3);
             }
-            EXPECT_TRUE((seed >> 24 & 1) != 0 || media.Stop() <= 1);
             EXPECT_EQ(media.Unload(), 1);
         }
     };

@@ -66,13 +66,13 @@ TEST_F(MediaPlayback, OperationsByState) {
         {&Media::MuteAudio, 0, 0, {}},
         {volume(-10000), 0, 0, {"audio.put_Volume(-10000)"}},
         {&Media::ResumeAudio, 0, 0, {"audio.put_Volume(0)"}, 0, "put_Volume"},
-        {&Media::MuteAudio, 0, 0, {}},
+        {volume(-10000), 0, 0, {"audio.put_Volume(-10000)"}},
         {&Media::ResumeAudio, 0, 0, {"audio.put_Volume(0)"}},
         {volume(0), 0, 0, {}},
         {volume(-10000), 0, 0, {"audio.put_Volume(-10000)"}},
+        {volume(-10000), 0, 0, {"audio.put_Volume(-10000)"}},
         {volume(-700), 0, 0, {"audio.put_Volume(-700)"}},
         {&Media::ResumeAudio, 0, 0, {}},
-        {volume(-700), 0, 0, {}},
     };
     media.m_playWindow = kWindow;
     for (const auto& item : cases) {
