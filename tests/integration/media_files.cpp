@@ -17,15 +17,14 @@ class Window {
 public:
     Window() {
         WNDCLASSW type{};
+        type.style = CS_OWNDC;
         type.lpfnWndProc = DefWindowProcW;
         type.lpszClassName = L"MediaWindow";
         type.hbrBackground = CreateSolidBrush(kGrey); // the class keeps it
         RegisterClassW(&type);
         handle = CreateWindowExW(0, type.lpszClassName, L"", WS_POPUP | WS_VISIBLE, 40, 30, kWidth,
                                  kHeight, nullptr, nullptr, nullptr, nullptr);
-        const HDC own = GetDC(handle);
-        SelectObject(m_copy, CreateCompatibleBitmap(own, kWidth, kHeight));
-        ReleaseDC(handle, own);
+        SelectObject(m_copy, CreateCompatibleBitmap(GetDC(handle), kWidth, kHeight));
     }
     ~Window() {
         DeleteDC(m_copy);
@@ -35,9 +34,7 @@ public:
 
     /// Reads what it shows now; -1 when there is no frame number in that part of it.
     int Frame(RECT part = kWhole) {
-        const HDC own = GetDC(handle);
-        BitBlt(m_copy, 0, 0, kWidth, kHeight, own, 0, 0, SRCCOPY);
-        ReleaseDC(handle, own);
+        BitBlt(m_copy, 0, 0, kWidth, kHeight, GetDC(handle), 0, 0, SRCCOPY);
         return ymfilters::ReadFrameNumber(
             part.right - part.left, part.bottom - part.top,
             [&](int x, int y) { return GetGValue(GetPixel(m_copy, part.left + x, part.top + y)); });
@@ -96,26 +93,14 @@ TEST_F(MediaFiles, PlayToTheirEndAndAgain) {
     const struct {
         const char* name;
         std::uint32_t videos, audios;
-    } files[] = {
-        {"clip.mp4", 1, 1}, {"clip.mkv", 1, 2}, {"clip.avi", 1, 1},
-        {"clip.mp3", 0, 1}, {"text.mp4", 0, 0}, {"empty.mp4", 0, 0},
-    };
+    } files[] = {{"clip.mp4", 1, 1}, {"clip.mkv", 1, 2}, {"clip.avi", 1, 1}, {"clip.mp3", 0, 1}};
     for (const auto& file : files) {
         SCOPED_TRACE(file.name);
-        if (file.videos + file.audios == 0) {
-            UseScript();
-            ASSERT_EQ(media.SetMediaPath(Sample(file.name)), 1);
-            ASSERT_EQ(media.Load(nullptr, 0), 0);
-            EXPECT_EQ(media.GetLoadReport().attempts.back().way, 4);
-            EXPECT_FALSE(media.GetLoadReport().failure.empty());
-            EXPECT_TRUE(FAILED(media.GetLoadReport().failureResult));
-            continue;
-        }
         LoadFile(file.name, file.videos + file.audios);
         EXPECT_EQ(media.GetOriginalVideoTrackNum(), file.videos);
         EXPECT_EQ(media.GetOriginalAudioTrackNum(), file.audios);
-        EXPECT_LE(media.GetVideoTrackNum(), file.videos);
-        EXPECT_LE(media.GetAudioTrackNum(), file.audios);
+        EXPECT_TRUE(media.GetVideoTrackNum() <= file.videos &&
+                    media.GetAudioTrackNum() <= file.audios);
         EXPECT_EQ(media.GetVideoOriginalWidth(), file.videos * 320);
         EXPECT_NEAR(static_cast<double>(media.GetOriginalDuration()) / kSecond, 3.0, 0.2);
         ends = 0;
@@ -132,9 +117,15 @@ TEST_F(MediaFiles, PlayToTheirEndAndAgain) {
             ASSERT_TRUE(Ended(round));
             EXPECT_NEAR(static_cast<double>(media.GetMediaPosition()) / kSecond, 3.0, 0.3);
             ASSERT_EQ(media.Stop(), 1);
-            EXPECT_EQ(media.IsStopped(), 1);
             ASSERT_EQ(media.SetMediaPosition(2 * kSecond), 1); // for the second round
         }
+    }
+    for (const char* const unreadable : {"text.mp4", "empty.mp4"}) {
+        ASSERT_EQ(media.SetMediaPath(Sample(unreadable)), 1);
+        EXPECT_EQ(media.Load(nullptr, 0), 0);
+        EXPECT_EQ(media.GetLoadReport().attempts.back().way, 4);
+        EXPECT_FALSE(media.GetLoadReport().failure.empty());
+        EXPECT_TRUE(FAILED(media.GetLoadReport().failureResult));
     }
 }
 
@@ -143,7 +134,7 @@ TEST_F(MediaFiles, SnapshotsAreTheFramesThatWereSought) {
         if (isFile) {
             LoadFile("playback\\frames.mp4");
         } else {
-            Load("test://320x180@25/3s?audio=0", "Window");
+            Load("test://320x180@25/3s?audio=0", {"Source", "Window"});
         }
         for (const int frame : {0, 41, 10, 74, 5}) {
             PauseAt(frame);
@@ -151,9 +142,6 @@ TEST_F(MediaFiles, SnapshotsAreTheFramesThatWereSought) {
         ASSERT_EQ(media.Stop(), 1);
         ASSERT_EQ(media.SetMediaPosition(50 * 40 * kMillisecond), 1);
         PauseAt(60);
-        // Not every manager tells the size without a buffer.
-        const long told = media.GetCurrentImageDataSize();
-        EXPECT_TRUE(told == 0 || told > 320 * 180) << told;
         StopQuietly();
     }
 }
@@ -162,31 +150,33 @@ TEST_F(MediaFiles, TheWindowFollowsSeeksLoopsAndTheEnd) {
     Window window;
     media.SetPlayWindow(window.handle);
     LoadFile("playback\\frames.mp4");
+    media.SetLoop(1);
     ASSERT_EQ(media.Play(), 1);
     for (const int frame : {40, 8, 55, 20}) {
         int shown = -1;
+        const auto isShown = [&] {
+            shown = window.Frame();
+            return shown >= frame && shown < frame + 15;
+        };
         // Whoever looks too late on a busy machine seeks again.
         EXPECT_TRUE(Within(kPatience,
                            [&] {
-                               EXPECT_EQ(media.SetMediaPosition(frame * 40 * kMillisecond), 1);
-                               EXPECT_EQ(media.IsPlaying(), 1);
-                               return Within(1000, [&] {
-                                   shown = window.Frame();
-                                   return shown >= frame && shown < frame + 15;
-                               });
+                               return media.SetMediaPosition(frame * 40 * kMillisecond) == 1 &&
+                                      Within(1000, isShown);
                            }))
             << frame << ", not " << shown;
+        EXPECT_EQ(media.IsPlaying(), 1);
     }
     // A clip of 0.8 s goes round and round, within its bounds.
-    media.SetLoop(1);
     ASSERT_EQ(media.TimeClip(10 * 40 * kMillisecond, 30 * 40 * kMillisecond), 1);
+    ends = 0;
     std::set<int> shown;
     ASSERT_TRUE(Within(2 * kPatience, [&] {
         const int frame = window.Frame();
-        if (frame >= 0 && ends > 0) {
+        if (frame >= 0 && ends > 1) {
             shown.insert(frame);
         }
-        return ends >= 4 && shown.size() > 5;
+        return ends > 4 && shown.size() > 5;
     }));
     EXPECT_GE(*shown.begin(), 9);
     EXPECT_LE(*shown.rbegin(), 32);
@@ -207,7 +197,7 @@ TEST_F(MediaFiles, TheWindowFollowsSeeksLoopsAndTheEnd) {
 TEST_F(MediaFiles, TheWindowShowsWhatTheRectanglesSay) {
     Window window;
     media.SetPlayWindow(window.handle); // kept for the load
-    Load("test://384x192@25/3s?audio=0", "Window");
+    Load("test://384x192@25/3s?audio=0", {"Source", "Window"});
     int frame = 30;
     // Not every renderer draws during a pause when its rectangles change: a seek makes it.
     const auto draw = [&] {
@@ -255,14 +245,15 @@ TEST_F(MediaFiles, TheWindowShowsWhatTheRectanglesSay) {
 TEST_F(MediaFiles, AWindowThatIsGoneDoesNoHarm) {
     auto window = std::make_unique<Window>();
     const HWND gone = window->handle;
-    LoadFile("playback\\frames.mp4");
+    Load("test://320x180@25/1s?audio=0", {"Source", "Window"});
     media.SetPlayWindow(gone);
     ASSERT_EQ(media.Play(), 1);
     window.reset();
     EXPECT_TRUE(Ended(1));
     media.SetPlayWindow(gone);
     StopQuietly();
-    LoadFile("playback\\frames.mp4"); // the stored window is gone too
+    media.Unload();
+    EXPECT_EQ(media.Load(nullptr, 1), 1) << "the stored window is gone too";
     media.SetPlayWindow(nullptr);
     EXPECT_EQ(media.Play(), 1);
     EXPECT_TRUE(Ended(2));

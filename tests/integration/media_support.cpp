@@ -7,6 +7,7 @@ RealMediaTest::RealMediaTest() {
     media.SetEventCallBackFun(
         [](ymdshow::CMedia*, void* user, long code, std::int64_t, std::int64_t) {
             *static_cast<std::atomic<int>*>(user) += code == EC_COMPLETE;
+            Sleep(5); // whoever pauses or stops the item has to wait
             return 0;
         },
         &ends);
@@ -18,7 +19,11 @@ RealMediaTest::~RealMediaTest() {
     EXPECT_FALSE(log.Has("*RefCount*")) << testing::PrintToString(log.Lines());
 }
 
-void RealMediaTest::UseScript(const std::string& renderer, const std::string& more) {
+void RealMediaTest::UseScript(const Names& filters) {
+    std::string names;
+    for (const std::string& name : filters) {
+        names += (names.empty() ? R"({"Name": ")" : R"(, {"Name": ")") + name + R"("})";
+    }
     // The window renderer connects faster than the one that rendering chooses.
     ASSERT_TRUE(player.GetCoderScheme().LoadSchemeByScript(
         R"({"Filter": [
@@ -34,13 +39,12 @@ void RealMediaTest::UseScript(const std::string& renderer, const std::string& mo
  "Schemes": [
   {"Type": "mkv;mp4;avi", "Filters": [{"Name": "Window"}]},
   {"Type": "test", "Filters": [)" +
-            more + R"({"Name": "Source"}, {"Name": "Decoder"}, {"Name": ")" + renderer +
-            R"("}, {"Name": "Sound"}, {"Name": "Sound"}]}]})",
+            names + "]}]}",
         1));
 }
 
-void RealMediaTest::Load(const std::string& path, const std::string& renderer) {
-    UseScript(renderer);
+void RealMediaTest::Load(const std::string& path, const Names& filters) {
+    UseScript(filters);
     ASSERT_EQ(media.SetMediaPath(path), 1);
     ASSERT_EQ(media.Load(nullptr, 1), 1) << testing::PrintToString(media.GetLoadReport().failure);
 }
@@ -61,7 +65,7 @@ void RealMediaTest::LoadFile(const std::string& name, unsigned tracks) {
 
 void RealMediaTest::StopQuietly() {
     if (media.Stop() == 1) {
-        modules::LetClockRest();
+        LetClockRest();
     }
 }
 
@@ -71,17 +75,16 @@ ComPtr<ITestRecorder> RealMediaTest::Recorder(IBaseFilter* renderer) {
     return recorder;
 }
 
-std::vector<TestRecord> RealMediaTest::Shown() {
-    std::vector<TestRecord> shown;
-    for (const TestRecord& record :
-         modules::Records(media.GetVideoTrackRender(0), TestRecord::KindCount)) {
+std::vector<std::vector<LONG>> RealMediaTest::Frames() {
+    std::vector<std::vector<LONG>> frames(1);
+    for (const TestRecord& record : Records(media.GetVideoTrackRender(0), TestRecord::KindCount)) {
         if (record.kind == TestRecord::NewSegment) {
-            shown.clear();
+            frames.emplace_back();
         } else if (record.kind == TestRecord::Sample) {
-            shown.push_back(record);
+            frames.back().push_back(record.frame);
         }
     }
-    return shown;
+    return frames;
 }
 
 } // namespace media_tests

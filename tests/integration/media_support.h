@@ -10,11 +10,7 @@
 
 namespace media_tests {
 
-using modules::ComPtr;
-using modules::kMillisecond;
-using modules::kSecond;
-using modules::Sample;
-using modules::Within;
+using namespace modules;
 
 /// For what comes at once on an idle machine.
 constexpr long kPatience = 30000;
@@ -24,12 +20,15 @@ protected:
     RealMediaTest();
     ~RealMediaTest() override;
 
-    /// The test source, decoder and three renderers for "test://...", one for pictures:
-    /// "Picture", which records, or the system's "Window", which also is the one for files.
-    void UseScript(const std::string& renderer = "Picture", const std::string& more = "");
+    using Names = std::vector<std::string>;
+
+    /// Plays "test://..." by these filters of the script: the recording renderers, or the
+    /// system's "Window", which also is the one for files.
+    void UseScript(const Names& filters = {"Source", "Decoder", "Picture", "Sound", "Sound"});
 
     /// Loads a clip of the test source.
-    void Load(const std::string& path, const std::string& renderer = "Picture");
+    void Load(const std::string& path,
+              const Names& filters = {"Source", "Picture", "Sound", "Sound"});
 
     /// Loads a sample through the system's filters. They may leave a stream out: then once more.
     void LoadFile(const std::string& name, unsigned tracks = 1);
@@ -40,8 +39,8 @@ protected:
         return Within(2 * kPatience, [&] { return ends >= times; });
     }
 
-    /// Samples that the picture's recorder has got since the last segment or since Clear.
-    std::vector<TestRecord> Shown();
+    /// Frames that the picture's recorder has got: before any segment, then in each.
+    std::vector<std::vector<LONG>> Frames();
     ComPtr<ITestRecorder> Recorder(IBaseFilter* renderer);
 
     fakes::LogCapture log;
