@@ -5,13 +5,16 @@
 namespace fakes {
 
 /// While it lives, CoCreateInstance of `clsid` in this process makes objects with `make`
-/// (one reference; null for E_OUTOFMEMORY). Register from the multithreaded apartment.
-/// Journalled as "<name>.CreateInstance"; `results["CreateInstance"]` refuses.
+/// (one reference). Register from the multithreaded apartment. Journalled as
+/// "<name>.CreateInstance"; `results["CreateInstance"]` refuses.
 class FakeClass : public IClassFactory {
 public:
     using Make = std::function<ComPtr<IUnknown>()>;
 
-    FakeClass(std::string name, REFCLSID clsid, Make make);
+    FakeClass(std::string name, REFCLSID clsid, Make make)
+        : m_name(std::move(name)), m_make(std::move(make)) {
+        CoRegisterClassObject(clsid, this, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &m_cookie);
+    }
     FakeClass(const FakeClass&) = delete;
     ~FakeClass() { CoRevokeClassObject(m_cookie); }
 
@@ -19,19 +22,25 @@ public:
 
     /// The next creation answers this.
     void FailNext(HRESULT result) { results["CreateInstance"] = {result}; }
-    std::size_t Created() const { return m_created; }
 
 private:
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+        const bool known = iid == IID_IUnknown || iid == IID_IClassFactory;
+        *out = known ? this : nullptr;
+        return known ? S_OK : E_NOINTERFACE;
+    }
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
-    STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) override;
+    STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** out) override {
+        *out = nullptr;
+        return Invoke(m_name, results, kCall, "CreateInstance", std::tuple<>(),
+                      [&] { return m_make()->QueryInterface(iid, out); });
+    }
     STDMETHODIMP LockServer(WINBOOL) override { return S_OK; }
 
-    std::string m_name;
-    Make m_make;
+    const std::string m_name;
+    const Make m_make;
     DWORD m_cookie = 0;
-    std::size_t m_created = 0;
 };
 
 /// A class of one kind of fake; `configure` gets each new one.

@@ -4,8 +4,6 @@
 
 namespace fakes {
 
-namespace {
-
 class Bag final : public FakeOf<IPropertyBag> {
 public:
     explicit Bag(const Device& device) : FakeOf(Narrow(device.friendlyName)), m_device(device) {}
@@ -62,23 +60,18 @@ private:
     const Device& m_device;
 };
 
-} // namespace
-
 IMoniker* HandOut(const Device& device) {
     return new Moniker(device);
 }
 
-namespace {
-
 class DeviceEnumerator final : public FakeOf<ICreateDevEnum> {
 public:
-    explicit DeviceEnumerator(Categories& categories)
-        : FakeOf("devices"), m_categories(categories) {}
+    explicit DeviceEnumerator(FakeDevices& devices) : FakeOf("devices"), m_devices(devices) {}
     STDMETHODIMP CreateClassEnumerator(REFCLSID category, IEnumMoniker** out,
                                        DWORD flags) override {
         *out = nullptr;
         return Call("CreateClassEnumerator", std::tie(category, flags), [&] {
-            std::vector<Device>& members = m_categories[category];
+            std::vector<Device>& members = m_devices.m_categories[category];
             *out = members.empty() ? nullptr
                                    : new FakeEnum<IEnumMoniker, IMoniker, std::vector<Device>>(
                                          *this, "CreateClassEnumerator", members);
@@ -87,13 +80,11 @@ public:
     }
 
 private:
-    Categories& m_categories;
+    FakeDevices& m_devices;
 };
-
-} // namespace
 
 FakeDevices::FakeDevices()
     : FakeClass("SystemDeviceEnum", CLSID_SystemDeviceEnum,
-                [this] { return Adopt<IUnknown>(new DeviceEnumerator(m_categories)); }) {}
+                [this] { return Adopt<IUnknown>(new DeviceEnumerator(*this)); }) {}
 
 } // namespace fakes

@@ -16,7 +16,6 @@ struct Device {
     HRESULT readClsid = S_OK;
     HRESULT readName = S_OK;
 };
-using Categories = std::map<GUID, std::vector<Device>, GuidLess>;
 
 /// The system device enumerator (CLSID_SystemDeviceEnum) of this process while it lives.
 /// Journal names: "SystemDeviceEnum.CreateInstance", "devices.CreateClassEnumerator",
@@ -31,7 +30,8 @@ public:
     }
 
 private:
-    Categories m_categories;
+    friend class DeviceEnumerator;
+    std::map<GUID, std::vector<Device>, GuidLess> m_categories;
 };
 
 } // namespace fakes

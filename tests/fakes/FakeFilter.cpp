@@ -1,64 +1,39 @@
 #include "fakes/FakeFilter.h"
 
-#include <stdexcept>
-
 namespace fakes {
 
 FakePin::FakePin(FakeFilter& filter, const PinSpec& spec, const std::string& name)
     : FakeOf(filter.Name() + "." + name, &filter), types(spec.types), direction(spec.direction),
       pinName(name), m_filter(filter) {}
 
-std::optional<MediaType> FakePin::Agree(const FakePin& out, const FakePin& in) {
-    const std::vector<MediaType> any(1);
+const MediaType* FakePin::Agree(const FakePin& out, const FakePin& in) {
+    static const std::vector<MediaType> any(1);
     for (const MediaType& offered : out.types.empty() ? any : out.types) {
         for (const MediaType& taken : in.types.empty() ? any : in.types) {
             if (offered.Fits(taken)) {
-                return out.types.empty() ? taken : offered;
+                return out.types.empty() ? &taken : &offered;
             }
         }
     }
-    return std::nullopt;
+    return nullptr;
 }
 
-void FakePin::Join(IPin* peer, const MediaType& type) {
-    m_peer = HandOut(peer);
-    connectionType = type;
+bool FakePin::CanJoin(const FakePin& out, const FakePin& in) {
+    return !out.IsInput() && in.IsInput() && !out.IsConnected() && !in.IsConnected() &&
+           &out.m_filter != &in.m_filter && Agree(out, in) != nullptr;
+}
+
+void Join(FakePin& out, FakePin& in) {
+    const MediaType* const agreed = FakePin::Agree(out, in);
+    out.connectionType = in.connectionType = agreed != nullptr ? *agreed : out.types.front();
+    out.m_peer = HandOut(&in);
+    in.m_peer = HandOut(&out);
 }
 
 void FakePin::Unjoin() {
-    if (IPin* const peer = std::exchange(m_peer, nullptr); peer != nullptr) {
+    if (FakePin* const peer = std::exchange(m_peer, nullptr); peer != nullptr) {
         peer->Release();
     }
-}
-
-HRESULT FakePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
-    return Call("Connect", std::tie(receiver), [&] {
-        if (m_peer != nullptr) {
-            return VFW_E_ALREADY_CONNECTED;
-        }
-        MediaType used = types.empty() ? MediaType() : types.front();
-        if (type != nullptr) {
-            used = MediaType::From(*type);
-        } else if (const auto* const fake = AsFake<FakePin>(receiver); fake != nullptr) {
-            used = Agree(*this, *fake).value_or(used);
-        }
-        const AM_MEDIA_TYPE view = used.View();
-        const HRESULT result = receiver->ReceiveConnection(this, &view);
-        if (SUCCEEDED(result)) {
-            Join(receiver, used);
-        }
-        return result;
-    });
-}
-
-HRESULT FakePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
-    return Call("ReceiveConnection", std::tie(connector), [&] {
-        if (m_peer != nullptr) {
-            return VFW_E_ALREADY_CONNECTED;
-        }
-        Join(connector, MediaType::From(*type));
-        return S_OK;
-    });
 }
 
 HRESULT FakePin::Disconnect() {
@@ -105,20 +80,18 @@ HRESULT StreamSelectFacet::Info(long index, AM_MEDIA_TYPE** type, DWORD* flags, 
             return at < streams.size() ? streams[at].info : S_FALSE;
         }
         const SelectableStream& stream = streams[at];
-        const auto give = [&](auto* out, auto&& value) {
+        const std::size_t size = (stream.name.size() + 1) * sizeof(WCHAR);
+        const auto give = [](auto* out, auto&& value) {
             if (out != nullptr) {
-                *out = value();
+                *out = static_cast<std::remove_pointer_t<decltype(out)>>(value());
             }
         };
         give(type, [&] { return HandOut(stream.type); });
         give(flags, [&] { return stream.flags; });
-        give(lcid, [] { return LCID{0}; });
+        give(lcid, [] { return 0; });
         give(group, [&] { return stream.group; });
-        const std::size_t size = (stream.name.size() + 1) * sizeof(WCHAR);
-        give(name, [&]() -> WCHAR* {
-            return stream.name.empty() ? nullptr
-                                       : static_cast<WCHAR*>(NewTaskCopy(stream.name.c_str(), size,
-                                                                         "a stream name"));
+        give(name, [&] {
+            return stream.name.empty() ? nullptr : NewTaskCopy(stream.name.c_str(), size, "a name");
         });
         give(object, [] { return nullptr; });
         give(unknown, [] { return nullptr; });
@@ -178,12 +151,8 @@ FakePin& FakeFilter::AddPin(const PinSpec& pin) {
 }
 
 FakePin& FakeFilter::Pin(const std::string& name) {
-    for (FakePin& pin : m_pins) {
-        if (pin.pinName == name) {
-            return pin;
-        }
-    }
-    throw std::out_of_range(Name() + " has no pin " + name);
+    FakePin* const pin = FindIf([&](FakePin& each) { return each.pinName == name; });
+    return pin != nullptr ? *pin : throw std::out_of_range(Name() + " has no pin " + name);
 }
 
 HRESULT FakeFilter::QueryFilterInfo(FILTER_INFO* info) {
@@ -208,22 +177,13 @@ ComPtr<FakeFilter> MakeFilter(std::string name, const PinSpecs& pins, GUID clsid
     return Adopt(new FakeFilter(std::move(name), pins, clsid == GUID_NULL ? next : clsid));
 }
 
-void Join(FakePin& out, FakePin& in) {
-    const MediaType type = FakePin::Agree(out, in).value_or(out.types.front());
-    out.Join(&in, type);
-    in.Join(&out, type);
-}
-
 void Join(FakeFilter& up, FakeFilter& down) {
-    FakePin* in = nullptr;
-    FakePin* const out = up.FreePin(PINDIR_OUTPUT, [&](FakePin& pin) {
-        const auto fits = [&](FakePin& to) { return FakePin::Agree(pin, to).has_value(); };
-        return (in = down.FreePin(PINDIR_INPUT, fits)) != nullptr;
-    });
-    if (out == nullptr) {
-        throw std::logic_error(up.Name() + " and " + down.Name() + " do not fit");
+    for (FakePin& out : up.Pins()) {
+        if (FakePin* in = down.FindIf([&](FakePin& pin) { return FakePin::CanJoin(out, pin); })) {
+            return Join(out, *in);
+        }
     }
-    Join(*out, *in);
+    throw std::logic_error(up.Name() + " and " + down.Name() + " do not fit");
 }
 
 void Chain(std::initializer_list<FakeFilter*> filters) {
@@ -233,10 +193,10 @@ void Chain(std::initializer_list<FakeFilter*> filters) {
 }
 
 void Part(FakePin& pin) {
-    if (auto* const peer = AsFake<FakePin>(pin.Peer()); peer != nullptr) {
+    if (FakePin* const peer = pin.m_peer; peer != nullptr) {
         peer->Unjoin();
+        pin.Unjoin();
     }
-    pin.Unjoin();
 }
 
 } // namespace fakes

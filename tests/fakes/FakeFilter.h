@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <stdexcept>
 
 #include "fakes/FakeObject.h"
 #include "fakes/MediaType.h"
@@ -39,19 +40,15 @@ public:
     PIN_DIRECTION direction;
     std::string pinName;
 
-    FakeFilter& Filter() const { return m_filter; }
-    IPin* Peer() const { return m_peer; } ///< without a reference
+    FakePin* Peer() const { return m_peer; } ///< without a reference
     bool IsConnected() const { return m_peer != nullptr; }
     bool IsInput() const { return direction == PINDIR_INPUT; }
 
-    /// The type that both would agree on.
-    static std::optional<MediaType> Agree(const FakePin& out, const FakePin& in);
-    /// This end only.
-    void Join(IPin* peer, const MediaType& type);
-    void Unjoin();
+    /// The type that both agree on, null without one.
+    static const MediaType* Agree(const FakePin& out, const FakePin& in);
+    /// Whether both are free, of different filters, and agree on a type.
+    static bool CanJoin(const FakePin& out, const FakePin& in);
 
-    STDMETHODIMP Connect(IPin* receiver, const AM_MEDIA_TYPE* type) override;
-    STDMETHODIMP ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override;
     STDMETHODIMP Disconnect() override;
     STDMETHODIMP ConnectedTo(IPin** peer) override;
     STDMETHODIMP ConnectionMediaType(AM_MEDIA_TYPE* type) override;
@@ -60,13 +57,19 @@ public:
     STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** out) override {
         return Enumerate<AM_MEDIA_TYPE>("EnumMediaTypes", out, types);
     }
-    FAKE_UNEXPECTED(QueryId(LPWSTR*), QueryAccept(const AM_MEDIA_TYPE*),
-                    QueryInternalConnections(IPin**, ULONG*), EndOfStream(), BeginFlush(),
-                    EndFlush(), NewSegment(REFERENCE_TIME, REFERENCE_TIME, double))
+    FAKE_UNEXPECTED(Connect(IPin*, const AM_MEDIA_TYPE*), QueryId(LPWSTR*),
+                    ReceiveConnection(IPin*, const AM_MEDIA_TYPE*),
+                    QueryAccept(const AM_MEDIA_TYPE*), QueryInternalConnections(IPin**, ULONG*),
+                    EndOfStream(), BeginFlush(), EndFlush(),
+                    NewSegment(REFERENCE_TIME, REFERENCE_TIME, double))
 
 private:
+    friend void Join(FakePin& out, FakePin& in);
+    friend void Part(FakePin& pin);
+    void Unjoin();
+
     FakeFilter& m_filter;
-    IPin* m_peer = nullptr;
+    FakePin* m_peer = nullptr;
 };
 
 inline IPin* HandOut(FakePin& pin) {
@@ -129,11 +132,9 @@ public:
 
     FakePin& AddPin(const PinSpec& pin);
     std::deque<FakePin>& Pins() { return m_pins; }
-    /// The first free one of a direction that `fits`; null without one.
-    template <class Fits> FakePin* FreePin(PIN_DIRECTION wanted, Fits&& fits) {
-        const auto found = std::find_if(m_pins.begin(), m_pins.end(), [&](FakePin& pin) {
-            return pin.direction == wanted && !pin.IsConnected() && fits(pin);
-        });
+    /// The first that `fits`; null without one.
+    template <class Fits> FakePin* FindIf(Fits&& fits) {
+        const auto found = std::find_if(m_pins.begin(), m_pins.end(), fits);
         return found != m_pins.end() ? &*found : nullptr;
     }
     FakePin& Pin(const std::string& name); ///< "In1"
@@ -159,8 +160,7 @@ private:
 /// A filter with one reference for the caller.
 ComPtr<FakeFilter> MakeFilter(std::string name, const PinSpecs& pins, GUID clsid = GUID_NULL);
 
-/// Connects without any call that is journalled or may fail, with the type that both agree on
-/// (the output's first when they do not).
+/// Connects quietly, with the type that both agree on (the output's first when they do not).
 void Join(FakePin& out, FakePin& in);
 /// The first free output of `up` with the first free input of `down` that agrees.
 void Join(FakeFilter& up, FakeFilter& down);

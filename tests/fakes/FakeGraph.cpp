@@ -25,38 +25,30 @@ FakeFilter& FakeGraph::Add(std::string name, const PinSpecs& pins) {
 
 void FakeGraph::Add(IBaseFilter* filter, const wchar_t* name) {
     const Silence silence;
-    const std::wstring wanted = name != nullptr ? name : L"";
-    std::wstring unique = wanted;
-    while (unique.empty() || IsNamed(unique)) {
-        unique = wanted + L" " + std::to_wstring(m_nextName++);
-    }
-    m_names[filter] = unique;
     m_filters.insert(m_filters.begin(), HandOut(filter));
-    filter->JoinFilterGraph(this, unique.c_str());
+    filter->JoinFilterGraph(this, name);
     ++m_version;
 }
 
 void FakeGraph::Leave(IBaseFilter* filter) {
     const Silence silence;
-    m_names.erase(filter);
     std::erase(m_filters, filter);
     ++m_version;
     if (auto* const fake = AsFake<FakeFilter>(filter); fake != nullptr) {
-        std::for_each(fake->Pins().begin(), fake->Pins().end(), &Part);
+        std::ranges::for_each(fake->Pins(), &Part);
     }
     filter->JoinFilterGraph(nullptr, nullptr);
     filter->Release();
 }
 
 FakeFilter* FakeGraph::Find(std::string_view name) const {
-    const auto found = std::find_if(m_filters.begin(), m_filters.end(),
-                                    [&](IBaseFilter* each) { return NameOf(each) == name; });
+    const auto found = std::ranges::find(m_filters, name, &NameOf);
     return found != m_filters.end() ? AsFake<FakeFilter>(*found) : nullptr;
 }
 
 Lines FakeGraph::FilterNames() const {
     Lines names;
-    std::transform(m_filters.begin(), m_filters.end(), std::back_inserter(names), &NameOf);
+    std::ranges::transform(m_filters, std::back_inserter(names), &NameOf);
     return names;
 }
 
@@ -65,43 +57,19 @@ Lines FakeGraph::Connections() const {
     for (IBaseFilter* filter : m_filters) {
         if (auto* const fake = AsFake<FakeFilter>(filter); fake != nullptr) {
             for (const FakePin& pin : fake->Pins()) {
-                if (!pin.IsInput() && pin.IsConnected()) {
-                    texts.insert(pin.Name() + " -> " + NameOf(pin.Peer()));
-                }
+                texts.insert(pin.IsInput() || !pin.IsConnected()
+                                 ? ""
+                                 : pin.Name() + " -> " + pin.Peer()->Name());
             }
         }
     }
+    texts.erase("");
     return {texts.begin(), texts.end()};
 }
 
-bool FakeGraph::IsNamed(const std::wstring& name) const {
-    return std::any_of(m_names.begin(), m_names.end(),
-                       [&](const auto& entry) { return entry.second == name; });
-}
-
-bool FakeGraph::CanJoin(FakePin& out, FakePin& in) const {
-    return !out.IsInput() && in.IsInput() &&
-           (canConnect ? canConnect(out, in) : FakePin::Agree(out, in).has_value());
-}
-
-bool FakeGraph::JoinThrough(FakePin& out, FakeFilter& middle, FakePin& in) {
-    FakePin* const middleIn =
-        middle.FreePin(PINDIR_INPUT, [&](FakePin& pin) { return CanJoin(out, pin); });
-    FakePin* const middleOut =
-        middle.FreePin(PINDIR_OUTPUT, [&](FakePin& pin) { return CanJoin(pin, in); });
-    if (middleIn == nullptr || middleOut == nullptr || FAILED(out.Connect(middleIn, nullptr))) {
-        return false;
-    }
-    const bool joined = SUCCEEDED(middleOut->Connect(&in, nullptr));
-    if (!joined) {
-        Part(out);
-    }
-    return joined;
-}
-
 HRESULT FakeGraph::ConnectPins(FakePin& out, FakePin& in) {
-    if (CanJoin(out, in) && SUCCEEDED(out.Connect(&in, nullptr))) {
-        return S_OK;
+    if (FakePin::CanJoin(out, in)) {
+        return Join(out, in), S_OK;
     }
     std::vector<IBaseFilter*> middles = config.Cached();
     middles.insert(middles.end(), m_filters.begin(), m_filters.end());
@@ -110,7 +78,14 @@ HRESULT FakeGraph::ConnectPins(FakePin& out, FakePin& in) {
     }
     for (IBaseFilter* candidate : middles) {
         auto* const middle = AsFake<FakeFilter>(candidate);
-        if (middle != nullptr && JoinThrough(out, *middle, in)) {
+        const auto find = [&](auto&& fits) {
+            return middle != nullptr ? middle->FindIf(fits) : nullptr;
+        };
+        FakePin* const first = find([&](FakePin& pin) { return FakePin::CanJoin(out, pin); });
+        FakePin* const last = find([&](FakePin& pin) { return FakePin::CanJoin(pin, in); });
+        if (first != nullptr && last != nullptr) {
+            Join(out, *first);
+            Join(*last, in);
             if (!Contains(middle)) {
                 Add(middle, Widen(middle->Name()).c_str());
                 config.Withdraw(middle);
@@ -123,18 +98,14 @@ HRESULT FakeGraph::ConnectPins(FakePin& out, FakePin& in) {
 }
 
 HRESULT FakeGraph::RenderPin(FakePin& out) {
-    if (out.IsInput() || out.IsConnected()) {
-        return VFW_E_ALREADY_CONNECTED;
-    }
     for (IBaseFilter* member : std::vector(m_filters)) {
         auto* const filter = AsFake<FakeFilter>(member);
-        const auto any = [](FakePin&) { return true; };
-        const bool renders =
-            filter != nullptr && std::all_of(filter->Pins().begin(), filter->Pins().end(),
-                                             std::mem_fn(&FakePin::IsInput));
-        FakePin* const in = renders ? filter->FreePin(PINDIR_INPUT, any) : nullptr;
-        if (in != nullptr && SUCCEEDED(ConnectPins(out, *in))) {
-            return S_OK;
+        if (filter != nullptr && std::ranges::all_of(filter->Pins(), &FakePin::IsInput)) {
+            for (FakePin& in : filter->Pins()) {
+                if (ConnectPins(out, in) == S_OK) {
+                    return S_OK;
+                }
+            }
         }
     }
     const GUID major = out.types.empty() ? GUID_NULL : out.types.front().major;
@@ -142,19 +113,17 @@ HRESULT FakeGraph::RenderPin(FakePin& out) {
                              : major == MEDIATYPE_Audio ? "Audio"
                              : major == MEDIATYPE_Text  ? "Text"
                                                         : "Any";
-    FakeFilter& renderer =
-        Add(kind + "Renderer" + std::to_string(m_nextRenderer++), {{PINDIR_INPUT, out.types}});
-    return out.Connect(&renderer.InPin(), nullptr);
+    const std::string name = kind + "Renderer" + std::to_string(m_nextRenderer++);
+    return ConnectPins(out, Add(name, {{PINDIR_INPUT, out.types}}).InPin());
 }
 
 HRESULT FakeGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
-    return Call("AddFilter", std::tie(filter, name), [&]() -> HRESULT {
-        if (filter == nullptr || Contains(filter)) {
-            return filter == nullptr ? E_POINTER : VFW_E_DUPLICATE_NAME;
+    return Call("AddFilter", std::tie(filter, name), [&] {
+        if (Contains(filter)) {
+            return VFW_E_DUPLICATE_NAME;
         }
-        const bool duplicate = name != nullptr && IsNamed(name);
         Add(filter, name);
-        return duplicate ? VFW_S_DUPLICATE_NAME : S_OK;
+        return S_OK;
     });
 }
 
@@ -165,25 +134,6 @@ HRESULT FakeGraph::RemoveFilter(IBaseFilter* filter) {
         }
         Leave(filter);
         return S_OK;
-    });
-}
-
-HRESULT FakeGraph::Connect(IPin* out, IPin* in) {
-    return Call("Connect", std::tie(out, in), [&] {
-        auto* const fakeOut = AsFake<FakePin>(out);
-        auto* const fakeIn = AsFake<FakePin>(in);
-        return fakeOut == nullptr || fakeIn == nullptr ? out->Connect(in, nullptr)
-               : onConnect                             ? onConnect(*fakeOut, *fakeIn)
-                                                       : ConnectPins(*fakeOut, *fakeIn);
-    });
-}
-
-HRESULT FakeGraph::Render(IPin* out) {
-    return Call("Render", std::tie(out), [&]() -> HRESULT {
-        auto* const fake = AsFake<FakePin>(out);
-        return fake == nullptr ? VFW_E_CANNOT_RENDER
-               : onRender      ? onRender(*fake)
-                               : RenderPin(*fake);
     });
 }
 
@@ -198,16 +148,6 @@ HRESULT FakeGraph::AddSourceFilter(LPCWSTR path, LPCWSTR name, IBaseFilter** out
         *out = HandOut(source.Get());
         return S_OK;
     });
-}
-
-void ConfigFacet::RefuseCache() {
-    for (const char* method : {"AddFilterToCache", "EnumCacheFilter", "RemoveFilterFromCache"}) {
-        results[method] = E_NOTIMPL;
-    }
-}
-
-bool ConfigFacet::IsCached(IBaseFilter* filter) const {
-    return std::find(m_cache.begin(), m_cache.end(), filter) != m_cache.end();
 }
 
 ComPtr<IBaseFilter> ConfigFacet::Withdraw(IBaseFilter* filter) {

@@ -16,10 +16,13 @@ public:
     int removeRefDelta = 0;
 
     /// The cache's calls answer E_NOTIMPL from now on.
-    void RefuseCache();
+    void RefuseCache() {
+        results["AddFilterToCache"] = results["EnumCacheFilter"] =
+            results["RemoveFilterFromCache"] = E_NOTIMPL;
+    }
 
     const std::vector<IBaseFilter*>& Cached() const { return m_cache; }
-    bool IsCached(IBaseFilter* filter) const;
+    bool IsCached(IBaseFilter* filter) const { return std::ranges::count(m_cache, filter) != 0; }
     /// Takes the filter out of the cache with the cache's reference; null when not cached.
     ComPtr<IBaseFilter> Withdraw(IBaseFilter* filter);
 
@@ -254,11 +257,7 @@ public:
     WindowFacet window{*this, "window"};
     StepFacet step{*this, "step"};
 
-    /// Whether two free pins can be connected directly; by media type when empty.
-    std::function<bool(FakePin& out, FakePin& in)> canConnect;
-
-    /// Replaces Connect, or Render. Use ConnectPins and RenderPin for the built-in ways.
-    std::function<HRESULT(FakePin& out, FakePin& in)> onConnect;
+    /// Replaces Render; RenderPin is the built-in way.
     std::function<HRESULT(FakePin& out)> onRender;
 
     /// Filters that intelligent connection may put between two pins, besides the cached ones
@@ -270,21 +269,19 @@ public:
 
     // Quiet set-up, not journalled.
     FakeFilter& Add(std::string name, const PinSpecs& pins); ///< the graph owns it
-    void Add(IBaseFilter* filter, const wchar_t* name = nullptr);
+    void Add(IBaseFilter* filter, const wchar_t* name);
     void PushEvent(long code, LONG_PTR param1 = 0, LONG_PTR param2 = 0) {
         events.Push(code, param1, param2);
     }
 
     // Questions.
-    bool Contains(IBaseFilter* filter) const { return m_names.contains(filter); }
+    bool Contains(IBaseFilter* filter) const { return std::ranges::count(m_filters, filter) != 0; }
     std::size_t FilterCount() const { return m_filters.size(); }
     FakeFilter* Find(std::string_view name) const;
     Lines FilterNames() const; ///< as EnumFilters lists them
     Lines Connections() const; ///< "A.Out1 -> B.In1", sorted
 
-    HRESULT ConnectPins(FakePin& out, FakePin& in);
     HRESULT RenderPin(FakePin& out);
-    void Leave(IBaseFilter* filter);
 
     STDMETHODIMP AddFilter(IBaseFilter* filter, LPCWSTR name) override;
     STDMETHODIMP RemoveFilter(IBaseFilter* filter) override;
@@ -295,22 +292,27 @@ public:
         return Call("Disconnect", std::tie(pin), [&] { return pin->Disconnect(); });
     }
     STDMETHODIMP SetDefaultSyncSource() override { return Note("SetDefaultSyncSource"); }
-    STDMETHODIMP Connect(IPin* out, IPin* in) override;
-    STDMETHODIMP Render(IPin* out) override;
+    STDMETHODIMP Connect(IPin* out, IPin* in) override {
+        return Call("Connect", std::tie(out, in),
+                    [&] { return ConnectPins(*AsFake<FakePin>(out), *AsFake<FakePin>(in)); });
+    }
+    STDMETHODIMP Render(IPin* out) override {
+        return Call("Render", std::tie(out), [&] {
+            auto& pin = *AsFake<FakePin>(out);
+            return onRender ? onRender(pin) : RenderPin(pin);
+        });
+    }
     STDMETHODIMP AddSourceFilter(LPCWSTR path, LPCWSTR name, IBaseFilter** out) override;
     FAKE_UNEXPECTED(FindFilterByName(LPCWSTR, IBaseFilter**), Reconnect(IPin*),
                     ConnectDirect(IPin*, IPin*, const AM_MEDIA_TYPE*), RenderFile(LPCWSTR, LPCWSTR),
                     SetLogFile(DWORD_PTR), Abort(), ShouldOperationContinue())
 
 private:
-    bool IsNamed(const std::wstring& name) const;
-    bool CanJoin(FakePin& out, FakePin& in) const;
-    bool JoinThrough(FakePin& out, FakeFilter& middle, FakePin& in);
+    void Leave(IBaseFilter* filter);
+    HRESULT ConnectPins(FakePin& out, FakePin& in);
 
     std::vector<IBaseFilter*> m_filters; ///< the latest first, one reference each
-    std::map<IBaseFilter*, std::wstring> m_names;
     unsigned m_version = 0;
-    unsigned m_nextName = 1;
     unsigned m_nextRenderer = 1;
 };
 

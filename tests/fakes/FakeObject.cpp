@@ -21,24 +21,24 @@ Lines Ledger::Alive(Mark since) {
 }
 
 void Ledger::ExpectLeak(FakeObject& object, ULONG references) {
-    m_expected.insert(m_expected.end(), references, {&object, object.m_serial, object.Name()});
+    object.AddReference();
+    m_expected.emplace_back(&object, references);
 }
 
 Lines Ledger::Settle(Mark since) {
     const std::lock_guard lock(m_mutex);
-    const Silence silence;
-    Lines missing;
-    for (const Expected& expected : std::exchange(m_expected, {})) {
-        if (m_alive.contains(expected.serial) && expected.object->Refs() > 0) {
-            expected.object->DropReference();
-        } else {
-            missing.push_back(expected.name + ": an expected leak less");
+    for (const auto& [object, references] : std::exchange(m_expected, {})) {
+        const ULONG leaked = object->Refs() - 1;
+        if (leaked < references) {
+            ReportFailure(object->Name() + " has fewer leaks than expected");
+        }
+        for (ULONG i = 0; i <= std::min(leaked, references); ++i) {
+            object->DropReference();
         }
     }
-    Lines problems = Alive(since);
-    problems.insert(problems.end(), missing.begin(), missing.end());
+    const Lines alive = Alive(since);
     m_alive.erase(m_alive.upper_bound(since), m_alive.end());
-    return problems;
+    return alive;
 }
 
 FakeObject::FakeObject(std::string name, FakeObject* owner)

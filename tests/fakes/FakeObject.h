@@ -61,16 +61,11 @@ public:
 
 private:
     friend class FakeObject;
-    struct Expected {
-        FakeObject* object;
-        Mark serial; ///< of the object whose life it shares
-        std::string name;
-    };
 
     std::recursive_mutex m_mutex;
     std::map<Mark, FakeObject*> m_alive;
     std::atomic<Mark> m_serial = 0;
-    std::vector<Expected> m_expected; ///< one for each reference
+    std::vector<std::pair<FakeObject*, ULONG>> m_expected; ///< and one reference of its own
 };
 
 /// The base of all fakes: a name, a reference count, the answer table.

@@ -64,10 +64,4 @@ testing::AssertionResult JournalIs(std::initializer_list<std::string> expected) 
     return failure;
 }
 
-std::string ToHex(HRESULT result) {
-    char text[16];
-    snprintf(text, sizeof text, "0x%08lx", static_cast<unsigned long>(result));
-    return text;
-}
-
 } // namespace fakes

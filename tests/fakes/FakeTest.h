@@ -38,8 +38,6 @@ std::size_t RunFaultPlan(const std::function<void()>& scenario, const FaultOptio
 testing::AssertionResult JournalIs(std::initializer_list<std::string> expected);
 #define EXPECT_JOURNAL(...) EXPECT_TRUE(::fakes::JournalIs(__VA_ARGS__))
 
-/// HRESULTs that print in hex.
-std::string ToHex(HRESULT result);
-#define EXPECT_HR(expected, actual) EXPECT_EQ(::fakes::ToHex(expected), ::fakes::ToHex(actual))
+#define EXPECT_HR(expected, actual) EXPECT_EQ(HRESULT{expected}, HRESULT{actual})
 
 } // namespace fakes
