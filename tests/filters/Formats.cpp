@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "Clsids.h"
-
 namespace ymfilters {
 
 namespace {
@@ -34,8 +32,7 @@ const Format* ReadType(const AM_MEDIA_TYPE& type, const GUID& major, const GUID&
 
 } // namespace
 
-ymdshow::MediaType VideoType(const GUID& subtype, int width, int height, LONGLONG frameTime) {
-    const bool isCoded = subtype == MEDIASUBTYPE_TestCoded;
+ymdshow::MediaType VideoType(int width, int height, LONGLONG frameTime) {
     VIDEOINFOHEADER info{};
     info.rcSource = info.rcTarget = {0, 0, width, height};
     info.AvgTimePerFrame = frameTime;
@@ -44,10 +41,10 @@ ymdshow::MediaType VideoType(const GUID& subtype, int width, int height, LONGLON
     info.bmiHeader.biHeight = height;
     info.bmiHeader.biPlanes = 1;
     info.bmiHeader.biBitCount = 32;
-    info.bmiHeader.biCompression = isCoded ? subtype.Data1 : BI_RGB;
-    info.bmiHeader.biSizeImage =
-        isCoded ? sizeof(DWORD) : static_cast<DWORD>(width) * static_cast<DWORD>(height) * 4;
-    return MakeType(MEDIATYPE_Video, subtype, FORMAT_VideoInfo, info, info.bmiHeader.biSizeImage);
+    info.bmiHeader.biCompression = BI_RGB;
+    info.bmiHeader.biSizeImage = static_cast<DWORD>(width) * static_cast<DWORD>(height) * 4;
+    return MakeType(MEDIATYPE_Video, MEDIASUBTYPE_RGB32, FORMAT_VideoInfo, info,
+                    info.bmiHeader.biSizeImage);
 }
 
 ymdshow::MediaType PcmType(int samplingRate) {
@@ -62,8 +59,8 @@ ymdshow::MediaType PcmType(int samplingRate) {
                     format.nBlockAlign);
 }
 
-const VIDEOINFOHEADER* ReadVideo(const AM_MEDIA_TYPE& type, const GUID& subtype) {
-    return ReadType<VIDEOINFOHEADER>(type, MEDIATYPE_Video, subtype, FORMAT_VideoInfo);
+const VIDEOINFOHEADER* ReadVideo(const AM_MEDIA_TYPE& type) {
+    return ReadType<VIDEOINFOHEADER>(type, MEDIATYPE_Video, MEDIASUBTYPE_RGB32, FORMAT_VideoInfo);
 }
 
 const WAVEFORMATEX* ReadPcm(const AM_MEDIA_TYPE& type) {

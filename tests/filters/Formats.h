@@ -10,14 +10,14 @@
 
 namespace ymfilters {
 
-/// An RGB32 or coded type; the frame time is in 100 ns units.
-ymdshow::MediaType VideoType(const GUID& subtype, int width, int height, LONGLONG frameTime);
+/// An RGB32 type; the frame time is in 100 ns units.
+ymdshow::MediaType VideoType(int width, int height, LONGLONG frameTime);
 
 /// 16-bit PCM in stereo.
 ymdshow::MediaType PcmType(int samplingRate);
 
 /// The format blocks of such types; null for any other.
-const VIDEOINFOHEADER* ReadVideo(const AM_MEDIA_TYPE& type, const GUID& subtype);
+const VIDEOINFOHEADER* ReadVideo(const AM_MEDIA_TYPE& type);
 const WAVEFORMATEX* ReadPcm(const AM_MEDIA_TYPE& type);
 
 /// S_OK when a type is `own`, with the same format block.

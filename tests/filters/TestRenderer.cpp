@@ -51,7 +51,7 @@ TestRecord Describe(IMediaSample& sample, const AM_MEDIA_TYPE& type) {
     if (const WAVEFORMATEX* const sound = ReadPcm(type)) {
         record.frequency = Frequency(reinterpret_cast<const std::int16_t*>(data),
                                      record.bytes / (2 * sound->nChannels), *sound);
-    } else if (const VIDEOINFOHEADER* const picture = ReadVideo(type, MEDIASUBTYPE_RGB32)) {
+    } else if (const VIDEOINFOHEADER* const picture = ReadVideo(type)) {
         record.frame = ReadFrameNumber(picture->bmiHeader.biWidth, picture->bmiHeader.biHeight,
                                        reinterpret_cast<const std::uint32_t*>(data));
     }
@@ -176,9 +176,7 @@ private:
 
     protected:
         HRESULT CheckType(const AM_MEDIA_TYPE& type) override {
-            const bool isTaken =
-                type.majortype == m_owner.m_majorType && type.subtype != MEDIASUBTYPE_TestCoded;
-            return isTaken ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+            return type.majortype == m_owner.m_majorType ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
         }
         bool IsLiveConnectable() const override { return m_owner.m_isLiveConnectable; }
 

@@ -38,7 +38,6 @@ struct Clip {
     int frameRate = 25;
     LONGLONG duration = 10 * kSecond;
     int hasVideo = 1;
-    int isCoded = 0;
     int isLiveConnectable = 0;
     std::vector<int> tones = {440}; ///< one audio pin each
     std::vector<int> streams;       ///< tones that IAMStreamSelect chooses from
@@ -61,7 +60,6 @@ std::vector<int> Tones(const std::wstring& text) {
 
 bool ReadOption(const std::wstring& key, const std::wstring& value, Clip& clip) {
     static const std::map<std::wstring, int Clip::*> numbers = {{L"video", &Clip::hasVideo},
-                                                                {L"coded", &Clip::isCoded},
                                                                 {L"live", &Clip::isLiveConnectable},
                                                                 {L"rate", &Clip::samplingRate}};
     if (const auto number = numbers.find(key); number != numbers.end()) {
@@ -217,10 +215,8 @@ public:
         }
     }
     bool PreferredType(unsigned index, ymdshow::MediaType& type) override {
-        type = IsVideo()
-                   ? VideoType(m_clip.isCoded != 0 ? MEDIASUBTYPE_TestCoded : MEDIASUBTYPE_RGB32,
-                               m_clip.width, m_clip.height, UnitTime(1))
-                   : PcmType(m_clip.samplingRate);
+        type = IsVideo() ? VideoType(m_clip.width, m_clip.height, UnitTime(1))
+                         : PcmType(m_clip.samplingRate);
         return index == 0;
     }
 
@@ -321,12 +317,8 @@ private:
         REFERENCE_TIME start = UnitTime(next) - origin;
         long size = static_cast<long>(Type().lSampleSize);
         if (IsVideo()) {
-            if (m_clip.isCoded != 0) {
-                *reinterpret_cast<DWORD*>(data) = static_cast<DWORD>(next);
-            } else {
-                PaintFrame(static_cast<std::uint32_t>(next), m_clip.width, m_clip.height,
-                           reinterpret_cast<std::uint32_t*>(data));
-            }
+            PaintFrame(static_cast<std::uint32_t>(next), m_clip.width, m_clip.height,
+                       reinterpret_cast<std::uint32_t*>(data));
             ++next;
         } else {
             // The unit at the stop position is the first that is not played.

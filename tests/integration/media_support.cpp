@@ -29,8 +29,6 @@ void RealMediaTest::UseScript(const Names& filters) {
         R"({"Filter": [
   {"Name": "Source", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C001}",
    "Path": "filters\\testsource.ax"},
-  {"Name": "Decoder", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C002}",
-   "Path": "filters\\testtransform.ax"},
   {"Name": "Picture", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C004}",
    "Path": "filters\\testrenderer.ax"},
   {"Name": "Sound", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C005}",

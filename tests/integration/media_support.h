@@ -24,7 +24,7 @@ protected:
 
     /// Plays "test://..." by these filters of the script: the recording renderers, or the
     /// system's "Window", which also is the one for files.
-    void UseScript(const Names& filters = {"Source", "Decoder", "Picture", "Sound", "Sound"});
+    void UseScript(const Names& filters = {"Source", "Picture", "Sound", "Sound"});
 
     /// Loads a clip of the test source.
     void Load(const std::string& path,

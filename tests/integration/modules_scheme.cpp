@@ -11,16 +11,13 @@ constexpr const char* kScript = R"({
   "Filter": [
     {"Name": "Source", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C001}",
      "Path": "filters\\testsource.ax"},
-    {"Name": "Decoder", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C002}",
-     "Path": "filters\\testtransform.ax"},
     {"Name": "Picture", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C004}",
      "Path": "FILTERS/testrenderer.ax"},
     {"Name": "Sound", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C005}",
      "Path": "filters\\testrenderer.ax"}
   ],
   "Schemes": [
-    {"Type": "test", "Filters": [{"Name": "Source"}, {"Name": "Decoder"}, {"Name": "Picture"},
-                                 {"Name": "Sound"}]}
+    {"Type": "test", "Filters": [{"Name": "Source"}, {"Name": "Picture"}, {"Name": "Sound"}]}
   ]
 })";
 
@@ -44,7 +41,7 @@ TEST(SchemeModules, MakeAGraphThatPlays) {
     ASSERT_TRUE(set.LoadSchemeByScript(kScript, 0));
     {
         ymdshow::CMedia media(nullptr);
-        ASSERT_EQ(media.SetMediaPath(std::string("test://320x180@25/2s?coded=1")), 1);
+        ASSERT_EQ(media.SetMediaPath(std::string("test://320x180@25/2s")), 1);
         ASSERT_EQ(media.Load(&set, 1), 1);
         // None of the entries says what it is: the filters were asked.
         ASSERT_EQ(media.GetVideoTrackNum() + media.GetAudioTrackNum(), 2U);
