@@ -33,7 +33,7 @@ constexpr DWORD kPatience = 30'000;
 
 constexpr const char* kScheme = R"({"Filter": [
   {"Name": "Source", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C001}", "Type": "source",
-   "Path": "filters\\testsource.ax", "IsCache": false},
+   "Path": "filters\\ymdpattern.ax", "IsCache": false},
   {"Name": "Picture", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C004}", "Type": "render",
    "Path": "filters\\testrenderer.ax", "IsCache": false},
   {"Name": "Sound", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C005}", "Type": "render",

@@ -13,11 +13,11 @@
 
 #include "BaseClasses/FilterModule.h"
 #include "Clsids.h"
-#include "Formats.h"
-#include "FramePattern.h"
 #include "ITestRecorder.h"
+#include "base/Formats.h"
 #include "base/InputPin.h"
 #include "base/SeekingPassThrough.h"
+#include "pattern/FramePattern.h"
 
 namespace ymfilters {
 

@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "filters/FramePattern.h"
+#include "../filters/pattern/FramePattern.h"
 #include "integration/media_support.h"
 
 using namespace media_tests;

@@ -51,7 +51,7 @@ protected:
 
 TEST_F(MediaModules, ScriptAloneMakesTheGraphAgainAndAgain) {
     ComPtr<IBaseFilter> registered;
-    ASSERT_EQ(CoCreateInstance(ymfilters::CLSID_TestSource, nullptr, CLSCTX_INPROC_SERVER,
+    ASSERT_EQ(CoCreateInstance(ymfilters::CLSID_PatternSource, nullptr, CLSCTX_INPROC_SERVER,
                                IID_PPV_ARGS(&registered)),
               REGDB_E_CLASSNOTREG);
     UseScript();

@@ -28,7 +28,7 @@ void RealMediaTest::UseScript(const Names& filters) {
     ASSERT_TRUE(player.GetCoderScheme().LoadSchemeByScript(
         R"({"Filter": [
   {"Name": "Source", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C001}",
-   "Path": "filters\\testsource.ax"},
+   "Path": "filters\\ymdpattern.ax"},
   {"Name": "Picture", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C004}",
    "Path": "filters\\testrenderer.ax"},
   {"Name": "Sound", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C005}",

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes the clip whose pictures say which frame they are: the pattern of
-# tests/filters/FramePattern.h, 3 s at 25 frames a second, in H.264.
+# filters/pattern/FramePattern.h, 3 s at 25 frames a second, in H.264.
 #
 #   tests/integration/playback_media.sh FILE
 set -euo pipefail

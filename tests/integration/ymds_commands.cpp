@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "filters/FramePattern.h"
+#include "../filters/pattern/FramePattern.h"
 #include "integration/ymds_program.h"
 
 namespace ymds_tests {
@@ -106,7 +106,7 @@ TEST(YmdsInfo, ShowsTheFacts) {
     }
 }
 
-/// The picture of the test source, its right side up, and blue where it is blue.
+/// The picture of the pattern source, its right side up, and blue where it is blue.
 void ExpectClip(const Image& image, unsigned width, unsigned height) {
     ASSERT_EQ(image.width, width);
     ASSERT_EQ(image.height, height);
@@ -163,14 +163,14 @@ TEST(YmdsPlay, PlaysToTheEndAndReportsIt) {
     EXPECT_FALSE(reader["file"].asString().empty());
     EXPECT_TRUE(reader["module"].isNull());
 
-    const TestClip clip("test://320x180@25/2s?audio=440");
-    const Result picture = RunYmds(clip.Play({L"--json", L"--snapshot", png}));
+    const Result picture =
+        RunYmds({L"play", L"test://320x180@25/2s?audio=440", L"--json", L"--snapshot", png});
     ExpectPlayed(picture, 2000, 1);
     EXPECT_EQ(picture.Json()["snapshot"], Utf8(png));
     ExpectClip(ReadPng(png), 320, 180);
     const Json::Value filters = picture.Json()["filters"];
-    EXPECT_EQ(filters[0]["name"], "Own Source");
-    EXPECT_NE(filters[0]["module"].asString().find("testsource.ax"), std::string::npos);
+    EXPECT_EQ(filters[0]["name"], "Pattern Source");
+    EXPECT_NE(filters[0]["module"].asString().find("ymdpattern.ax"), std::string::npos);
     for (Json::ArrayIndex i = 1; i < filters.size(); ++i) {
         EXPECT_TRUE(filters[i]["module"].isNull()) << filters[i];
     }

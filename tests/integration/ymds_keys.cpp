@@ -76,22 +76,22 @@ constexpr WORD kClose = VK_OEM_6;
 
 TEST(YmdsKeys, DriveThePlayerFromItsWindow) {
     const Scratch scratch;
-    const TestClip clip("test://640x360@25/10s?audio=440");
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(scratch.Path(L"")); // where pictures are saved
     long clientWidth = 0;
     const Result result =
-        RunYmds(clip.Play({L"--window", L"--json", L"--no-snapshot"}), [&](const Running& player) {
-            const HWND window = AwaitWindow(player);
-            RECT client{};
-            GetClientRect(window, &client);
-            clientWidth = client.right;
-            Press(player, {VK_SPACE, 'M', 'M', 'L', 'L', kOpen}, "ML");
-            Sleep(500); // paused: the second is the same place
-            Press(player, {kOpen, VK_RIGHT, kClose, VK_LEFT, kDot, 'A', 'S'}, "AS");
-            Click(window); // the picture now has the keyboard
-            Press(player, {'M', 'M', 'Q'}, "M");
-        });
+        RunYmds({L"play", L"test://640x360@25/10s", L"--window", L"--json", L"--no-snapshot"},
+                [&](const Running& player) {
+                    const HWND window = AwaitWindow(player);
+                    RECT client{};
+                    GetClientRect(window, &client);
+                    clientWidth = client.right;
+                    Press(player, {VK_SPACE, 'M', 'M', 'L', 'L', kOpen}, "ML");
+                    Sleep(500); // paused: the second is the same place
+                    Press(player, {kOpen, VK_RIGHT, kClose, VK_LEFT, kDot, 'A', 'S'}, "AS");
+                    Click(window); // the picture now has the keyboard
+                    Press(player, {'M', 'M', 'Q'}, "M");
+                });
     std::filesystem::current_path(before);
     ASSERT_EQ(result.code, 0) << result.err;
     EXPECT_EQ(clientWidth, 640);
@@ -108,7 +108,7 @@ TEST(YmdsKeys, DriveThePlayerFromItsWindow) {
     EXPECT_NEAR(end, std::min(start + 5, 10.0), 0.4);
     EXPECT_TRUE(notes[7].starts_with("stepped")) << notes[7];
     EXPECT_EQ(notes[8], "there is no other audio track");
-    ASSERT_TRUE(notes[9].starts_with("saved clip-snapshot-")) << notes[9];
+    ASSERT_TRUE(notes[9].starts_with("saved 10s-snapshot-")) << notes[9];
     EXPECT_EQ(ReadPng(scratch.Path(std::filesystem::path(notes[9].substr(6)).wstring())).width,
               640U);
     EXPECT_EQ(notes[10], "muted") << "a key counts once, wherever it is pressed";
@@ -116,11 +116,12 @@ TEST(YmdsKeys, DriveThePlayerFromItsWindow) {
 }
 
 TEST(YmdsKeys, ChangeTheAudioTrack) {
-    const TestClip clip("test://320x180@25/30s?audio=440,880");
-    const Result result = RunYmds(clip.Play({L"--window", L"--json"}), [](const Running& player) {
-        AwaitWindow(player);
-        Press(player, {'A', 'A', 'Q'}, "A");
-    });
+    const Result result =
+        RunYmds({L"play", L"test://320x180@25/30s?audio=440,880", L"--window", L"--json"},
+                [](const Running& player) {
+                    AwaitWindow(player);
+                    Press(player, {'A', 'A', 'Q'}, "A");
+                });
     ASSERT_EQ(result.code, 0) << result.err;
     EXPECT_EQ(Lines(result.err),
               (std::vector<std::string>{"audio track 2 of 2", "audio track 1 of 2"}));

@@ -139,19 +139,6 @@ std::wstring Scratch::Write(const std::wstring& name, const std::string& text) c
     return Path(name);
 }
 
-TestClip::TestClip(const std::string& url)
-    : m_clip(m_scratch.Write(L"clip.ymt", url)),
-      m_script(m_scratch.Write(L"scheme.json", R"({"Schemes": [{"Type": "ymt",
-        "Filters": [{"Name": "Own Source", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C001}",
-                     "Path": "filters\\testsource.ax", "Type": "source", "IsCache": false}]}]})")) {
-}
-
-std::vector<std::wstring> TestClip::Play(const std::vector<std::wstring>& more) const {
-    std::vector<std::wstring> arguments{L"play", m_clip, L"--scheme", m_script};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return arguments;
-}
-
 Image ReadPng(const std::wstring& path) {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     ComPtr<IWICImagingFactory> factory;

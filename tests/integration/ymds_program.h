@@ -52,19 +52,6 @@ private:
     std::wstring m_path;
 };
 
-/// A clip of the test source and the script that plays it: what a file's splitter finds may
-/// differ, this does not.
-class TestClip {
-public:
-    explicit TestClip(const std::string& url);
-    /// The arguments that play it, and more.
-    std::vector<std::wstring> Play(const std::vector<std::wstring>& more) const;
-
-private:
-    const Scratch m_scratch;
-    std::wstring m_clip, m_script;
-};
-
 struct Image {
     unsigned width = 0;
     unsigned height = 0;

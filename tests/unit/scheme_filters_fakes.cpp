@@ -109,7 +109,7 @@ TEST_F(SchemeFilters, EachEntryIsMadeInOneWay) {
                  {kMissing, false, false, "Registered"},
                  {kMissing, false, true, "SystemDeviceEnum"},
                  {kMissing, true, true, "Wrapper"},
-                 {L"filters\\testsource.ax", true, true, "", CLASS_E_CLASSNOTAVAILABLE},
+                 {L"filters\\ymdpattern.ax", true, true, "", CLASS_E_CLASSNOTAVAILABLE},
                  {L"ymlib.dll", true, true, "", E_FAIL}, // no module of filters
                  {L"", false, false, "Registered", REGDB_E_CLASSNOTREG, E_FAIL},
                  {kMissing, false, false, "Registered", noModule, E_FAIL},

@@ -9,6 +9,7 @@
 #include <ymlib/Json.h>
 
 #include "Console.h"
+#include "DefaultScheme.h"
 #include "JsonText.h"
 #include "MediaPath.h"
 #include "Text.h"
@@ -165,6 +166,7 @@ int Info(const InfoOptions& options) {
         return Refuse(options, path.error);
     }
     ymdshow::CMediaPlayer player;
+    UseDefaultScheme(player.GetCoderScheme());
     ymdshow::CMedia* media = player.AddMedia(path.library, 0);
     if (media == nullptr) {
         return Refuse(options, L"the library cannot find it");

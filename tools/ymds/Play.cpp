@@ -5,6 +5,7 @@
 #include <ymlib/Log.h>
 
 #include "Console.h"
+#include "DefaultScheme.h"
 #include "MediaPath.h"
 #include "Playback.h"
 #include "Report.h"
@@ -20,12 +21,6 @@ namespace {
 constexpr unsigned LoadPatience = 90;
 constexpr unsigned TurnPatience = 40;
 constexpr unsigned TeardownPatience = 15;
-
-// Wine's default video renderer draws nothing into another window and gives no usable
-// picture, its plain one does both. Standing in the graph beforehand, it is used.
-constexpr char WineScheme[] = R"({"Schemes": [{"Type": "video_global;unknown", "Filters": [
-    {"Name": "Video Renderer", "CLSID": "{70E102B0-5556-11CE-97C0-00AA0055595A}",
-     "Type": "render", "IsCache": false}]}]})";
 
 void ShowRecord(const ymlib::LogRecord& record) {
     const wchar_t* level = record.level >= ymlib::LOG_ERROR     ? L"error"
@@ -112,7 +107,7 @@ bool PlayRun::Prepare() {
 bool PlayRun::LoadScheme() {
     ymdshow::CCoderScheme& scheme = m_player.GetCoderScheme();
     if (m_options.scheme.empty()) {
-        return !RunsUnderWine() || scheme.LoadSchemeByScript(WineScheme, 0);
+        return UseDefaultScheme(scheme);
     }
     if (scheme.LoadScheme(m_options.scheme, 0)) {
         return true;

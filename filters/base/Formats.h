@@ -1,6 +1,6 @@
 #pragma once
 
-// The media types that the test modules speak.
+// The plain media types: RGB32 pictures, 16-bit PCM.
 
 #include <windows.h>
 

@@ -20,10 +20,10 @@
 #include <vector>
 
 #include "BaseClasses/FilterModule.h"
-#include "Clsids.h"
-#include "Formats.h"
-#include "FramePattern.h"
+#include "base/Formats.h"
 #include "base/OutputPin.h"
+#include "pattern/FramePattern.h"
+#include "pattern/PatternSource.h"
 
 namespace ymfilters {
 
@@ -372,9 +372,9 @@ LPWSTR CopyText(const std::wstring& text) {
 
 /// A source filter without a file: the name that Load gets says what it plays. Has no
 /// pins before that.
-class TestSource final : public Filter, public IFileSourceFilter, public IAMStreamSelect {
+class PatternSource final : public Filter, public IFileSourceFilter, public IAMStreamSelect {
 public:
-    TestSource() : Filter(CLSID_TestSource) {}
+    PatternSource() : Filter(CLSID_PatternSource) {}
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
         return Filter::QueryInterface(iid, out);
@@ -404,12 +404,26 @@ public:
         MakePins();
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR*, AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override {
+        if (name == nullptr) {
+            return E_POINTER;
+        }
+        if (type != nullptr) {
+            *type = {};
+            type->majortype = MEDIATYPE_Stream;
+        }
+        const std::lock_guard lock(Lock());
+        *name = m_name.empty() ? nullptr : CopyText(m_name);
+        return m_name.empty() || *name != nullptr ? S_OK : E_OUTOFMEMORY;
+    }
 
     // The picture is stream 0 when there is one, in a group of its own; the tones follow. A
     // tone is switched alone: flags 0 silences it, ENABLE silences the others, ENABLEALL
     // lets all sound.
     HRESULT STDMETHODCALLTYPE Count(DWORD* count) override {
+        if (count == nullptr) {
+            return E_POINTER;
+        }
         *count = static_cast<DWORD>(FirstTone()) + static_cast<DWORD>(m_clip.streams.size());
         return S_OK;
     }
@@ -417,21 +431,34 @@ public:
                                    DWORD* group, LPWSTR* name, IUnknown** object,
                                    IUnknown** unknown) override {
         const LONG tone = index - FirstTone();
-        if (object != nullptr || unknown != nullptr) {
-            return E_NOTIMPL;
-        }
+        const auto put = [](auto* out, auto value) {
+            if (out != nullptr) {
+                *out = value;
+            }
+        };
+        put(object, nullptr);
+        put(unknown, nullptr);
+        put(type, nullptr);
+        put(name, nullptr);
         if (index < 0 || tone >= static_cast<LONG>(m_clip.streams.size())) {
             return S_FALSE;
         }
-        ymdshow::MediaType own;
-        (tone < 0 ? Pins()[0] : m_selectable)->PreferredType(0, own);
-        *type = static_cast<AM_MEDIA_TYPE*>(CoTaskMemAlloc(sizeof(AM_MEDIA_TYPE)));
-        **type = own.Detach();
+        if (type != nullptr) {
+            ymdshow::MediaType own;
+            (tone < 0 ? Pins()[0] : m_selectable)->PreferredType(0, own);
+            *type = static_cast<AM_MEDIA_TYPE*>(CoTaskMemAlloc(sizeof(AM_MEDIA_TYPE)));
+            if (*type == nullptr) {
+                return E_OUTOFMEMORY;
+            }
+            **type = own.Detach();
+        }
         const bool isOn = tone < 0 || (m_selectable->enabled >> tone & 1U) != 0;
-        *flags = isOn ? AMSTREAMSELECTINFO_ENABLED : 0;
-        *language = 0;
-        *group = tone < 0 ? 0 : 1;
-        *name = CopyText(tone < 0 ? L"Picture" : L"Tone " + std::to_wstring(tone + 1));
+        put(flags, isOn ? DWORD{AMSTREAMSELECTINFO_ENABLED} : 0);
+        put(language, LCID{0});
+        put(group, DWORD{tone < 0 ? 0U : 1U});
+        if (name != nullptr) {
+            *name = CopyText(tone < 0 ? L"Picture" : L"Tone " + std::to_wstring(tone + 1));
+        }
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE Enable(LONG index, DWORD flags) override {
@@ -491,7 +518,7 @@ private:
 };
 
 constexpr ymdshow::ClassObject kClasses[] = {
-    {&CLSID_TestSource, L"Test Source", &Create<TestSource>}};
+    {&CLSID_PatternSource, L"Pattern Source", &Create<PatternSource>}};
 
 } // namespace
 
