@@ -246,7 +246,7 @@ TEST_F(Faults, RenderFilterTellsTheLastFailure) {
         EXPECT_EQ(answer == 1, result == S_OK);
         return result;
     };
-    graph->results["Render"] = {VFW_E_CANNOT_RENDER, S_OK, E_FAIL};
+    graph->results["Render"] = {VFW_E_CANNOT_RENDER, VFW_S_PARTIAL_RENDER, E_FAIL};
     EXPECT_HR(reason(&filter), S_OK);
     graph->results["Render"] = {E_FAIL, E_ABORT, VFW_E_CANNOT_RENDER};
     EXPECT_HR(reason(&filter), VFW_E_CANNOT_RENDER);
