@@ -15,7 +15,6 @@ public:
         : m_name(std::move(name)), m_make(std::move(make)) {
         CoRegisterClassObject(clsid, this, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &m_cookie);
     }
-    FakeClass(const FakeClass&) = delete;
     ~FakeClass() { CoRevokeClassObject(m_cookie); }
 
     ResultTable results;

@@ -49,9 +49,25 @@ public:
     /// Whether both are free, of different filters, and agree on a type.
     static bool CanJoin(const FakePin& out, const FakePin& in);
 
-    STDMETHODIMP Disconnect() override;
-    STDMETHODIMP ConnectedTo(IPin** peer) override;
-    STDMETHODIMP ConnectionMediaType(AM_MEDIA_TYPE* type) override;
+    STDMETHODIMP Disconnect() override {
+        return Call("Disconnect", [&] { return Unjoin(); });
+    }
+    STDMETHODIMP ConnectedTo(IPin** peer) override {
+        *peer = nullptr;
+        return Call("ConnectedTo", [&] {
+            *peer = m_peer != nullptr ? HandOut(m_peer) : nullptr;
+            return m_peer != nullptr ? S_OK : VFW_E_NOT_CONNECTED;
+        });
+    }
+    STDMETHODIMP ConnectionMediaType(AM_MEDIA_TYPE* type) override {
+        *type = AM_MEDIA_TYPE{};
+        return Call("ConnectionMediaType", [&] {
+            if (m_peer != nullptr) {
+                connectionType.CopyTo(type);
+            }
+            return m_peer != nullptr ? S_OK : VFW_E_NOT_CONNECTED;
+        });
+    }
     STDMETHODIMP QueryPinInfo(PIN_INFO* info) override;
     FAKE_GIVE(QueryDirection, PIN_DIRECTION, direction)
     STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** out) override {
@@ -66,7 +82,10 @@ public:
 private:
     friend void Join(FakePin& out, FakePin& in);
     friend void Part(FakePin& pin);
-    void Unjoin();
+    HRESULT Unjoin() {
+        FakePin* const peer = std::exchange(m_peer, nullptr);
+        return peer != nullptr ? peer->Release(), S_OK : S_FALSE;
+    }
 
     FakeFilter& m_filter;
     FakePin* m_peer = nullptr;
@@ -102,15 +121,61 @@ public:
     std::vector<SelectableStream> streams;
     FAKE_GIVE(Count, DWORD, static_cast<DWORD>(streams.size()))
     STDMETHODIMP Info(long index, AM_MEDIA_TYPE** type, DWORD* flags, LCID* lcid, DWORD* group,
-                      WCHAR** name, IUnknown** object, IUnknown** unknown) override;
-    STDMETHODIMP Enable(long index, DWORD flags) override;
+                      WCHAR** name, IUnknown** object, IUnknown** unknown) override {
+        return Call("Info", std::tie(index), [&]() -> HRESULT {
+            const auto at = static_cast<std::size_t>(index);
+            if (at >= streams.size() || FAILED(streams[at].info)) {
+                return at < streams.size() ? streams[at].info : S_FALSE;
+            }
+            const SelectableStream& stream = streams[at];
+            const std::size_t size = (stream.name.size() + 1) * sizeof(WCHAR);
+            const auto give = [](auto* out, auto&& value) {
+                if (out != nullptr) {
+                    *out = static_cast<std::remove_pointer_t<decltype(out)>>(value());
+                }
+            };
+            give(type, [&] { return HandOut(stream.type); });
+            give(flags, [&] { return stream.flags; });
+            give(lcid, [] { return 0; });
+            give(group, [&] { return stream.group; });
+            give(name, [&] {
+                return stream.name.empty() ? nullptr
+                                           : NewTaskCopy(stream.name.c_str(), size, "a name");
+            });
+            give(object, [] { return nullptr; });
+            give(unknown, [] { return nullptr; });
+            return stream.info;
+        });
+    }
+    STDMETHODIMP Enable(long index, DWORD flags) override {
+        return Call("Enable", std::tie(index, flags), [&] {
+            const auto at = static_cast<std::size_t>(index);
+            if (at >= streams.size()) {
+                return E_INVALIDARG;
+            }
+            for (SelectableStream& stream : streams) {
+                if (flags != 0 && stream.group == streams[at].group) {
+                    stream.flags = flags == AMSTREAMSELECTENABLE_ENABLEALL ? 1 : 0;
+                }
+            }
+            streams[at].flags = flags != 0 ? 1 : 0;
+            return S_OK;
+        });
+    }
 };
 
 class PropertyPagesFacet final : public Facet<ISpecifyPropertyPages, IID_ISpecifyPropertyPages> {
 public:
     using Facet::Facet;
     std::vector<CLSID> pages;
-    STDMETHODIMP GetPages(CAUUID* out) override;
+    STDMETHODIMP GetPages(CAUUID* out) override {
+        *out = CAUUID{};
+        return Call("GetPages", [&] {
+            out->cElems = static_cast<ULONG>(pages.size());
+            out->pElems = static_cast<GUID*>(NewTaskCopy(pages.data(), pages.size() * sizeof(CLSID),
+                                                         "an array of property pages"));
+        });
+    }
 };
 
 /// A filter. Journal names: "A.EnumPins", "A.Load(path, 0)".
@@ -126,26 +191,50 @@ public:
     PropertyPagesFacet propertyPages{*this, Name()};
 
     /// Makes IFileSourceFilter present, with `result` for Load.
-    FakeFilter& AcceptFiles(HRESULT result = S_OK);
-    /// Makes IAMStreamSelect present with these streams.
-    FakeFilter& Select(const std::vector<SelectableStream>& streams);
-
-    FakePin& AddPin(const PinSpec& pin);
-    std::deque<FakePin>& Pins() { return m_pins; }
-    /// The first that `fits`; null without one.
-    template <class Fits> FakePin* FindIf(Fits&& fits) {
-        const auto found = std::find_if(m_pins.begin(), m_pins.end(), fits);
-        return found != m_pins.end() ? &*found : nullptr;
+    FakeFilter& AcceptFiles(HRESULT result = S_OK) {
+        fileSource.present = true;
+        fileSource.results["Load"] = result;
+        return *this;
     }
-    FakePin& Pin(const std::string& name); ///< "In1"
+    /// Makes IAMStreamSelect present with these streams.
+    FakeFilter& Select(const std::vector<SelectableStream>& streams) {
+        streamSelect.present = true;
+        streamSelect.streams = streams;
+        return *this;
+    }
+
+    FakePin& AddPin(const PinSpec& pin) {
+        const auto number = 1 + std::ranges::count(m_pins, pin.direction, &FakePin::direction);
+        const std::string name =
+            (pin.direction == PINDIR_INPUT ? "In" : "Out") + std::to_string(number);
+        return m_pins.emplace_back(*this, pin, pin.name.empty() ? name : pin.name);
+    }
+    std::deque<FakePin>& Pins() { return m_pins; }
+    /// "In1"
+    FakePin& Pin(const std::string& name) {
+        const auto found = std::ranges::find(m_pins, name, &FakePin::pinName);
+        return found != m_pins.end() ? *found : throw std::out_of_range(Name() + " has no " + name);
+    }
     FakePin& InPin(std::size_t index = 0) { return Pin("In" + std::to_string(index + 1)); }
     FakePin& OutPin(std::size_t index = 0) { return Pin("Out" + std::to_string(index + 1)); }
 
     STDMETHODIMP EnumPins(IEnumPins** out) override {
         return Enumerate<IPin>("EnumPins", out, m_pins);
     }
-    STDMETHODIMP QueryFilterInfo(FILTER_INFO* info) override;
-    STDMETHODIMP JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override;
+    STDMETHODIMP QueryFilterInfo(FILTER_INFO* info) override {
+        *info = FILTER_INFO{};
+        return Call("QueryFilterInfo", [&] {
+            const std::wstring name = m_graph != nullptr ? m_graphName : Widen(Name());
+            name.copy(info->achName, std::size(info->achName) - 1);
+            info->pGraph = m_graph != nullptr ? HandOut(m_graph) : nullptr;
+        });
+    }
+    STDMETHODIMP JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override {
+        return Call("JoinFilterGraph", std::tie(graph, name), [&] {
+            m_graph = graph;
+            m_graphName = name != nullptr ? name : L"";
+        });
+    }
     FAKE_GIVE(GetClassID, CLSID, clsid)
     FAKE_UNEXPECTED(QueryVendorInfo(LPWSTR*), FindPin(LPCWSTR, IPin**), Stop(), Pause(),
                     Run(REFERENCE_TIME), GetState(DWORD, FILTER_STATE*),

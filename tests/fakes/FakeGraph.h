@@ -24,13 +24,34 @@ public:
     const std::vector<IBaseFilter*>& Cached() const { return m_cache; }
     bool IsCached(IBaseFilter* filter) const { return std::ranges::count(m_cache, filter) != 0; }
     /// Takes the filter out of the cache with the cache's reference; null when not cached.
-    ComPtr<IBaseFilter> Withdraw(IBaseFilter* filter);
+    ComPtr<IBaseFilter> Withdraw(IBaseFilter* filter) {
+        const bool cached = std::erase(m_cache, filter) != 0;
+        m_version += cached ? 1 : 0;
+        return cached ? Adopt(filter) : nullptr;
+    }
 
-    STDMETHODIMP AddFilterToCache(IBaseFilter* filter) override;
+    STDMETHODIMP AddFilterToCache(IBaseFilter* filter) override {
+        return Call("AddFilterToCache", std::tie(filter), [&] {
+            if (IsCached(filter)) {
+                return S_FALSE;
+            }
+            m_cache.push_back(HandOut(filter));
+            ++m_version;
+            return S_OK;
+        });
+    }
     STDMETHODIMP EnumCacheFilter(IEnumFilters** out) override {
         return Enumerate<IBaseFilter>("EnumCacheFilter", out, m_cache, m_version);
     }
-    STDMETHODIMP RemoveFilterFromCache(IBaseFilter* filter) override;
+    STDMETHODIMP RemoveFilterFromCache(IBaseFilter* filter) override {
+        return Call("RemoveFilterFromCache", std::tie(filter), [&] {
+            const ComPtr<IBaseFilter> taken = Withdraw(filter);
+            for (int i = -1; taken && i < removeRefDelta; ++i) {
+                filter->AddRef(); // the first instead of the cache's, which is the caller's now
+            }
+            return taken ? S_OK : S_FALSE;
+        });
+    }
     FAKE_UNEXPECTED(Reconnect(IPin*, IPin*, const AM_MEDIA_TYPE*, IBaseFilter*, HANDLE, DWORD),
                     Reconfigure(IGraphConfigCallback*, void*, DWORD, HANDLE),
                     GetStartTime(REFERENCE_TIME*), PushThroughData(IPin*, IPinConnection*, HANDLE),
@@ -100,11 +121,28 @@ public:
         return Call("IsUsingTimeFormat", std::tie(*asked),
                     [&] { return *asked == format ? S_OK : S_FALSE; });
     }
-    STDMETHODIMP SetTimeFormat(const GUID* wanted) override;
-    STDMETHODIMP GetDuration(LONGLONG* out) override;
+    STDMETHODIMP SetTimeFormat(const GUID* wanted) override {
+        return Call("SetTimeFormat", std::tie(*wanted), [&] {
+            const bool known = durations.contains(*wanted);
+            format = known ? *wanted : format;
+            return known ? S_OK : E_INVALIDARG;
+        });
+    }
+    STDMETHODIMP GetDuration(LONGLONG* out) override {
+        return Call("GetDuration", [&] {
+            const auto found = durations.find(format);
+            *out = found != durations.end() ? found->second : 0;
+            return found != durations.end() ? S_OK : E_NOTIMPL;
+        });
+    }
     /// Journalled as SetPositions(current, flags, stop, flags), "null" for a null pointer.
     STDMETHODIMP SetPositions(LONGLONG* newCurrent, DWORD currentFlags, LONGLONG* newStop,
-                              DWORD stopFlags) override;
+                              DWORD stopFlags) override {
+        return Call("SetPositions", std::tie(newCurrent, currentFlags, newStop, stopFlags), [&] {
+            current = (currentFlags & AM_SEEKING_PositioningBitsMask) != 0 ? *newCurrent : current;
+            stop = (stopFlags & AM_SEEKING_PositioningBitsMask) != 0 ? *newStop : stop;
+        });
+    }
     FAKE_UNEXPECTED(CheckCapabilities(DWORD*), IsFormatSupported(const GUID*),
                     QueryPreferredFormat(GUID*), GetStopPosition(LONGLONG*), GetPreroll(LONGLONG*),
                     ConvertTimeFormat(LONGLONG*, const GUID*, LONGLONG, const GUID*),
@@ -119,13 +157,33 @@ public:
     using DispatchFacet::DispatchFacet;
     ~EventsFacet() override { CloseHandle(m_handle); }
 
-    void Push(long code, LONG_PTR param1, LONG_PTR param2);
+    void Push(long code, LONG_PTR param1, LONG_PTR param2) {
+        const std::lock_guard lock(m_pushing);
+        m_events[m_pushed % m_events.size()] = {code, param1, param2};
+        ++m_pushed;
+        SetEvent(m_handle);
+    }
     std::size_t Waiting() const { return m_pushed - m_popped; }
     /// Events given out whose parameters have not come back.
     long Unfreed() const { return m_unfreed; }
 
     FAKE_GIVE(GetEventHandle, OAEVENT, reinterpret_cast<OAEVENT>(m_handle))
-    STDMETHODIMP GetEvent(long* code, LONG_PTR* param1, LONG_PTR* param2, long timeout) override;
+    STDMETHODIMP GetEvent(long* code, LONG_PTR* param1, LONG_PTR* param2, long timeout) override {
+        return Call("GetEvent", std::tie(timeout), [&] {
+            WaitForSingleObject(m_handle, static_cast<DWORD>(timeout));
+            if (Waiting() == 0) {
+                ResetEvent(m_handle);
+                if (Waiting() == 0) {
+                    return E_ABORT;
+                }
+                SetEvent(m_handle); // one came in between
+            }
+            std::tie(*code, *param1, *param2) = m_events[m_popped % m_events.size()];
+            ++m_popped;
+            ++m_unfreed;
+            return S_OK;
+        });
+    }
     STDMETHODIMP FreeEventParams(long code, LONG_PTR param1, LONG_PTR param2) override {
         return Call("FreeEventParams", std::tie(code, param1, param2), [&] { --m_unfreed; });
     }
@@ -179,7 +237,20 @@ public:
         });
     }
     /// Journalled as GetCurrentImage(size asked for or -1, whether a buffer was given).
-    STDMETHODIMP GetCurrentImage(long* size, long* dib) override;
+    STDMETHODIMP GetCurrentImage(long* size, long* dib) override {
+        const long given = size != nullptr ? *size : -1;
+        return Call("GetCurrentImage", std::tuple(given, dib != nullptr), [&] {
+            if (size == nullptr) {
+                return E_POINTER;
+            }
+            *size = static_cast<long>(image.size());
+            if (dib != nullptr && given < *size) {
+                return E_OUTOFMEMORY;
+            }
+            std::memcpy(dib, image.data(), dib != nullptr ? image.size() : 0);
+            return S_OK;
+        });
+    }
     FAKE_UNEXPECTED(get_BitRate(long*), get_BitErrorRate(long*), get_VideoWidth(long*),
                     get_VideoHeight(long*), get_SourceLeft(long*), get_SourceTop(long*),
                     get_DestinationLeft(long*), get_DestinationWidth(long*),
@@ -268,8 +339,18 @@ public:
     std::function<ComPtr<FakeFilter>(const std::wstring& path)> makeSource;
 
     // Quiet set-up, not journalled.
-    FakeFilter& Add(std::string name, const PinSpecs& pins); ///< the graph owns it
-    void Add(IBaseFilter* filter, const wchar_t* name);
+    /// The graph owns it.
+    FakeFilter& Add(std::string name, const PinSpecs& pins) {
+        const ComPtr<FakeFilter> filter = MakeFilter(std::move(name), pins);
+        Add(filter.Get(), Widen(filter->Name()).c_str());
+        return *filter.Get();
+    }
+    void Add(IBaseFilter* filter, const wchar_t* name) {
+        const Silence silence;
+        m_filters.insert(m_filters.begin(), HandOut(filter));
+        filter->JoinFilterGraph(this, name);
+        ++m_version;
+    }
     void PushEvent(long code, LONG_PTR param1 = 0, LONG_PTR param2 = 0) {
         events.Push(code, param1, param2);
     }
@@ -277,13 +358,23 @@ public:
     // Questions.
     bool Contains(IBaseFilter* filter) const { return std::ranges::count(m_filters, filter) != 0; }
     std::size_t FilterCount() const { return m_filters.size(); }
-    FakeFilter* Find(std::string_view name) const;
-    Lines FilterNames() const; ///< as EnumFilters lists them
+    FakeFilter* Find(std::string_view name) const {
+        const auto found = std::ranges::find(m_filters, name, &NameOf);
+        return found != m_filters.end() ? AsFake<FakeFilter>(*found) : nullptr;
+    }
+    /// As EnumFilters lists them.
+    Lines FilterNames() const {
+        Lines names;
+        std::ranges::transform(m_filters, std::back_inserter(names), &NameOf);
+        return names;
+    }
     Lines Connections() const; ///< "A.Out1 -> B.In1", sorted
 
     HRESULT RenderPin(FakePin& out);
 
-    STDMETHODIMP AddFilter(IBaseFilter* filter, LPCWSTR name) override;
+    STDMETHODIMP AddFilter(IBaseFilter* filter, LPCWSTR name) override {
+        return Call("AddFilter", std::tie(filter, name), [&] { Add(filter, name); });
+    }
     STDMETHODIMP RemoveFilter(IBaseFilter* filter) override;
     STDMETHODIMP EnumFilters(IEnumFilters** out) override {
         return Enumerate<IBaseFilter>("EnumFilters", out, m_filters, m_version);
@@ -302,13 +393,22 @@ public:
             return onRender ? onRender(pin) : RenderPin(pin);
         });
     }
-    STDMETHODIMP AddSourceFilter(LPCWSTR path, LPCWSTR name, IBaseFilter** out) override;
+    STDMETHODIMP AddSourceFilter(LPCWSTR path, LPCWSTR name, IBaseFilter** out) override {
+        *out = nullptr;
+        return Call("AddSourceFilter", std::tie(path, name), [&] {
+            const ComPtr<FakeFilter> source = makeSource ? makeSource(path) : nullptr;
+            if (source) {
+                Add(source.Get(), name);
+                *out = HandOut(source.Get());
+            }
+            return source ? S_OK : VFW_E_UNKNOWN_FILE_TYPE;
+        });
+    }
     FAKE_UNEXPECTED(FindFilterByName(LPCWSTR, IBaseFilter**), Reconnect(IPin*),
                     ConnectDirect(IPin*, IPin*, const AM_MEDIA_TYPE*), RenderFile(LPCWSTR, LPCWSTR),
                     SetLogFile(DWORD_PTR), Abort(), ShouldOperationContinue())
 
 private:
-    void Leave(IBaseFilter* filter);
     HRESULT ConnectPins(FakePin& out, FakePin& in);
 
     std::vector<IBaseFilter*> m_filters; ///< the latest first, one reference each
@@ -317,6 +417,8 @@ private:
 };
 
 /// A graph with one reference for the caller.
-ComPtr<FakeGraph> MakeGraph();
+inline ComPtr<FakeGraph> MakeGraph() {
+    return Adopt(new FakeGraph);
+}
 
 } // namespace fakes

@@ -5,8 +5,6 @@
 #include <dshow.h>
 #include <wrl/client.h>
 
-#include <algorithm>
-#include <cstring>
 #include <mutex>
 
 #include "fakes/Journal.h"
@@ -29,6 +27,11 @@ template <class I> I* HandOut(I* object) {
 }
 
 class FakeObject;
+template <class Enum, class Item, class List> class FakeEnum;
+
+/// By this a fake tells that it is one; answered without a reference.
+inline constexpr GUID kIidFake = {
+    0x6f1d9c3e, 0x52b7, 0x4e0a, {0x9b, 0x64, 0x1c, 0x3a, 0x7d, 0x25, 0xe8, 0x90}};
 
 /// The version of a list that is never changed.
 inline constexpr unsigned kUnchanged = 0;
@@ -44,7 +47,10 @@ class Ledger {
 public:
     using Mark = unsigned long long;
 
-    static Ledger& Get();
+    static Ledger& Get() {
+        static Ledger ledger;
+        return ledger;
+    }
 
     /// Objects made after a mark are the business of whoever took it.
     Mark Now() const { return m_serial; }
@@ -63,7 +69,7 @@ private:
     friend class FakeObject;
 
     std::recursive_mutex m_mutex;
-    std::map<Mark, FakeObject*> m_alive;
+    std::vector<FakeObject*> m_alive;
     std::atomic<Mark> m_serial = 0;
     std::vector<std::pair<FakeObject*, ULONG>> m_expected; ///< and one reference of its own
 };
@@ -81,7 +87,15 @@ public:
     ResultTable enumResults;
 
     /// Name and reference counts, for the report of leaks.
-    std::string Describe() const;
+    std::string Describe() const {
+        ULONG own = m_refs;
+        std::string parts;
+        for (const FakeObject* part : m_parts) {
+            own -= part->m_refs;
+            parts += part->m_refs != 0 ? ", " + part->Describe() : "";
+        }
+        return m_name + ": " + std::to_string(own) + " references" + parts;
+    }
 
     /// The interface without a reference, or null.
     virtual IUnknown* FindInterface(REFIID iid) = 0;
@@ -89,9 +103,39 @@ public:
     /// A further interface: `object`'s, or a bare IUnknown of the fake's own.
     void Expose(REFIID iid, IUnknown* object = nullptr) { m_exposed.emplace_back(iid, object); }
 
-    HRESULT Query(REFIID iid, void** out);
-    ULONG AddReference();
-    ULONG DropReference();
+    HRESULT Query(REFIID iid, void** out) {
+        const auto act = [&] {
+            IUnknown* const found = FindInterface(iid);
+            *out = found != nullptr ? HandOut(found) : nullptr;
+            return found != nullptr ? S_OK : E_NOINTERFACE;
+        };
+        *out = iid == kIidFake ? this : nullptr;
+        if (*out != nullptr || iid == IID_IUnknown) {
+            return *out != nullptr ? S_OK : act(); // neither may fail, by the rules of COM
+        }
+        return Invoke(m_name, results, kQueryCall, "QueryInterface", std::tie(iid), act);
+    }
+    ULONG AddReference() {
+        if (m_owner != nullptr) {
+            m_owner->AddReference();
+        }
+        Journalise(".AddRef");
+        return ++m_refs;
+    }
+    ULONG DropReference() {
+        Journalise(".Release");
+        if (m_refs == 0) {
+            ReportFailure(m_name + " is released more often than it is referenced");
+            return 0;
+        }
+        const ULONG left = --m_refs;
+        if (m_owner != nullptr) {
+            m_owner->DropReference();
+        } else if (left == 0) {
+            delete this;
+        }
+        return left;
+    }
 
     template <class Act> HRESULT Call(const char* method, Act&& act) {
         return Invoke(m_name, results, kCall, method, std::tuple<>(), act);
@@ -105,12 +149,19 @@ public:
     template <class... Args> HRESULT Note(const char* method, const Args&... args) {
         return Call(method, std::tie(args...), [] {});
     }
-    HRESULT Unexpected(const char* method);
+    HRESULT Unexpected(const char* method) {
+        ReportFailure("unexpected call of " + m_name + "." + method);
+        return E_NOTIMPL;
+    }
 
     /// An enumerator over `list` by HandOut; see FakeEnum.
     template <class Item, class Enum, class List>
     HRESULT Enumerate(const char* method, Enum** out, List& list,
-                      const unsigned& version = kUnchanged);
+                      const unsigned& version = kUnchanged) {
+        *out = nullptr;
+        return Call(method,
+                    [&] { *out = new FakeEnum<Enum, Item, List>(*this, method, list, version); });
+    }
 
 protected:
     /// Starts with one reference. A part of an owner starts with none, counts on the owner
@@ -121,13 +172,29 @@ protected:
     FakeObject* Owner() const { return m_owner; }
 
     /// One that is exposed, or a facet's; null without one.
-    IUnknown* FindFurther(REFIID iid);
+    IUnknown* FindFurther(REFIID iid) {
+        for (const auto& [known, object] : m_exposed) {
+            if (known == iid) {
+                return object ? object.Get() : FindInterface(IID_IUnknown);
+            }
+        }
+        for (FakeObject* part : m_parts) {
+            if (IUnknown* const facet = part->AsFacet(iid)) {
+                return facet;
+            }
+        }
+        return nullptr;
+    }
     /// This part as the interface that its owner is asked for.
     virtual IUnknown* AsFacet(REFIID) { return nullptr; }
 
 private:
     friend class Ledger;
-    void Journalise(const char* method) const;
+    void Journalise(const char* method) const {
+        if ((Journal::Get().Kinds() & kRefCall) != 0) {
+            Journal::Get().Append(m_name + method);
+        }
+    }
 
     std::string m_name;
     FakeObject* m_owner;
@@ -169,9 +236,8 @@ public:
 
 // macro(context, item) for each item, some thirty at most.
 #define FAKE_EACH(...) FAKE_SCAN(FAKE_SCAN(FAKE_SCAN(FAKE_SCAN(FAKE_STEP(__VA_ARGS__)))))
-#define FAKE_SCAN(...) FAKE_SCAN_1(FAKE_SCAN_1(FAKE_SCAN_1(FAKE_SCAN_1(__VA_ARGS__))))
-#define FAKE_SCAN_1(...) FAKE_SCAN_2(FAKE_SCAN_2(__VA_ARGS__))
-#define FAKE_SCAN_2(...) __VA_ARGS__
+#define FAKE_SCAN(...) FAKE_GO(FAKE_GO(FAKE_GO(FAKE_GO(FAKE_GO(FAKE_GO(FAKE_GO(__VA_ARGS__)))))))
+#define FAKE_GO(...) __VA_ARGS__
 #define FAKE_STEP(macro, context, item, ...)                                                       \
     macro(context, item) __VA_OPT__(FAKE_NEXT FAKE_PARENS(macro, context, __VA_ARGS__))
 #define FAKE_NEXT() FAKE_STEP
@@ -228,8 +294,7 @@ public:
 /// its owner alive.
 template <class Enum, class Item, class List> class FakeEnum final : public FakeOf<Enum> {
 public:
-    FakeEnum(FakeObject& owner, const std::string& method, List& list,
-             const unsigned& version = kUnchanged)
+    FakeEnum(FakeObject& owner, const std::string& method, List& list, const unsigned& version)
         : FakeOf<Enum>(owner.Name() + "." + method), m_owner(owner), m_list(list),
           m_version(version), m_seen(version) {
         m_owner.AddReference();
@@ -269,12 +334,5 @@ private:
     unsigned m_seen;
     std::size_t m_next = 0;
 };
-
-template <class Item, class Enum, class List>
-HRESULT FakeObject::Enumerate(const char* method, Enum** out, List& list, const unsigned& version) {
-    *out = nullptr;
-    return Call(method,
-                [&] { *out = new FakeEnum<Enum, Item, List>(*this, method, list, version); });
-}
 
 } // namespace fakes

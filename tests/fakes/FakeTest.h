@@ -34,10 +34,11 @@ struct FaultOptions {
 /// makes them quietly. Gives the number of calls of the first run.
 std::size_t RunFaultPlan(const std::function<void()>& scenario, const FaultOptions& options = {});
 
-/// The journal against these lines ("*" matches any run of characters); clears it.
-testing::AssertionResult JournalIs(std::initializer_list<std::string> expected);
-#define EXPECT_JOURNAL(...) EXPECT_TRUE(::fakes::JournalIs(__VA_ARGS__))
-
+/// The journal, which it clears; a line that matches the pattern of its place ("*" matches any
+/// run of characters) is given as the pattern.
+Lines JournalLike(const Lines& patterns);
+#define EXPECT_JOURNAL(...)                                                                        \
+    EXPECT_EQ(::fakes::JournalLike(__VA_ARGS__), ::fakes::Lines(__VA_ARGS__))
 #define EXPECT_HR(expected, actual) EXPECT_EQ(HRESULT{expected}, HRESULT{actual})
 
 } // namespace fakes

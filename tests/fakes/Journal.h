@@ -4,9 +4,11 @@
 
 #include <unknwn.h>
 
+#include <algorithm>
 #include <atomic>
 #include <charconv>
 #include <concepts>
+#include <cstring>
 #include <map>
 #include <optional>
 #include <string>
@@ -26,6 +28,9 @@ enum CallKind : unsigned {
 
 using Lines = std::vector<std::string>;
 
+/// Tells the test framework of a misuse that a fake has seen.
+void ReportFailure(const std::string& text);
+
 /// Glob match with "*" for any run of characters.
 bool Matches(std::string_view text, std::string_view pattern);
 
@@ -39,7 +44,11 @@ class Line {
 public:
     std::string_view View() const { return {m_text, m_size}; }
 
-    void Write(std::string_view text);
+    void Write(std::string_view text) {
+        const std::size_t size = std::min(text.size(), sizeof m_text - m_size);
+        std::memcpy(m_text + m_size, text.data(), size);
+        m_size += size;
+    }
     void Write(const wchar_t* text) { Write(text != nullptr ? Narrow(text) : "null"); }
     void Write(const LONGLONG* number) { number != nullptr ? Write(*number) : Write("null"); }
     void Write(IUnknown* object); ///< the fake's name, "null", or "foreign"
@@ -59,26 +68,70 @@ private:
 /// "graph.Connect(A.Out1, B.In1)". Calls that fakes make on each other are not written.
 class Journal {
 public:
-    static Journal& Get();
+    static Journal& Get() {
+        static Journal journal;
+        return journal;
+    }
 
     /// A mask of CallKind; 0 switches the journal off. kCall from the start.
     void SetKinds(unsigned kinds) { m_kinds = kinds; }
     unsigned Kinds() const { return m_kinds.load(std::memory_order_relaxed); }
 
-    void Append(std::string_view line);
-    void Clear();
+    void Append(std::string_view line) {
+        if (const auto listener = m_listener.load(); listener != nullptr) {
+            listener(line);
+        }
+        // Lines() reports when it is full.
+        if (const std::size_t index = m_size++; index < m_slots.size()) {
+            m_slots[index].line = {};
+            m_slots[index].line.Write(line);
+            m_slots[index].ready = true;
+        }
+    }
+    void Clear() {
+        for (Slot& slot : m_slots) {
+            slot.ready = false;
+        }
+        m_size = 0;
+    }
 
     /// Called with each line before the call is carried out, to make calls take time; null
     /// for nobody.
     void SetListener(void (*listener)(std::string_view line)) { m_listener = listener; }
 
-    fakes::Lines Lines() const;
-    fakes::Lines Take(); ///< the lines, then clears
-    fakes::Lines Matching(std::string_view pattern) const;
+    fakes::Lines Lines() const {
+        fakes::Lines lines;
+        for (const Slot& slot : m_slots) {
+            if (slot.ready) {
+                lines.emplace_back(slot.line.View());
+            }
+        }
+        if (m_size > m_slots.size()) {
+            ReportFailure("the journal is full: switch it off or clear it");
+        }
+        return lines;
+    }
+    /// The lines, then clears.
+    fakes::Lines Take() {
+        fakes::Lines lines = Lines();
+        Clear();
+        return lines;
+    }
+    fakes::Lines Matching(std::string_view pattern) const {
+        fakes::Lines lines = Lines();
+        std::erase_if(lines, [&](const std::string& line) { return !Matches(line, pattern); });
+        return lines;
+    }
     std::size_t Count(std::string_view pattern) const { return Matching(pattern).size(); }
 
     /// True when lines that match the patterns appear in this order, others between allowed.
-    bool InOrder(std::initializer_list<std::string_view> patterns) const;
+    bool InOrder(std::initializer_list<std::string_view> patterns) const {
+        auto pattern = patterns.begin();
+        for (const std::string& line : Lines()) {
+            pattern += pattern != patterns.end() && Matches(line, *pattern) ? 1 : 0;
+        }
+        return pattern == patterns.end();
+    }
 
 private:
     struct Slot {
@@ -126,7 +179,16 @@ struct Answers {
 struct ResultTable : std::map<std::string, Answers, std::less<>> {
     void Clear() { clear(); }
     /// The answer for this call, if one is set.
-    std::optional<Answer> Take(std::string_view method);
+    std::optional<Answer> Take(std::string_view method) {
+        const auto found = find(method);
+        if (found == end() || found->second.list.empty()) {
+            return std::nullopt;
+        }
+        auto& [list, always] = found->second;
+        const Answer answer = list.front();
+        list.erase(list.begin(), list.begin() + (always ? 0 : 1));
+        return answer;
+    }
 };
 
 /// Silences the journal and the fault plan on this thread: around COM calls by which a test
@@ -134,7 +196,6 @@ struct ResultTable : std::map<std::string, Answers, std::less<>> {
 class Silence {
 public:
     Silence() { TlsSetValue(s_slot, this); }
-    Silence(const Silence&) = delete;
     ~Silence() { TlsSetValue(s_slot, m_outer); }
 
     /// No other was on this thread when this one was made.
@@ -160,7 +221,13 @@ public:
 
     static FaultPlan* Current() { return s_current; }
     /// The result for this call when it is the one to fail, else S_OK.
-    HRESULT Strike(const Line& line);
+    HRESULT Strike(const Line& line) {
+        if (++m_calls != m_n) {
+            return S_OK;
+        }
+        m_where = line;
+        return m_result;
+    }
 
 private:
     static inline std::atomic<FaultPlan*> s_current{nullptr};
@@ -201,12 +268,9 @@ HRESULT Invoke(std::string_view object, ResultTable& results, CallKind kind, con
             return fault;
         }
     }
-    const std::optional<Answer> answer = results.Take(method);
+    const auto answer = results.Take(method);
     const HRESULT result = !answer || answer->act ? run() : S_OK;
     return answer ? answer->result : result;
 }
-
-/// Tells the test framework of a misuse that a fake has seen.
-void ReportFailure(const std::string& text);
 
 } // namespace fakes

@@ -18,7 +18,6 @@ public:
         std::wstring text;
     };
 
-    LogCapture() = default;
     ~LogCapture() { ymlib::CLoger::GetLoger()->RemoveSink(m_sink); }
 
     std::vector<Record> Records() const {

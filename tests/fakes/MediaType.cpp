@@ -8,17 +8,16 @@ namespace fakes {
 
 namespace {
 
-std::mutex g_mutex;
-std::map<void*, const char*> g_blocks;
-std::atomic<bool> g_watching{false};
+// Never destroyed: blocks come back until the process ends.
+std::mutex& g_mutex = *new std::mutex;
+std::map<void*, const char*>& g_blocks = *new std::map<void*, const char*>;
 
 /// Sees the blocks that come back to the task allocator.
 class Spy final : public IMallocSpy {
 public:
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-        const bool known = iid == IID_IUnknown || iid == IID_IMallocSpy;
-        *out = known ? this : nullptr;
-        return known ? S_OK : E_NOINTERFACE;
+    STDMETHODIMP QueryInterface(REFIID, void** out) override {
+        *out = this;
+        return S_OK;
     }
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
@@ -43,8 +42,9 @@ public:
     STDMETHODIMP_(void) PostHeapMinimize() override {}
 };
 Spy g_spy;
+const HRESULT g_registered = CoRegisterMallocSpy(&g_spy);
 
-/// What a media type carries while task memory is watched.
+/// What a media type carries.
 class Token final : public FakeOf<IUnknown> {
 public:
     Token() : FakeOf("a media type that was not freed") {}
@@ -57,24 +57,13 @@ template <class Header> MediaType WithFormat(MediaType type, const GUID& kind, H
     return type;
 }
 
-bool GuidFits(const GUID& a, const GUID& b) {
-    return a == b || a == GUID_NULL || b == GUID_NULL;
-}
-
 } // namespace
 
 void* NewTaskCopy(const void* data, std::size_t size, const char* what) {
     void* const block = std::memcpy(CoTaskMemAlloc(size), data, size);
     const std::lock_guard lock(g_mutex);
-    if (g_watching) {
-        g_blocks[block] = what;
-    }
+    g_blocks[block] = what;
     return block;
-}
-
-void WatchTaskMemory() {
-    CoRegisterMallocSpy(&g_spy); // refused when it is there already
-    g_watching = true;
 }
 
 std::vector<std::string> TakeUnfreedTaskMemory() {
@@ -87,54 +76,27 @@ std::vector<std::string> TakeUnfreedTaskMemory() {
 }
 
 bool MediaType::Fits(const MediaType& other) const {
-    return GuidFits(major, other.major) && GuidFits(subtype, other.subtype);
+    const auto fit = [](const GUID& a, const GUID& b) {
+        return a == b || a == GUID_NULL || b == GUID_NULL;
+    };
+    return fit(major, other.major) && fit(subtype, other.subtype);
 }
 
 void MediaType::CopyTo(AM_MEDIA_TYPE* out) const {
-    *out = View();
+    *out = {major, subtype, FALSE, FALSE, 0, formatType, nullptr, 0, nullptr};
     if (!format.empty()) {
+        out->cbFormat = static_cast<ULONG>(format.size());
         out->pbFormat =
             static_cast<BYTE*>(NewTaskCopy(format.data(), format.size(), "a format block"));
     }
-    out->pUnk = g_watching ? new Token : nullptr;
+    out->pUnk = new Token;
 }
 
 AM_MEDIA_TYPE* HandOut(const MediaType& type) {
     AM_MEDIA_TYPE copy;
     type.CopyTo(&copy);
-    return static_cast<AM_MEDIA_TYPE*>(
-        NewTaskCopy(&copy, sizeof copy, "an AM_MEDIA_TYPE structure"));
-}
-
-AM_MEDIA_TYPE MediaType::View() const {
-    AM_MEDIA_TYPE type{};
-    type.majortype = major;
-    type.subtype = subtype;
-    type.formattype = formatType;
-    type.cbFormat = static_cast<ULONG>(format.size());
-    type.pbFormat = format.empty() ? nullptr : const_cast<BYTE*>(format.data());
-    return type;
-}
-
-MediaType MediaType::From(const AM_MEDIA_TYPE& type) {
-    const std::vector<BYTE> format(type.pbFormat, type.pbFormat + type.cbFormat);
-    return {type.majortype, type.subtype, type.formattype, format};
-}
-
-MediaType Major(const GUID& major) {
-    return {major, GUID_NULL, GUID_NULL, {}};
-}
-MediaType Video() {
-    return Major(MEDIATYPE_Video);
-}
-MediaType Audio() {
-    return Major(MEDIATYPE_Audio);
-}
-MediaType Text() {
-    return Major(MEDIATYPE_Text);
-}
-MediaType Stream() {
-    return Major(MEDIATYPE_Stream);
+    void* const block = NewTaskCopy(&copy, sizeof copy, "an AM_MEDIA_TYPE structure");
+    return static_cast<AM_MEDIA_TYPE*>(block);
 }
 
 MediaType Video(long width, long height, long long frameTime, bool header2) {

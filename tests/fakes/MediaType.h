@@ -21,33 +21,38 @@ struct MediaType {
 
     /// Fills `out` with memory of its own, as pins hand media types out.
     void CopyTo(AM_MEDIA_TYPE* out) const;
-    /// Pointers into this value.
-    AM_MEDIA_TYPE View() const;
-    static MediaType From(const AM_MEDIA_TYPE& type);
 };
 
 /// A copy in a structure of its own.
 AM_MEDIA_TYPE* HandOut(const MediaType& type);
 
-MediaType Major(const GUID& major);
-MediaType Video(); ///< MEDIATYPE_Video without a format block
-MediaType Audio();
-MediaType Text();
-MediaType Stream();
+inline MediaType Major(const GUID& major) {
+    return {major, GUID_NULL, GUID_NULL, {}};
+}
+/// MEDIATYPE_Video without a format block.
+inline MediaType Video() {
+    return Major(MEDIATYPE_Video);
+}
+inline MediaType Audio() {
+    return Major(MEDIATYPE_Audio);
+}
+inline MediaType Text() {
+    return Major(MEDIATYPE_Text);
+}
+inline MediaType Stream() {
+    return Major(MEDIATYPE_Stream);
+}
 /// A VIDEOINFOHEADER (or VIDEOINFOHEADER2) whose target is 0, 0, width, height.
 MediaType Video(long width, long height, long long frameTime = 400000, bool header2 = false);
 /// A WAVEFORMATEX.
 MediaType Audio(unsigned long rate, unsigned short channels = 2, unsigned short bits = 16);
 
-/// CoTaskMemAlloc for what a fake hands to its caller, with a copy of the data. Under a watch,
-/// blocks that the caller does not free are found.
+/// CoTaskMemAlloc for what a fake hands to its caller, with a copy of the data. Blocks that the
+/// caller does not free are found; media types carry an object in their pUnk, which the ledger
+/// lists until they are freed.
 void* NewTaskCopy(const void* data, std::size_t size, const char* what);
 
-/// From now on. Media types carry an object in their pUnk then, which the ledger lists until
-/// they are freed.
-void WatchTaskMemory();
-
-/// What was handed out under the watch and is not freed; forgets it.
+/// What was handed out and is not freed; forgets it.
 std::vector<std::string> TakeUnfreedTaskMemory();
 
 } // namespace fakes
