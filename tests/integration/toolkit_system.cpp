@@ -29,7 +29,6 @@ TEST_F(System, FiltersAreFoundInTheirCategory) {
     GUID clsid{};
     filter->GetClassID(&clsid);
     EXPECT_EQ(clsid, CLSID_VideoRenderer);
-    EXPECT_EQ(GetIUnknownRef(filter.Get()), 1);
     wchar_t name[] = L"Video Renderer"; // of more than one class
     GetFilterByName(CLSID_LegacyAmFilterCategory, name, filter.ReleaseAndGetAddressOf());
     ASSERT_TRUE(filter);
@@ -51,7 +50,6 @@ TEST_F(System, FileIsLinkedToARenderer) {
     std::vector<IBaseFilter*> renders{sound.Get()};
     unsigned int n[3] = {};
     EXPECT_EQ(TryRenderSource(graph.Get(), source.Get(), renders, &n[0], &n[1], &n[2]), 1);
-    EXPECT_EQ(n[1], 1u);
     EXPECT_EQ(UnlinkFilter(graph.Get(), sound.Get()), 1);
     EXPECT_EQ(LinkFilter(graph.Get(), sound.Get()), 1); // to the pin that is free again
     EXPECT_EQ(GetLinkedTrackNum(graph.Get(), source.Get(), &n[0], &n[1], &n[2]), 1);
