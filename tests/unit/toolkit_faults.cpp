@@ -79,6 +79,8 @@ struct Function {
     int (*run)(Scene&); // allocates nothing of its own where the function does
 };
 
+const std::string kLongPath = "a path that does not fit into a string object.avi";
+
 const Function kFunctions[] = {
     {"CheckFilterType", Unused, "2011442", "2012442",
      [](Scene& s) -> int { return CheckFilterType(&s.decoder); }},
@@ -127,10 +129,7 @@ const Function kFunctions[] = {
          return GetLinkedTrackNum(s.graph.Get(), &s.source, &s.counts[0], nullptr, &s.counts[2]);
      }},
     {"TrySourceFilter", MakesItZero, "100", "101",
-     [](Scene& s) {
-         static const std::string path = "a path that does not fit into a string object.avi";
-         return TrySourceFilter(path, &s.source);
-     }},
+     [](Scene& s) { return TrySourceFilter(kLongPath, &s.source); }},
     {"FindFileNameFromCLSID", MakesItZero, "0", "0",
      [](Scene& s) -> int {
          std::string path;
