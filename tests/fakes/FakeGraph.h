@@ -373,7 +373,9 @@ public:
     HRESULT RenderPin(FakePin& out);
 
     STDMETHODIMP AddFilter(IBaseFilter* filter, LPCWSTR name) override {
-        return Call("AddFilter", std::tie(filter, name), [&] { Add(filter, name); });
+        return Call("AddFilter", std::tie(filter, name), [&] {
+            return Contains(filter) ? VFW_E_DUPLICATE_NAME : (Add(filter, name), S_OK);
+        });
     }
     STDMETHODIMP RemoveFilter(IBaseFilter* filter) override;
     STDMETHODIMP EnumFilters(IEnumFilters** out) override {
