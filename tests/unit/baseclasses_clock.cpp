@@ -202,8 +202,9 @@ TEST(BaseClassesScheduler, PeriodicAtTheLimits) {
     EXPECT_EQ(1, large.Count());
     EXPECT_FALSE(ending.Cancel(cookie));
     // It just fits.
-    ending.AddPeriodic(kNever - 15, 15, large.Get());
+    const auto last = ending.AddPeriodic(kNever - 15, 15, large.Get()).cookie;
     EXPECT_EQ(kNever, ending.Advance(kNever - 15));
+    EXPECT_TRUE(ending.Cancel(last));
     EXPECT_EQ(3, large.Count());
 }
 
