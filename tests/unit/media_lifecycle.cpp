@@ -283,7 +283,7 @@ TEST_F(MediaLifecycle, CopiesShareTheGraphWithoutAReferenceAndLockForThemselves)
 }
 
 struct OpenPlayer : ymdshow::CMediaPlayer {
-    using CMediaPlayer::m_medias;
+    using CMediaPlayer::_NotifyMediaDestroy, CMediaPlayer::m_medias;
 };
 using Items = std::vector<CMedia*>;
 
@@ -360,6 +360,13 @@ TEST_F(Player, RemovesByPathIndexPointerAndWhenDeleted) {
     ASSERT_TRUE(player.RemoveMedia(0U));
     player.RemoveAllMedias();
     ASSERT_EQ(player.GetMediaNum(), 0U);
+
+    Media stranger(&player);
+    player._NotifyMediaDestroy(&stranger);
+    EXPECT_EQ(stranger.m_pMediaPlayer, &player) << "it is not listed";
+    player.m_medias.push_back(&stranger);
+    player._NotifyMediaDestroy(&stranger);
+    EXPECT_TRUE(player.m_medias.empty() && stranger.m_pMediaPlayer == nullptr);
 }
 
 TEST_F(Player, CopiesListTheSameItemsWhichGoInOrderWithTheLastOne) {

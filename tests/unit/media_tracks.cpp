@@ -348,6 +348,8 @@ TEST_P(MediaTracks, StreamsAreSwitchedAtTheirFilter) {
     EXPECT_EQ(Render(1), nullptr);
     EXPECT_FALSE(Enable(1) || EnableAll());
     EXPECT_EQ(After(Only(1)), "10 1");
+    EXPECT_EQ(media.Unload(), 1);
+    EXPECT_EQ(media.m_streamSelectVideoNum + media.m_streamSelectAudioNum, 0U);
 }
 
 } // namespace
