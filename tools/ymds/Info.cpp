@@ -182,7 +182,7 @@ int Info(const InfoOptions& options) {
     }
     sections.insert(sections.begin(), PlayerSection(facts));
     Out().Write(options.file + L"\n\n" + Table(sections));
-    if (sections.size() == 1) {
+    if (sections.size() == 1 && options.file.find(L"://") == std::wstring::npos) {
         Complain(L"note: without MediaInfo.dll there is no more to say");
     }
     return ExitPlayed;
