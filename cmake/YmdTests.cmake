@@ -7,7 +7,7 @@ include(GoogleTest)
 # ymd_link. DIRECTORY places the program into bin/d, away from MediaInfo.dll; the other DLLs
 # are found from there. Tests of
 # one LOCK do not run at the same time (the registry is one for all), SERIAL tests run alone
-# (they look at the screen, press keys or listen).
+# (they press keys or listen).
 # LAUNCHER runs the program, by what else runs it.
 # Samples: see YMD_MEDIA_DIR in CONTRIBUTING.md.
 function(ymd_test)
@@ -28,9 +28,9 @@ function(ymd_test)
     set_target_properties(${arg_NAME} PROPERTIES
       RUNTIME_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${arg_DIRECTORY})
   endif()
-  if(arg_LAUNCHER)
-    set_target_properties(${arg_NAME} PROPERTIES
-      CROSSCOMPILING_EMULATOR "${arg_LAUNCHER};${CMAKE_CROSSCOMPILING_EMULATOR}")
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    set(emulator ${arg_LAUNCHER} ${PROJECT_SOURCE_DIR}/scripts/run-test)
+    set_target_properties(${arg_NAME} PROPERTIES CROSSCOMPILING_EMULATOR "${emulator}")
   endif()
   # Wine may give a crashed process the exit status 0.
   set(properties TIMEOUT ${arg_TIMEOUT} FAIL_REGULAR_EXPRESSION "starting debugger")
