@@ -300,6 +300,7 @@ TEST_F(MediaModules, CyclesFromTwoThreadsLeaveNothing) {
     EXPECT_TRUE(Within(kPatience, [&] { return Resources::Now().handles <= most; })) << most;
     EXPECT_EQ(media.Play(), 1);
     EXPECT_TRUE(Ended(ends + 2));
+    log.Clear(); // a thread of the graph may have held a filter for a moment as it was dropped
 }
 
 } // namespace
