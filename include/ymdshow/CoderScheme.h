@@ -2,6 +2,7 @@
 
 // Before <dshow.h>, which takes the formatting functions away that <string> uses.
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -93,11 +94,12 @@ public:
     /// loads, as a DMO, or from the system. Each is added to the graph of `media`, unless that
     /// is null, and put with one reference for the caller into the list of its role; null
     /// lists and roles outside `typeMask` (bits of DSFilterType) drop theirs. An entry that
-    /// gives no filter is logged and passed over; CMedia::GetLoadReport says why. False only
-    /// for an unknown `type`, or when memory runs out.
+    /// gives no filter is logged and passed over; `results`, when given, gets what became of
+    /// each. False only for an unknown `type`, or when memory runs out.
     bool LoadSchemeFilters(CMedia* media, const Scheme& scheme, std::vector<IBaseFilter*>* sources,
                            std::vector<IBaseFilter*>* transforms,
-                           std::vector<IBaseFilter*>* renders, DWORD typeMask);
+                           std::vector<IBaseFilter*>* renders, DWORD typeMask,
+                           std::vector<LoadReport::Filter>* results = nullptr);
     bool LoadSchemeFilters(CMedia* media, const std::string& type,
                            std::vector<IBaseFilter*>* sources,
                            std::vector<IBaseFilter*>* transforms,
@@ -120,9 +122,16 @@ protected:
     std::map<std::string, std::shared_ptr<Scheme>> m_mapScheme;
 
 private:
-    static void AddSchemeFilter(CMedia* media, const FilterInfo& info, IBaseFilter* filter,
-                                LoadReport::Filter& report, std::vector<IBaseFilter*>* list,
-                                DWORD typeMask);
+    friend class CMedia;
+
+    /// Puts a filter that was made for an entry where it belongs.
+    using PlaceFilter = std::function<HRESULT(IBaseFilter* filter, const FilterInfo& info)>;
+
+    /// LoadSchemeFilters with a place for the filters, or none, and what became of each entry.
+    void MakeFilters(const Scheme& scheme, const PlaceFilter& place,
+                     std::vector<IBaseFilter*>* sources, std::vector<IBaseFilter*>* transforms,
+                     std::vector<IBaseFilter*>* renders, DWORD typeMask,
+                     std::vector<LoadReport::Filter>& results);
 
     SchemeLoadReport m_report;
 };

@@ -31,7 +31,14 @@ using AddFilterCallBack = void (*)(IBaseFilter* filter, void* user);
 
 /// One media item: a path or URL, what is known about its streams, and the filter
 /// graph that plays it. Every operation but the plain getters holds the item's
-/// recursive lock for its whole run.
+/// recursive lock for its whole run. An exception of a filter or a callback becomes
+/// the failure value of the operation that it was thrown in.
+///
+/// A thread that waits, for another one in an operation of the item or for a callback in
+/// Stop, Unload and the destructor, handles the messages that are sent to its windows.
+/// A window procedure may then do anything with the item, delete it and remove it from its
+/// player included: the operation that was waiting answers its failure value (Unload 1) and
+/// does no more.
 ///
 /// A copy is member-wise: it shares the graph of a loaded item without a reference
 /// on it, so copy items that are not loaded.
@@ -198,8 +205,8 @@ public:
     /// Pauses a running item; 1 without effect in any other state.
     int Pause();
 
-    /// Stops and rewinds to the clip start. Waits up to 500 ms for the event
-    /// thread, then terminates it.
+    /// Stops and rewinds to the clip start. Then waits up to 500 ms for the event
+    /// thread and terminates it.
     int Stop();
     int StopWhenReady();
 
@@ -237,17 +244,17 @@ public:
     /// Forwards graph events to `fn` while the item plays, on a thread of the item's
     /// that initialises no COM; null ends that. A call that has begun may still run
     /// afterwards: `user` must live until Stop or Unload has returned.
-    /// The thread is suspended by Pause, after 200 ms within `fn` too, and when `fn`
-    /// does not return within 500 ms terminated by Stop, Unload and the destructor: `fn`
-    /// keeps short and holds no lock that another thread needs, the heap's included. It
-    /// should not call back into locked operations of the same item, which wait for a
-    /// host thread that stops the item and are then terminated; it must not delete the
-    /// item.
+    /// `fn` may call every operation of the item, to unload it or load another path
+    /// included, but must not delete it. Stop, Unload and the destructor on another
+    /// thread wait 500 ms for `fn` to return and then terminate the thread where it stands:
+    /// `fn` keeps short, and holds no lock then that another thread needs, the heap's
+    /// included. An operation of the item that `fn` calls meanwhile waits for that end. No
+    /// other operation waits for `fn`; Pause holds the events back from when it returns.
     void SetEventCallBackFun(EventCallBack fn, void* user);
     void SetAddFilterCallBack(AddFilterCallBack fn, void* user);
 
     /// Calls `fn` for each filter of the graph, or with `all` 0 for each that has
-    /// a connected pin. The filter is not transferred.
+    /// a connected pin. The filter is not transferred. Events are forwarded meanwhile.
     void EnumMediaFilter(void (*fn)(IBaseFilter*, void*), void* user, int all);
 
     /// The interface of the first filter of the graph that has it, with one
@@ -336,15 +343,24 @@ public:
     /// it was handed over, 0 when nothing was set.
     static int SetMediaInfoLanguage(const std::string& languageFile);
 
+    struct Inside;
+
 protected:
     friend class CMediaPlayer;
     friend class CCoderScheme;
-    friend struct AudioKind;
-    friend struct VideoKind;
-    friend struct TrackAccess;
-    friend class TrackScan;
-    friend class EventHold;
-    friend class ItemLock;
+
+    /// What the library keeps of its own for an item; a copied item has one of its own.
+    class YMDSHOW_API InsidePointer {
+    public:
+        InsidePointer();
+        InsidePointer(const InsidePointer& other);
+        InsidePointer& operator=(const InsidePointer& other);
+        ~InsidePointer();
+        Inside* operator->() const { return m_inside; }
+
+    private:
+        Inside* m_inside;
+    };
 
     int _InitDirectShow();
     void _FreeDirectShow();
@@ -369,32 +385,6 @@ protected:
     void _FreeMediaInfo();
 
     static DWORD WINAPI _EventThreadFun(void* param);
-
-    /// How host threads and the event thread agree. A copied item has no event thread.
-    /// What was known of the streams before the graph was first built: the scan adds to it
-    /// and corrects it, and a reload starts from it again.
-    struct GivenFacts {
-        bool isKept = false;
-        std::uint32_t videoTracks = 0;
-        std::uint32_t audioTracks = 0;
-        std::vector<VideoInfo> videos;
-        std::vector<AudioInfo> audios;
-    };
-
-    struct EventThreadState {
-        EventThreadState() = default;
-        EventThreadState(const EventThreadState&) {}
-        EventThreadState& operator=(const EventThreadState&) { return *this; }
-
-        std::int32_t quit = 0;       ///< the thread is to leave
-        std::int32_t busy = 0;       ///< what it is at; 0 where it can be held
-        std::int32_t holds = 0;      ///< operations that keep it from the graph
-        std::int32_t waiting = 0;    ///< and those of them that wait for the callback
-        std::int32_t stay = 0;       ///< playback was started anew since the completion
-        std::int32_t suspended = 0;  ///< by Pause
-        std::int32_t restarting = 0; ///< between the stop and the start of a loop
-        std::int32_t graph = 0;      ///< counts the event queues that were given up
-    };
 
     CMediaPlayer* m_pMediaPlayer = nullptr;
     std::string m_mediaPath;
@@ -464,45 +454,7 @@ protected:
     std::int32_t m_playState = 0;
     mutable ymlib::CLock m_lock;
 
-    LoadReport m_loadReport;
-    mutable EventThreadState m_eventThread;
-    GivenFacts m_givenFacts;
-    HRESULT m_addFilterResult = S_OK; ///< the graph's answer to the last _AddFilter
-    HRESULT m_linkResult = S_OK;      ///< and to the rendering of the last LinkAllFilter
-    std::int32_t m_givenClipRange[4]{};
-    std::int32_t m_givenDisplayRange[4]{};
-
-private:
-    int SetMediaPathLocked(const std::string& path);
-    int LoadLocked(CCoderScheme* scheme, int flag);
-    int LinkAllFilterLocked();
-    int BuildGraph(CCoderScheme* scheme, int flag);
-    void TakePictureFromRecord();
-    void ApplyStoredSettings();
-    void ForgetStreamFacts();
-    void StartFromGivenFacts();
-    void ForgetPictureFacts();
-    int FailLoad(const wchar_t* reason, HRESULT result);
-    void AddAttempt(int way, const wchar_t* step, std::size_t source, HRESULT result);
-
-    void TrySchemeSourceWithRenderers(std::vector<IBaseFilter*>& sources, const std::wstring& path);
-    void TryGraphSourceWithRenderers(const std::wstring& path);
-    void TrySchemeSourceRendered(std::vector<IBaseFilter*>& sources, const std::wstring& path);
-    void TryGraphSourceRendered(const std::wstring& path);
-    bool IsComplete(unsigned int video, unsigned int audio) const;
-
-    void CreateEventThread();
-    void EndEventThread(DWORD waited = 0);
-    void WakeEventThread();
-    bool EventThreadMustLeave();
-    bool EnterEvents(std::int32_t least);
-    bool LeavesAfterCompletion();
-    bool DrainEvents();
-    bool HandleCompletion();
-    void ForwardEvent(long code, LONG_PTR param1, LONG_PTR param2);
-    bool HasVisibleVideo();
-    bool OnEventThread() const;
-    void AwaitEventThread() const;
+    InsidePointer m_inside;
 };
 
 } // namespace ymdshow

@@ -6,12 +6,11 @@
 #include <dshow.h>
 #include <wrl/client.h>
 
-#include <new>
-
 #include <ymdshow/CoderScheme.h>
 #include <ymdshow/GraphToolkit.h>
 #include <ymdshow/Media.h>
 
+#include "Guard.h"
 #include "Text/Text.h"
 
 #define YMD_LOG_SOURCE "src/YMCoderScheme"
@@ -100,56 +99,65 @@ std::vector<IBaseFilter*>* ListOfRole(int role, std::vector<IBaseFilter*>* sourc
 bool CCoderScheme::LoadSchemeFilters(CMedia* media, const Scheme& scheme,
                                      std::vector<IBaseFilter*>* sources,
                                      std::vector<IBaseFilter*>* transforms,
-                                     std::vector<IBaseFilter*>* renders, DWORD typeMask) {
-    try {
-        for (const FilterInfo* const info : scheme.listFilter) {
-            LoadReport::Filter report;
-            report.name = info->strName;
-            report.clsid = info->clsid;
-            ComPtr<IBaseFilter> filter = CreateFilter(*info, m_moduleManager, report);
-            report.created = filter != nullptr;
-            if (report.created) {
-                report.role = info->nType != 0 ? info->nType : CheckFilterType(filter.Get());
-            }
-            AddSchemeFilter(media, *info, filter.Get(), report,
-                            ListOfRole(report.role, sources, transforms, renders), typeMask);
-            if (media != nullptr) {
-                media->m_loadReport.filters.push_back(std::move(report));
-            }
+                                     std::vector<IBaseFilter*>* renders, DWORD typeMask,
+                                     std::vector<LoadReport::Filter>* results) {
+    return AnswerOr(false, [&] {
+        PlaceFilter place;
+        if (media != nullptr) {
+            place = [media](IBaseFilter* filter, const FilterInfo& info) {
+                if (media->_AddFilter(filter, info.strName.c_str(), info.bCache ? 1 : 0) != 0) {
+                    return S_OK;
+                }
+                media->_RemoveFilter(filter);
+                return E_FAIL;
+            };
         }
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-    return true;
+        std::vector<LoadReport::Filter> ignored;
+        MakeFilters(scheme, place, sources, transforms, renders, typeMask,
+                    results != nullptr ? *results : ignored);
+        return true;
+    });
 }
 
-/// Adds a created filter to the media item's graph and, with a reference, to the list of its
-/// role, which may be null.
-void CCoderScheme::AddSchemeFilter(CMedia* media, const FilterInfo& info, IBaseFilter* filter,
-                                   LoadReport::Filter& report, std::vector<IBaseFilter*>* list,
-                                   DWORD typeMask) {
-    if (filter == nullptr) {
-        YMD_LOG_WARNING(kFunction, L"Load Filter FAILED : %s", info.strName.c_str());
-        return;
-    }
-    if ((static_cast<DWORD>(report.role) & typeMask) == 0) {
-        return;
-    }
-    YMD_LOG_PROGRESS(kFunction, L"Load Filter OK : %s", info.strName.c_str());
-    if (list != nullptr) {
-        list->reserve(list->size() + 1);
-    }
-    if (media != nullptr) {
-        if (media->_AddFilter(filter, info.strName.c_str(), info.bCache ? 1 : 0) == 0) {
-            media->_RemoveFilter(filter);
-            report.result = media->m_addFilterResult;
-            return;
+void CCoderScheme::MakeFilters(const Scheme& scheme, const PlaceFilter& place,
+                               std::vector<IBaseFilter*>* sources,
+                               std::vector<IBaseFilter*>* transforms,
+                               std::vector<IBaseFilter*>* renders, DWORD typeMask,
+                               std::vector<LoadReport::Filter>& results) {
+    for (const FilterInfo* const info : scheme.listFilter) {
+        LoadReport::Filter& result = results.emplace_back();
+        result.name = info->strName;
+        result.clsid = info->clsid;
+        ComPtr<IBaseFilter> filter;
+        result.result = AnswerOr(E_UNEXPECTED, [&] {
+            filter = CreateFilter(*info, m_moduleManager, result);
+            return result.result;
+        });
+        result.created = filter != nullptr;
+        if (!result.created) {
+            YMD_LOG_WARNING(kFunction, L"Load Filter FAILED : %s", info->strName.c_str());
+            continue;
         }
-        report.added = true;
-    }
-    if (list != nullptr) {
-        filter->AddRef();
-        list->push_back(filter);
+        result.role = info->nType != 0 ? info->nType : CheckFilterType(filter.Get());
+        if ((static_cast<DWORD>(result.role) & typeMask) == 0) {
+            continue;
+        }
+        YMD_LOG_PROGRESS(kFunction, L"Load Filter OK : %s", info->strName.c_str());
+        std::vector<IBaseFilter*>* const list =
+            ListOfRole(result.role, sources, transforms, renders);
+        if (list != nullptr) {
+            list->reserve(list->size() + 1);
+        }
+        if (place != nullptr) {
+            result.result = place(filter.Get(), *info);
+            result.added = SUCCEEDED(result.result);
+            if (!result.added) {
+                continue;
+            }
+        }
+        if (list != nullptr) {
+            list->push_back(filter.Detach());
+        }
     }
 }
 

@@ -1,9 +1,11 @@
+// Assembling the graph: the scheme's filters, a rendered source, its tracks, its interfaces.
+
+#include <algorithm>
+
 #include <ymdshow/CoderScheme.h>
 #include <ymdshow/GraphToolkit.h>
-#include <ymdshow/Media.h>
 
-#include "Text/Text.h"
-#include "YMMedia/Support.h"
+#include "YMMedia/Inside.h"
 
 namespace ymdshow {
 
@@ -18,7 +20,7 @@ template <class T> HRESULT QueryMember(IGraphBuilder* graph, T*& member) {
     if (FAILED(result)) {
         ReleaseMember(member);
     }
-    return result;
+    return SUCCEEDED(result) && member == nullptr ? E_NOINTERFACE : result;
 }
 
 } // namespace
@@ -33,7 +35,7 @@ int CMedia::_InitFilters(CCoderScheme* scheme, int tryRenderSource) {
         std::vector<IBaseFilter*> filters;
         ~Sources() {
             for (IBaseFilter* source : filters) {
-                media._RemoveFilter(source);
+                Quietly([&] { media._RemoveFilter(source); });
                 source->Release();
             }
         }
@@ -43,14 +45,12 @@ int CMedia::_InitFilters(CCoderScheme* scheme, int tryRenderSource) {
     if (_TrySourceFilter(sources, tryRenderSource) == 0) {
         return 0;
     }
-    // The ways that failed before one succeeded are in the attempts.
-    m_loadReport.failure.clear();
-    m_loadReport.failureResult = S_OK;
+    m_inside->load.Succeed();
     _RemoveAllCachedFilterInGraphConfig();
     _ScanAllFilterAndGetAVTrackInfo(sources);
     const HRESULT control = QueryMember(m_pGB, m_pMediaControl);
     if (FAILED(control)) {
-        FailLoad(L"the graph has no IMediaControl", control);
+        m_inside->load.Fail(L"the graph has no IMediaControl", control);
         _FreeDirectShow();
         return 0;
     }
@@ -67,17 +67,9 @@ void CMedia::_LoadFilterWithScheme(CCoderScheme* scheme, std::vector<IBaseFilter
         YMD_LOG_WARNING("ymdshow::CMedia::_LoadFilterWithScheme", "CoderScheme Is NULL");
         return;
     }
-    std::vector<std::string> names;
-    const auto add = [&names](const std::string& name) {
-        if (!name.empty()) {
-            names.push_back(name);
-        }
-    };
-    add(m_urlProtocol);
-    if (m_hasMediaFormat) {
-        add(m_mediaFormat);
-    }
-    add(m_fileExt);
+    std::vector<std::string> names{m_urlProtocol, m_hasMediaFormat ? m_mediaFormat : std::string(),
+                                   m_fileExt};
+    names.erase(std::remove(names.begin(), names.end(), std::string()), names.end());
     // The global names are added once a stream: a global scheme's filters are made once for
     // each stream unless they are marked as standing only once.
     for (std::uint32_t i = 0; i < m_originalAudioTrackNum && i < m_audioInfos.size(); ++i) {
@@ -89,40 +81,51 @@ void CMedia::_LoadFilterWithScheme(CCoderScheme* scheme, std::vector<IBaseFilter
         names.emplace_back("video_global");
     }
 
-    const auto configure = [&](const std::vector<std::string>& wanted,
-                               CCoderScheme::Scheme& merged) {
+    CCoderScheme::Scheme merged;
+    const auto configure = [&](const std::vector<std::string>& wanted) {
         for (const std::string& name : wanted) {
-            m_loadReport.names.push_back({text::ToWide(name), scheme->FindScheme(name, nullptr)});
+            m_inside->load.Name(name, scheme->FindScheme(name, nullptr));
         }
         scheme->ConfigScheme(wanted, merged);
     };
-    CCoderScheme::Scheme merged;
-    configure(names, merged);
+    configure(names);
     if (merged.listFilter.empty()) {
-        configure({"unknown"}, merged);
+        configure({"unknown"});
     }
-    scheme->LoadSchemeFilters(this, merged, &sources, &m_schemeFilters, &m_renderFilters,
-                              kEveryRole);
+    std::vector<LoadReport::Filter> made;
+    scheme->MakeFilters(
+        merged,
+        [this](IBaseFilter* filter, const FilterInfo& info) {
+            const HRESULT added =
+                Inside::Add(*this, filter, info.strName.c_str(), info.bCache ? 1 : 0);
+            if (FAILED(added)) {
+                _RemoveFilter(filter);
+            }
+            return added;
+        },
+        &sources, &m_schemeFilters, &m_renderFilters, kEveryRole, made);
+    m_inside->load.Filters(std::move(made));
+}
+
+/// What the cache or the graph answered.
+HRESULT CMedia::Inside::Add(CMedia& media, IBaseFilter* filter, const wchar_t* name, int cache) {
+    if (filter == nullptr || media.m_pGB == nullptr) {
+        return E_POINTER;
+    }
+    const bool isCached = cache != 0 && media.m_pGraphConfig != nullptr &&
+                          AddFilterToGraphBuilderCache(media.m_pGraphConfig, filter) != 0;
+    const HRESULT added = isCached ? S_OK : media.m_pGB->AddFilter(filter, name);
+    if (FAILED(added)) {
+        // Kept: the wide name goes to a narrow format and shows up to its first zero byte.
+        YMD_LOG_WARNING("ymdshow::CMedia::_AddFilter", "AddFilter FAILED : %s", name);
+    } else if (media.m_pAddFilterCallBack != nullptr) {
+        media.m_pAddFilterCallBack(filter, media.m_pAddFilterCallBackUser);
+    }
+    return added;
 }
 
 int CMedia::_AddFilter(IBaseFilter* filter, const wchar_t* name, int cache) {
-    if (filter == nullptr || m_pGB == nullptr) {
-        return 0;
-    }
-    int cached = 0;
-    if (cache != 0 && m_pGraphConfig != nullptr) {
-        cached = AddFilterToGraphBuilderCache(m_pGraphConfig, filter);
-    }
-    m_addFilterResult = cached == 0 ? m_pGB->AddFilter(filter, name) : S_OK;
-    if (FAILED(m_addFilterResult)) {
-        // Kept: the wide name goes to a narrow format and shows up to its first zero byte.
-        YMD_LOG_WARNING("ymdshow::CMedia::_AddFilter", "AddFilter FAILED : %s", name);
-        return 0;
-    }
-    if (m_pAddFilterCallBack != nullptr) {
-        m_pAddFilterCallBack(filter, m_pAddFilterCallBackUser);
-    }
-    return 1;
+    return SUCCEEDED(Inside::Add(*this, filter, name, cache)) ? 1 : 0;
 }
 
 void CMedia::_RemoveFilter(IBaseFilter* filter) {

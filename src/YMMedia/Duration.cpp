@@ -1,9 +1,9 @@
+// The duration, chosen from the three sources.
+
 #include <algorithm>
 
-#include <ymdshow/Media.h>
-
-#include "YMMedia/PictureRange.h"
-#include "YMMedia/Support.h"
+#include "YMMedia/Inside.h"
+#include "YMMedia/Picture.h"
 
 namespace ymdshow {
 

@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <dshow.h>
+#include <wrl/client.h>
 
 #include <cstdint>
 
@@ -37,7 +38,7 @@ public:
     HRESULT StateResult() const { return m_stateResult; }
 
 private:
-    IMediaControl* m_control;
+    const Microsoft::WRL::ComPtr<IMediaControl> m_control; // outlives what a message does
     HRESULT m_stateResult = S_OK;
     OAFilterState m_state = State_Paused;
 };

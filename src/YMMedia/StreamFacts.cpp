@@ -6,7 +6,7 @@
 #include "MediaInfoBinding/MediaInfoFile.h"
 #include "MediaInfoBinding/Values.h"
 #include "Text/Text.h"
-#include "YMMedia/PictureSize.h"
+#include "YMMedia/Picture.h"
 
 namespace ymdshow {
 namespace {

@@ -3,11 +3,10 @@
 #include <deque>
 
 #include <ymdshow/GraphToolkit.h>
-#include <ymdshow/Media.h>
 
 #include "BaseClasses/ComTypes.h"
 #include "GraphToolkit/Ranges.h"
-#include "YMMedia/Support.h"
+#include "YMMedia/Inside.h"
 
 namespace ymdshow {
 

@@ -1,14 +1,18 @@
-#include "YMMedia/TrackScan.h"
+// The scan of a rendered graph from the source downstream.
 
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <unordered_map>
+
+#include <ymdshow/DirectShow.h>
 
 #include <dvdmedia.h>
 
+#include "BaseClasses/MediaType.h"
 #include "GraphToolkit/DownstreamWalk.h"
-#include "YMMedia/PictureRange.h"
-#include "YMMedia/PictureSize.h"
+#include "YMMedia/Inside.h"
+#include "YMMedia/Picture.h"
 
 namespace ymdshow {
 
@@ -41,28 +45,56 @@ void CorrectSize(std::int32_t& record, std::int32_t connected) {
 /// The record of track `index`: the streams known so far grow when it is a new one.
 template <class Info>
 Info& RecordOf(std::vector<Info>& infos, std::uint32_t& known, std::uint32_t index) {
-    if (index >= known) {
-        known = index + 1;
-        infos.resize(known);
-    }
-    if (index >= infos.size()) {
+    known = std::max(known, index + 1);
+    if (infos.size() <= index) {
         infos.resize(index + 1);
     }
     return infos[index];
 }
 
+template <class Track> void AppendTrack(std::vector<Track*>& tracks, IBaseFilter* renderer) {
+    auto track = std::make_unique<Track>(renderer);
+    tracks.push_back(track.get());
+    track.release();
+}
+
 } // namespace
+
+/// Finds the tracks, corrects the stream records, and drops the filters that are on no path
+/// from the source.
+class CMedia::Inside::TrackScan {
+public:
+    explicit TrackScan(CMedia& media) : m_media(media) {}
+
+    void WalkGraph();
+    void DropUnusedSchemeFilters(std::vector<IBaseFilter*>& candidates);
+    void CollectUsedFilters();
+
+private:
+    bool MayHaveStreams(unsigned int inputs, unsigned int outputs) const;
+    void ListStreams(IBaseFilter* filter);
+    void AddRenderer(IBaseFilter* renderer, IPin* feeding);
+    void AddVideoTrack(IBaseFilter* renderer, const AM_MEDIA_TYPE& type);
+    void AddAudioTrack(IBaseFilter* renderer, const AM_MEDIA_TYPE& type);
+    void CorrectVideoRecord(VideoInfo& record, const AM_MEDIA_TYPE& type) const;
+    bool IsVisited(IBaseFilter* filter) const { return m_visited.count(filter) != 0; }
+    void DropUnused(std::vector<IBaseFilter*>& filters);
+    ULONG Drop(IBaseFilter* filter);
+
+    CMedia& m_media;
+    std::unordered_map<IBaseFilter*, ComPtr<IBaseFilter>> m_visited;
+};
 
 void CMedia::_ScanAllFilterAndGetAVTrackInfo(std::vector<IBaseFilter*>& candidates) {
     const std::uint32_t known = m_originalVideoTrackNum;
-    TrackScan scan(*this);
+    Inside::TrackScan scan(*this);
     scan.WalkGraph();
-    scan.CompletePicture(known);
+    Inside::CompletePicture(*this, known);
     scan.DropUnusedSchemeFilters(candidates);
     scan.CollectUsedFilters();
 }
 
-void TrackScan::WalkGraph() {
+void CMedia::Inside::TrackScan::WalkGraph() {
     toolkit::ArrivingPinWalk walk(m_media.m_pSourceFilter);
     for (; walk.Current() != nullptr; walk.Next()) {
         IBaseFilter* const filter = walk.Current();
@@ -71,7 +103,7 @@ void TrackScan::WalkGraph() {
             if (MayHaveStreams(pins.inputs, pins.outputs)) {
                 ListStreams(filter);
             }
-        } else if (walk.Arriving() != nullptr) {
+        } else if (pins.enumerated && walk.Arriving() != nullptr) {
             AddRenderer(filter, walk.Arriving());
             walk.ForgetArriving();
         }
@@ -80,24 +112,18 @@ void TrackScan::WalkGraph() {
 }
 
 /// Only sources and splitters list streams.
-bool TrackScan::MayHaveStreams(unsigned int inputs, unsigned int outputs) const {
+bool CMedia::Inside::TrackScan::MayHaveStreams(unsigned int inputs, unsigned int outputs) const {
     return m_media.m_pStreamSelect == nullptr && !(inputs > 0 && outputs < 2) &&
            !(m_media.m_videoTrackNum >= 2 && m_media.m_audioTrackNum > 1);
 }
 
-void TrackScan::ListStreams(IBaseFilter* filter) {
+void CMedia::Inside::TrackScan::ListStreams(IBaseFilter* filter) {
     ComPtr<IAMStreamSelect> select;
-    if (FAILED(filter->QueryInterface(IID_PPV_ARGS(&select)))) {
+    if (FAILED(filter->QueryInterface(IID_PPV_ARGS(&select))) || select == nullptr) {
         return;
     }
-    const auto clear = [](auto& streams) {
-        for (auto* stream : streams) {
-            delete stream;
-        }
-        streams.clear();
-    };
-    clear(m_media.m_streamSelectVideoTracks);
-    clear(m_media.m_streamSelectAudioTracks);
+    DeleteRecords(m_media.m_streamSelectVideoTracks);
+    DeleteRecords(m_media.m_streamSelectAudioTracks);
     m_media.m_streamSelectVideoNum = 0;
     m_media.m_streamSelectAudioNum = 0;
     DWORD count = 0;
@@ -113,20 +139,16 @@ void TrackScan::ListStreams(IBaseFilter* filter) {
             continue;
         }
         const std::unique_ptr<WCHAR, decltype(&CoTaskMemFree)> ownedName(name, CoTaskMemFree);
-        auto stream = std::make_unique<CMedia::StreamSelectTrackInfo>();
+        if (!type || (type->majortype != MEDIATYPE_Video && type->majortype != MEDIATYPE_Audio)) {
+            continue;
+        }
+        auto stream = std::make_unique<StreamSelectTrackInfo>();
         stream->index = i;
         stream->name = name != nullptr ? name : L"";
         stream->enabled = flags != 0;
-        if (!type) {
-            continue;
-        }
-        if (type->majortype == MEDIATYPE_Video) {
-            m_media.m_streamSelectVideoTracks.push_back(stream.get());
-        } else if (type->majortype == MEDIATYPE_Audio) {
-            m_media.m_streamSelectAudioTracks.push_back(stream.get());
-        } else {
-            continue;
-        }
+        auto& streams = type->majortype == MEDIATYPE_Video ? m_media.m_streamSelectVideoTracks
+                                                           : m_media.m_streamSelectAudioTracks;
+        streams.push_back(stream.get());
         stream.release();
     }
     const auto videos = static_cast<std::uint32_t>(m_media.m_streamSelectVideoTracks.size());
@@ -138,7 +160,7 @@ void TrackScan::ListStreams(IBaseFilter* filter) {
     }
 }
 
-void TrackScan::AddRenderer(IBaseFilter* renderer, IPin* feeding) {
+void CMedia::Inside::TrackScan::AddRenderer(IBaseFilter* renderer, IPin* feeding) {
     MediaType type;
     if (FAILED(feeding->ConnectionMediaType(type.Put()))) {
         return;
@@ -150,16 +172,15 @@ void TrackScan::AddRenderer(IBaseFilter* renderer, IPin* feeding) {
     }
 }
 
-void TrackScan::AddVideoTrack(IBaseFilter* renderer, const AM_MEDIA_TYPE& type) {
+void CMedia::Inside::TrackScan::AddVideoTrack(IBaseFilter* renderer, const AM_MEDIA_TYPE& type) {
     CorrectVideoRecord(
         RecordOf(m_media.m_videoInfos, m_media.m_originalVideoTrackNum, m_media.m_videoTrackNum),
         type);
-    m_media.m_videoTracks.reserve(m_media.m_videoTracks.size() + 1);
-    m_media.m_videoTracks.push_back(new CMedia::VideoFilterTrackInfo(renderer));
+    AppendTrack(m_media.m_videoTracks, renderer);
     ++m_media.m_videoTrackNum;
 }
 
-void TrackScan::AddAudioTrack(IBaseFilter* renderer, const AM_MEDIA_TYPE& type) {
+void CMedia::Inside::TrackScan::AddAudioTrack(IBaseFilter* renderer, const AM_MEDIA_TYPE& type) {
     AudioInfo& record =
         RecordOf(m_media.m_audioInfos, m_media.m_originalAudioTrackNum, m_media.m_audioTrackNum);
     // PCMWAVEFORMAT has every field that is read here; some sources leave cbSize out.
@@ -168,12 +189,12 @@ void TrackScan::AddAudioTrack(IBaseFilter* renderer, const AM_MEDIA_TYPE& type) 
         record.channels = wave->wf.nChannels;
         record.bitDepth = wave->wBitsPerSample;
     }
-    m_media.m_audioTracks.reserve(m_media.m_audioTracks.size() + 1);
-    m_media.m_audioTracks.push_back(new CMedia::AudioFilterTrackInfo(renderer));
+    AppendTrack(m_media.m_audioTracks, renderer);
     ++m_media.m_audioTrackNum;
 }
 
-void TrackScan::CorrectVideoRecord(VideoInfo& record, const AM_MEDIA_TYPE& type) const {
+void CMedia::Inside::TrackScan::CorrectVideoRecord(VideoInfo& record,
+                                                   const AM_MEDIA_TYPE& type) const {
     RECT target{};
     std::int64_t frameTime = 0;
     if (const auto* video = FormatBlock<VIDEOINFOHEADER>(type, FORMAT_VideoInfo)) {
@@ -199,20 +220,7 @@ void TrackScan::CorrectVideoRecord(VideoInfo& record, const AM_MEDIA_TYPE& type)
     }
 }
 
-void TrackScan::CompletePicture(std::uint32_t knownVideoTracks) {
-    std::int32_t& width = m_media.m_videoOriginalWidth;
-    std::int32_t& height = m_media.m_videoOriginalHeight;
-    if (m_media.m_originalVideoTrackNum == 0 || m_media.m_videoInfos.empty() ||
-        (knownVideoTracks != 0 && width != 0 && height != 0)) {
-        return;
-    }
-    const VideoInfo& first = m_media.m_videoInfos.front();
-    width = width < 1 ? first.width : width;
-    height = height < 1 ? first.height : height;
-    CompleteRange(m_media.m_videoDisplayRange, width, height);
-}
-
-void TrackScan::DropUnusedSchemeFilters(std::vector<IBaseFilter*>& candidates) {
+void CMedia::Inside::TrackScan::DropUnusedSchemeFilters(std::vector<IBaseFilter*>& candidates) {
     DropUnused(m_media.m_schemeFilters);
     DropUnused(m_media.m_renderFilters);
     DropUnused(candidates);
@@ -221,14 +229,12 @@ void TrackScan::DropUnusedSchemeFilters(std::vector<IBaseFilter*>& candidates) {
     candidates.clear();
 }
 
-void TrackScan::DropUnused(std::vector<IBaseFilter*>& filters) {
+void CMedia::Inside::TrackScan::DropUnused(std::vector<IBaseFilter*>& filters) {
     const auto drop = [this](IBaseFilter* filter) {
         if (IsVisited(filter)) {
             return false;
         }
-        m_media._RemoveFilter(filter);
-        const ULONG references = filter->Release();
-        if (references != 0) {
+        if (const ULONG references = Drop(filter); references != 0) {
             YMD_LOG_WARNING(kFunction, "Remove Unused Filter Warning! RefCount %d : %s",
                             static_cast<int>(references), m_media.m_mediaPath.c_str());
         }
@@ -237,7 +243,13 @@ void TrackScan::DropUnused(std::vector<IBaseFilter*>& filters) {
     filters.erase(std::remove_if(filters.begin(), filters.end(), drop), filters.end());
 }
 
-void TrackScan::CollectUsedFilters() {
+/// The references that are left.
+ULONG CMedia::Inside::TrackScan::Drop(IBaseFilter* filter) {
+    m_media._RemoveFilter(filter);
+    return filter->Release();
+}
+
+void CMedia::Inside::TrackScan::CollectUsedFilters() {
     for (IBaseFilter* filter : m_media.m_usedFilters) {
         filter->Release();
     }
@@ -253,9 +265,7 @@ void TrackScan::CollectUsedFilters() {
             m_media.m_usedFilters.push_back(filter.Detach());
             continue;
         }
-        m_media._RemoveFilter(filter.Get());
-        const ULONG references = filter.Detach()->Release();
-        if (references != 0) {
+        if (const ULONG references = Drop(filter.Detach()); references != 0) {
             YMD_LOG_WARNING(kFunction, "Remove Unused Filter Warning! RefCount : %d",
                             static_cast<int>(references));
         }

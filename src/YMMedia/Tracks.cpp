@@ -1,289 +1,313 @@
-#include "YMMedia/Tracks.h"
-#include "YMMedia/EventHold.h"
+// The track operations, once for both kinds.
 
 #include <algorithm>
 
+#include "YMMedia/Inside.h"
+
 namespace ymdshow {
 
-template <class Kind> bool TrackOperations<Kind>::InRendererMode(const CMedia& media) {
-    return Kind::StreamNum(media) < Kind::TrackNum(media);
-}
+// A kind tells where its members are, and those of the other kind.
+struct CMedia::Inside::AudioKind {
+    static constexpr auto kTracks = &CMedia::m_audioTracks;
+    static constexpr auto kStreams = &CMedia::m_streamSelectAudioTracks;
+    static constexpr auto kTrackNum = &CMedia::m_audioTrackNum;
+    static constexpr auto kStreamNum = &CMedia::m_streamSelectAudioNum;
+    static constexpr auto kInfos = &CMedia::m_audioInfos;
+    static constexpr auto kOtherTracks = &CMedia::m_videoTracks;
+};
 
-template <class Kind>
-void TrackOperations<Kind>::CheckIndex(const CMedia& media, std::uint32_t index) {
-    const std::size_t count =
-        InRendererMode(media) ? Kind::Tracks(media).size() : Kind::Streams(media).size();
-    if (index >= count) {
-        throw std::runtime_error("index out of range");
+struct CMedia::Inside::VideoKind {
+    static constexpr auto kTracks = &CMedia::m_videoTracks;
+    static constexpr auto kStreams = &CMedia::m_streamSelectVideoTracks;
+    static constexpr auto kTrackNum = &CMedia::m_videoTrackNum;
+    static constexpr auto kStreamNum = &CMedia::m_streamSelectVideoNum;
+    static constexpr auto kInfos = &CMedia::m_videoInfos;
+    static constexpr auto kOtherTracks = &CMedia::m_audioTracks;
+};
+
+/// The tracks of one kind; `Media` is CMedia or const CMedia.
+template <class Kind, class Media> class CMedia::Inside::Tracks {
+public:
+    explicit Tracks(Media& media)
+        : m_media(media), m_tracks(media.*Kind::kTracks), m_streams(media.*Kind::kStreams),
+          m_areRenderers(media.*Kind::kStreamNum < media.*Kind::kTrackNum) {}
+
+    std::uint32_t Num() const {
+        return m_media.IsLoaded() != 0
+                   ? std::max(m_media.*Kind::kStreamNum, m_media.*Kind::kTrackNum)
+                   : static_cast<std::uint32_t>((m_media.*Kind::kInfos).size());
     }
-}
 
-template <class Kind> bool TrackOperations<Kind>::LinkTrack(CMedia& media, std::uint32_t index) {
-    auto& track = *Kind::Tracks(media)[index];
-    if (!track.Link(TrackAccess::Graph(media))) {
-        return false;
+    IBaseFilter* Render(std::uint32_t index) const {
+        CheckIndex(index);
+        if (m_areRenderers) {
+            return m_tracks[index]->renderer;
+        }
+        return m_tracks.empty() ? nullptr : m_tracks.front()->renderer;
     }
-    track.enabled = true;
-    return true;
-}
 
-template <class Kind> bool TrackOperations<Kind>::UnlinkTrack(CMedia& media, std::uint32_t index) {
-    auto& track = *Kind::Tracks(media)[index];
-    if (!track.Unlink(TrackAccess::Graph(media))) {
-        return false;
+    bool IsEnabled(std::uint32_t index) const {
+        CheckIndex(index);
+        return m_areRenderers ? m_tracks[index]->enabled : m_streams[index]->enabled;
     }
-    track.enabled = false;
-    return true;
-}
 
-/// Tells whether the stream is in the wanted state now, not whether the call succeeded: a
-/// failure on a stream that is in it already counts as success.
-template <class Kind>
-bool TrackOperations<Kind>::SetStream(CMedia& media, Stream& stream, DWORD flag) {
-    IAMStreamSelect* const select = TrackAccess::StreamSelect(media);
-    if (select != nullptr && SUCCEEDED(select->Enable(static_cast<long>(stream.index), flag))) {
-        stream.enabled = flag != 0;
+    int FirstEnabled() const {
+        return m_areRenderers ? FirstEnabled(m_tracks) : FirstEnabled(m_streams);
     }
-    return flag != 0 ? stream.enabled : !stream.enabled;
-}
 
-template <class Kind> std::uint32_t TrackOperations<Kind>::Num(const CMedia& media) {
-    return media.IsLoaded() != 0 ? std::max(Kind::StreamNum(media), Kind::TrackNum(media))
-                                 : static_cast<std::uint32_t>(Kind::RecordNum(media));
-}
-
-template <class Kind>
-IBaseFilter* TrackOperations<Kind>::Render(const CMedia& media, std::uint32_t index) {
-    const ItemLock lock(media);
-    CheckIndex(media, index);
-    const auto& tracks = Kind::Tracks(media);
-    if (InRendererMode(media)) {
-        return tracks[index]->renderer;
+    bool Enable(std::uint32_t index) {
+        CheckIndex(index);
+        if (m_areRenderers) {
+            LinkTrack(index);
+        } else {
+            if (m_tracks.empty()) {
+                return false;
+            }
+            LinkTrack(0);
+            if (!SetStream(*m_streams[index], AMSTREAMSELECTENABLE_ENABLEALL)) {
+                return false;
+            }
+            // Enabling a stream with its group may have brought others back.
+            for (Stream* stream : m_streams) {
+                if (!stream->enabled) {
+                    SetStream(*stream, 0);
+                }
+            }
+        }
+        m_media.m_isAllFilterLinked = true;
+        return true;
     }
-    return tracks.empty() ? nullptr : tracks.front()->renderer;
-}
 
-template <class Kind>
-bool TrackOperations<Kind>::IsEnabled(const CMedia& media, std::uint32_t index) {
-    const ItemLock lock(media);
-    CheckIndex(media, index);
-    return InRendererMode(media) ? Kind::Tracks(media)[index]->enabled
-                                 : Kind::Streams(media)[index]->enabled;
-}
+    bool Disable(std::uint32_t index) {
+        CheckIndex(index);
+        if (!m_areRenderers) {
+            return SetStream(*m_streams[index], 0);
+        }
+        UnlinkTrack(index);
+        StayLinkedWith(FirstEnabled(m_tracks) >= 0 || IsOtherEnabled());
+        return true;
+    }
 
-template <class Kind> int TrackOperations<Kind>::FirstEnabled(const CMedia& media) {
-    const ItemLock lock(media);
-    const auto first = [](const auto& records) {
+    bool EnableAll() {
+        if (m_areRenderers) {
+            return LinkAll();
+        }
+        if (m_tracks.empty() || m_streams.empty()) {
+            return false;
+        }
+        LinkTrack(0);
+        if (!SetStream(*m_streams.front(), AMSTREAMSELECTENABLE_ENABLEALL)) {
+            return false;
+        }
+        for (Stream* stream : m_streams) {
+            stream->enabled = true;
+        }
+        m_media.m_isAllFilterLinked = true;
+        return true;
+    }
+
+    bool DisableAll() {
+        return m_areRenderers
+                   ? UnlinkAll()
+                   : std::all_of(m_streams.begin(), m_streams.end(),
+                                 [this](Stream* stream) { return SetStream(*stream, 0); });
+    }
+
+    bool EnableOnlyOne(std::uint32_t index) {
+        CheckIndex(index);
+        if (m_areRenderers) {
+            if (!m_tracks[index]->enabled) {
+                LinkAll();
+            }
+            for (std::uint32_t i = 0; i < m_tracks.size(); ++i) {
+                if (i != index) {
+                    UnlinkTrack(i);
+                }
+            }
+        } else {
+            // Kept: without a renderer there is nothing to switch, which is no failure.
+            if (m_tracks.empty()) {
+                return true;
+            }
+            LinkTrack(0);
+            if (!SetStream(*m_streams[index], AMSTREAMSELECTENABLE_ENABLE)) {
+                return false;
+            }
+            for (std::uint32_t i = 0; i < m_streams.size(); ++i) {
+                m_streams[i]->enabled = i == index;
+            }
+        }
+        m_media.m_isAllFilterLinked = true;
+        return true;
+    }
+
+    bool LinkAll() {
+        for (std::uint32_t i = 0; i < m_tracks.size(); ++i) {
+            LinkTrack(i);
+        }
+        m_media.m_isAllFilterLinked = true;
+        return true;
+    }
+
+    bool UnlinkAll() {
+        for (std::uint32_t i = 0; i < m_tracks.size(); ++i) {
+            UnlinkTrack(i);
+        }
+        StayLinkedWith(IsOtherEnabled());
+        return true;
+    }
+
+private:
+    using Stream = StreamSelectTrackInfo;
+
+    void CheckIndex(std::uint32_t index) const {
+        if (index >= (m_areRenderers ? m_tracks.size() : m_streams.size())) {
+            throw IndexError();
+        }
+    }
+
+    template <class Records> static int FirstEnabled(const Records& records) {
         const auto found = std::find_if(records.begin(), records.end(),
                                         [](const auto* record) { return record->enabled; });
         return found == records.end() ? -1 : static_cast<int>(found - records.begin());
-    };
-    return InRendererMode(media) ? first(Kind::Tracks(media)) : first(Kind::Streams(media));
-}
+    }
+    bool IsOtherEnabled() const { return FirstEnabled(m_media.*Kind::kOtherTracks) >= 0; }
+    void StayLinkedWith(bool enabled) {
+        m_media.m_isAllFilterLinked = m_media.m_isAllFilterLinked && enabled;
+    }
 
-template <class Kind> bool TrackOperations<Kind>::Enable(CMedia& media, std::uint32_t index) {
-    const ItemLock lock(media);
-    CheckIndex(media, index);
-    if (InRendererMode(media)) {
-        if (!LinkTrack(media, index)) {
-            return false;
+    // Linking and unlinking a track always succeed.
+    void LinkTrack(std::uint32_t index) {
+        m_tracks[index]->Link(m_media.m_pGB);
+        m_tracks[index]->enabled = true;
+    }
+    void UnlinkTrack(std::uint32_t index) {
+        m_tracks[index]->Unlink(m_media.m_pGB);
+        m_tracks[index]->enabled = false;
+    }
+
+    /// Tells whether the stream is in the wanted state now, not whether the call succeeded: a
+    /// failure on a stream that is in it already counts as success.
+    bool SetStream(Stream& stream, DWORD flag) {
+        if (m_media.m_pStreamSelect != nullptr &&
+            SUCCEEDED(m_media.m_pStreamSelect->Enable(static_cast<long>(stream.index), flag))) {
+            stream.enabled = flag != 0;
         }
-    } else {
-        auto& streams = Kind::Streams(media);
-        if (Kind::Tracks(media).empty() || !LinkTrack(media, 0) ||
-            !SetStream(media, *streams[index], AMSTREAMSELECTENABLE_ENABLEALL)) {
-            return false;
-        }
-        // Enabling a stream with its group may have brought others back.
-        for (Stream* stream : streams) {
-            if (!stream->enabled) {
-                SetStream(media, *stream, 0);
-            }
-        }
+        return flag != 0 ? stream.enabled : !stream.enabled;
     }
-    TrackAccess::AllLinked(media) = true;
-    return true;
-}
 
-template <class Kind> bool TrackOperations<Kind>::Disable(CMedia& media, std::uint32_t index) {
-    const ItemLock lock(media);
-    CheckIndex(media, index);
-    if (!InRendererMode(media)) {
-        return SetStream(media, *Kind::Streams(media)[index], 0);
-    }
-    const bool unlinked = UnlinkTrack(media, index);
-    if (TrackAccess::AllLinked(media)) {
-        TrackAccess::AllLinked(media) = Kind::StaysLinkedWithoutOne(media);
-    }
-    return unlinked;
-}
-
-template <class Kind> bool TrackOperations<Kind>::EnableAll(CMedia& media) {
-    const ItemLock lock(media);
-    if (InRendererMode(media)) {
-        return LinkAll(media);
-    }
-    auto& streams = Kind::Streams(media);
-    if (Kind::Tracks(media).empty() || streams.empty() || !LinkTrack(media, 0) ||
-        !SetStream(media, *streams.front(), AMSTREAMSELECTENABLE_ENABLEALL)) {
-        return false;
-    }
-    for (Stream* stream : streams) {
-        stream->enabled = true;
-    }
-    TrackAccess::AllLinked(media) = true;
-    return true;
-}
-
-template <class Kind> bool TrackOperations<Kind>::DisableAll(CMedia& media) {
-    const ItemLock lock(media);
-    if (InRendererMode(media)) {
-        return UnlinkAll(media);
-    }
-    auto& streams = Kind::Streams(media);
-    return std::all_of(streams.begin(), streams.end(),
-                       [&media](Stream* stream) { return SetStream(media, *stream, 0); });
-}
-
-template <class Kind>
-bool TrackOperations<Kind>::EnableOnlyOne(CMedia& media, std::uint32_t index) {
-    const ItemLock lock(media);
-    CheckIndex(media, index);
-    auto& tracks = Kind::Tracks(media);
-    if (InRendererMode(media)) {
-        if (!tracks[index]->enabled && !EnableAll(media)) {
-            return false;
-        }
-        for (std::uint32_t i = 0; i < tracks.size(); ++i) {
-            if (i != index && !UnlinkTrack(media, i)) {
-                return false;
-            }
-        }
-    } else {
-        // Kept: without a renderer there is nothing to switch, which is no failure.
-        if (tracks.empty() || !LinkTrack(media, 0)) {
-            return true;
-        }
-        auto& streams = Kind::Streams(media);
-        if (!SetStream(media, *streams[index], AMSTREAMSELECTENABLE_ENABLE)) {
-            return false;
-        }
-        for (std::uint32_t i = 0; i < streams.size(); ++i) {
-            streams[i]->enabled = i == index;
-        }
-    }
-    TrackAccess::AllLinked(media) = true;
-    return true;
-}
-
-template <class Kind> bool TrackOperations<Kind>::LinkAll(CMedia& media) {
-    const ItemLock lock(media);
-    for (std::uint32_t i = 0; i < Kind::Tracks(media).size(); ++i) {
-        if (!LinkTrack(media, i)) {
-            return false;
-        }
-    }
-    TrackAccess::AllLinked(media) = true;
-    return true;
-}
-
-template <class Kind> bool TrackOperations<Kind>::UnlinkAll(CMedia& media) {
-    const ItemLock lock(media);
-    for (std::uint32_t i = 0; i < Kind::Tracks(media).size(); ++i) {
-        if (!UnlinkTrack(media, i)) {
-            return false;
-        }
-    }
-    if (TrackAccess::AllLinked(media)) {
-        TrackAccess::AllLinked(media) = Kind::StaysLinkedWithoutAll(media);
-    }
-    return true;
-}
-
-namespace {
-
-using Audio = TrackOperations<AudioKind>;
-using Video = TrackOperations<VideoKind>;
-
-/// Runs a track operation that changes the graph: only the index check throws.
-template <class Operation> bool Change(Operation&& operation) {
-    return OrWhenOutOfMemory(false, operation);
-}
-
-} // namespace
+    Media& m_media;
+    decltype(m_media.*Kind::kTracks)& m_tracks;
+    decltype(m_media.*Kind::kStreams)& m_streams;
+    bool m_areRenderers; ///< else the listed streams are the tracks
+};
 
 std::uint32_t CMedia::GetAudioTrackNum() const {
-    return Audio::Num(*this);
+    return Inside::Tracks<Inside::AudioKind, const CMedia>(*this).Num();
 }
 std::uint32_t CMedia::GetOriginalAudioTrackNum() const {
     return m_originalAudioTrackNum;
 }
 IBaseFilter* CMedia::GetAudioTrackRender(std::uint32_t index) const {
-    return Audio::Render(*this, index);
-}
-bool CMedia::EnableAudioTrack(std::uint32_t index) {
-    return Change([&] { return Audio::Enable(*this, index); });
-}
-bool CMedia::DisableAudioTrack(std::uint32_t index) {
-    return Change([&] { return Audio::Disable(*this, index); });
-}
-bool CMedia::EnableAllAudioTrack() {
-    return Change([&] { return Audio::EnableAll(*this); });
-}
-bool CMedia::DisableAllAudioTrack() {
-    return Change([&] { return Audio::DisableAll(*this); });
-}
-bool CMedia::EnableOnlyOneAudioTrack(std::uint32_t index) {
-    return Change([&] { return Audio::EnableOnlyOne(*this, index); });
+    return Inside::Locked(*this, static_cast<IBaseFilter*>(nullptr), [&] {
+        return Inside::Tracks<Inside::AudioKind, const CMedia>(*this).Render(index);
+    });
 }
 bool CMedia::IsAudioTrackEnable(std::uint32_t index) {
-    return Audio::IsEnabled(*this, index);
+    return Inside::Locked(*this, false, [&] {
+        return Inside::Tracks<Inside::AudioKind, const CMedia>(*this).IsEnabled(index);
+    });
 }
 int CMedia::GetFirstEnabledAudioTrackIndex() {
-    return Audio::FirstEnabled(*this);
+    return Inside::Locked(*this, -1, [&] {
+        return Inside::Tracks<Inside::AudioKind, const CMedia>(*this).FirstEnabled();
+    });
+}
+bool CMedia::EnableAudioTrack(std::uint32_t index) {
+    return Inside::OnGraph(*this, false, [&] {
+        return Inside::Tracks<Inside::AudioKind, CMedia>(*this).Enable(index);
+    });
+}
+bool CMedia::DisableAudioTrack(std::uint32_t index) {
+    return Inside::OnGraph(*this, false, [&] {
+        return Inside::Tracks<Inside::AudioKind, CMedia>(*this).Disable(index);
+    });
+}
+bool CMedia::EnableAllAudioTrack() {
+    return Inside::OnGraph(
+        *this, false, [&] { return Inside::Tracks<Inside::AudioKind, CMedia>(*this).EnableAll(); });
+}
+bool CMedia::DisableAllAudioTrack() {
+    return Inside::OnGraph(*this, false, [&] {
+        return Inside::Tracks<Inside::AudioKind, CMedia>(*this).DisableAll();
+    });
+}
+bool CMedia::EnableOnlyOneAudioTrack(std::uint32_t index) {
+    return Inside::OnGraph(*this, false, [&] {
+        return Inside::Tracks<Inside::AudioKind, CMedia>(*this).EnableOnlyOne(index);
+    });
 }
 bool CMedia::LinkAllAudioTrack() {
-    return Change([&] { return Audio::LinkAll(*this); });
+    return Inside::OnGraph(
+        *this, false, [&] { return Inside::Tracks<Inside::AudioKind, CMedia>(*this).LinkAll(); });
 }
 bool CMedia::UnlinkAllAudioTrack() {
-    return Change([&] { return Audio::UnlinkAll(*this); });
+    return Inside::OnGraph(
+        *this, false, [&] { return Inside::Tracks<Inside::AudioKind, CMedia>(*this).UnlinkAll(); });
 }
 
 std::uint32_t CMedia::GetVideoTrackNum() const {
-    return Video::Num(*this);
+    return Inside::Tracks<Inside::VideoKind, const CMedia>(*this).Num();
 }
 std::uint32_t CMedia::GetOriginalVideoTrackNum() const {
     return m_originalVideoTrackNum;
 }
 IBaseFilter* CMedia::GetVideoTrackRender(std::uint32_t index) const {
-    return Video::Render(*this, index);
-}
-bool CMedia::EnableVideoTrack(std::uint32_t index) {
-    return Change([&] { return Video::Enable(*this, index); });
-}
-bool CMedia::DisableVideoTrack(std::uint32_t index) {
-    return Change([&] { return Video::Disable(*this, index); });
-}
-bool CMedia::EnableAllVideoTrack() {
-    return Change([&] { return Video::EnableAll(*this); });
-}
-bool CMedia::DisableAllVideoTrack() {
-    return Change([&] { return Video::DisableAll(*this); });
-}
-bool CMedia::EnableOnlyOneVideoTrack(std::uint32_t index) {
-    return Change([&] { return Video::EnableOnlyOne(*this, index); });
+    return Inside::Locked(*this, static_cast<IBaseFilter*>(nullptr), [&] {
+        return Inside::Tracks<Inside::VideoKind, const CMedia>(*this).Render(index);
+    });
 }
 bool CMedia::IsVideoTrackEnable(std::uint32_t index) const {
-    return Video::IsEnabled(*this, index);
+    return Inside::Locked(*this, false, [&] {
+        return Inside::Tracks<Inside::VideoKind, const CMedia>(*this).IsEnabled(index);
+    });
 }
 int CMedia::GetFirstEnabledVideoTrackIndex() {
-    return Video::FirstEnabled(*this);
+    return Inside::Locked(*this, -1, [&] {
+        return Inside::Tracks<Inside::VideoKind, const CMedia>(*this).FirstEnabled();
+    });
+}
+bool CMedia::EnableVideoTrack(std::uint32_t index) {
+    return Inside::OnGraph(*this, false, [&] {
+        return Inside::Tracks<Inside::VideoKind, CMedia>(*this).Enable(index);
+    });
+}
+bool CMedia::DisableVideoTrack(std::uint32_t index) {
+    return Inside::OnGraph(*this, false, [&] {
+        return Inside::Tracks<Inside::VideoKind, CMedia>(*this).Disable(index);
+    });
+}
+bool CMedia::EnableAllVideoTrack() {
+    return Inside::OnGraph(
+        *this, false, [&] { return Inside::Tracks<Inside::VideoKind, CMedia>(*this).EnableAll(); });
+}
+bool CMedia::DisableAllVideoTrack() {
+    return Inside::OnGraph(*this, false, [&] {
+        return Inside::Tracks<Inside::VideoKind, CMedia>(*this).DisableAll();
+    });
+}
+bool CMedia::EnableOnlyOneVideoTrack(std::uint32_t index) {
+    return Inside::OnGraph(*this, false, [&] {
+        return Inside::Tracks<Inside::VideoKind, CMedia>(*this).EnableOnlyOne(index);
+    });
 }
 bool CMedia::LinkAllVideoTrack() {
-    return Change([&] { return Video::LinkAll(*this); });
+    return Inside::OnGraph(
+        *this, false, [&] { return Inside::Tracks<Inside::VideoKind, CMedia>(*this).LinkAll(); });
 }
 bool CMedia::UnlinkAllVideoTrack() {
-    return Change([&] { return Video::UnlinkAll(*this); });
+    return Inside::OnGraph(
+        *this, false, [&] { return Inside::Tracks<Inside::VideoKind, CMedia>(*this).UnlinkAll(); });
 }
 
 int CMedia::IsDecodeAudio() const {

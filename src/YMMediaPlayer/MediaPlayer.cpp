@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <memory>
-#include <new>
 
 #include <ymdshow/Media.h>
+
+#include "Guard.h"
 
 #define YMD_LOG_SOURCE "src/YMMediaPlayer"
 #include "Log.h"
@@ -25,21 +26,19 @@ CMedia* CMediaPlayer::AddMedia(const std::string& path, int load) {
     if (path.empty()) {
         return nullptr;
     }
-    std::unique_ptr<CMedia> media(new (std::nothrow) CMedia(this));
-    if (media == nullptr || media->SetMediaPath(path) == 0) {
-        return nullptr;
-    }
-    YMD_LOG_PROGRESS("ymdshow::CMediaPlayer::AddMedia", "AddMedia : %s", path.c_str());
-    if (load != 0 && media->Load(nullptr, 0) == 0) {
-        media->m_pMediaPlayer = nullptr;
-        return nullptr;
-    }
-    try {
+    return AnswerOr(static_cast<CMedia*>(nullptr), [&]() -> CMedia* {
+        auto media = std::make_unique<CMedia>(this);
+        if (media->SetMediaPath(path) == 0) {
+            return nullptr;
+        }
+        YMD_LOG_PROGRESS("ymdshow::CMediaPlayer::AddMedia", "AddMedia : %s", path.c_str());
+        if (load != 0 && media->Load(nullptr, 0) == 0) {
+            media->m_pMediaPlayer = nullptr;
+            return nullptr;
+        }
         m_medias.push_back(media.get());
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-    return media.release();
+        return media.release();
+    });
 }
 
 bool CMediaPlayer::LoadMedia(CMedia* media) {
@@ -58,61 +57,53 @@ unsigned CMediaPlayer::GetMediaNum() const {
     return static_cast<unsigned>(m_medias.size());
 }
 
-bool CMediaPlayer::RemoveMedia(const std::string& path) try {
-    // The caller's text may be that of a media item that is deleted on the way.
-    const std::string wanted = path;
-    bool removed = false;
-    for (std::size_t i = 0; i < m_medias.size();) {
-        CMedia* const media = m_medias[i];
-        if (media != nullptr && media->GetMediaPath() == wanted) {
-            RemoveMedia(static_cast<unsigned>(i));
-            removed = true;
-        } else {
-            ++i;
+bool CMediaPlayer::RemoveMedia(const std::string& path) {
+    return AnswerOr(false, [&] {
+        const std::string wanted = path; // may be that of an item that goes on the way
+        const auto matches = [&](const CMedia* media) {
+            return media != nullptr && media->GetMediaPath() == wanted;
+        };
+        bool removed = false;
+        for (;;) {
+            const auto slot = std::find_if(m_medias.begin(), m_medias.end(), matches);
+            if (slot == m_medias.end()) {
+                return removed;
+            }
+            removed = RemoveMedia(static_cast<unsigned>(slot - m_medias.begin()));
         }
-    }
-    return removed;
-} catch (const std::bad_alloc&) {
-    return false;
+    });
 }
 
 bool CMediaPlayer::RemoveMedia(unsigned index) {
     if (index >= m_medias.size()) {
         return false;
     }
+    // The slot goes first: a message that is handled while the item ends may look at the list.
     CMedia* const media = m_medias[index];
+    m_medias.erase(m_medias.begin() + index);
     // Without its back pointer the destructor leaves the list alone.
     if (media != nullptr) {
         media->m_pMediaPlayer = nullptr;
         delete media;
     }
-    m_medias.erase(m_medias.begin() + index);
     return true;
 }
 
 bool CMediaPlayer::RemoveMedia(CMedia* media) {
     // Kept: every visited slot is overwritten before it is compared, so a non-null
     // pointer always takes slot 0 and null takes them all.
-    for (auto slot = m_medias.begin(); slot != m_medias.end(); ++slot) {
-        *slot = media;
-        if (*slot != nullptr) {
-            media->m_pMediaPlayer = nullptr;
-            delete media;
-            m_medias.erase(slot);
-            return true;
+    for (CMedia*& slot : m_medias) {
+        slot = media;
+        if (slot != nullptr) {
+            return RemoveMedia(0U);
         }
     }
     return false;
 }
 
 void CMediaPlayer::RemoveAllMedias() {
-    for (CMedia* media : m_medias) {
-        if (media != nullptr) {
-            media->m_pMediaPlayer = nullptr;
-            delete media;
-        }
+    while (RemoveMedia(0U)) {
     }
-    m_medias.clear();
 }
 
 void CMediaPlayer::_NotifyMediaDestroy(CMedia* media) {

@@ -23,4 +23,11 @@ constexpr PictureSize CorrectedPictureSize(PictureSize size, bool fix1088Height,
     return size;
 }
 
+/// Kept: times are compared by the low 32 bits of their difference, as a signed value.
+constexpr std::int32_t LowDistance(std::int64_t a, std::int64_t b) {
+    const std::uint32_t difference = static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b);
+    return static_cast<std::int32_t>((difference & 0x80000000U) != 0 ? 0U - difference
+                                                                     : difference);
+}
+
 } // namespace ymdshow

@@ -1,6 +1,7 @@
+// What the media information library knows of the file.
+
 #include <algorithm>
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -10,9 +11,8 @@
 #include "MediaInfoBinding/MediaInfoFile.h"
 #include "MediaInfoBinding/Values.h"
 #include "Text/Text.h"
-#include "YMMedia/EventHold.h"
+#include "YMMedia/Inside.h"
 #include "YMMedia/StreamFacts.h"
-#include "YMMedia/Support.h"
 
 namespace ymdshow {
 namespace {
@@ -82,25 +82,22 @@ Pairs CutIntoPairs(std::string_view report) {
 
 int CMedia::_ReadInfoByMediaIfo() {
     StreamFacts facts;
-    FactsResult result = FactsResult::NotOpened;
-    try {
-        result = ReadStreamFacts(m_mediaPath, {m_fix1088Height, m_evenVideoSize}, facts);
-    } catch (const std::exception&) {
-        // Out of memory, or stream counts that no memory holds.
-    }
+    // Running out of memory, or stream counts that no memory holds, count as not opened.
+    const FactsResult result = AnswerOr(FactsResult::NotOpened, [&] {
+        return ReadStreamFacts(m_mediaPath, {m_fix1088Height, m_evenVideoSize}, facts);
+    });
     if (result == FactsResult::NoLibrary) {
         YMD_LOG_WARNING("ymdshow::CMedia::_ReadInfoByMediaIfo", "Load MediaInfo DLL Failed");
     }
-    // After a failure the empty facts: nothing of an earlier path stays.
+    if (result != FactsResult::Read) {
+        return 0;
+    }
     m_originalVideoTrackNum = static_cast<std::uint32_t>(facts.video.size());
     m_originalAudioTrackNum = static_cast<std::uint32_t>(facts.audio.size());
     m_videoInfos = std::move(facts.video);
     m_audioInfos = std::move(facts.audio);
     m_mediaFormat = std::move(facts.format);
     m_durationByMediaInfo = facts.duration;
-    if (result != FactsResult::Read) {
-        return 0;
-    }
     m_mediaInfo = std::move(facts.report);
     m_hasMediaInfo = true;
     return 1;
@@ -116,12 +113,11 @@ const std::string& CMedia::GetMediaInfo() const {
 }
 
 std::vector<std::pair<std::string, std::string>> CMedia::GetMediaInfoPairs() const {
-    const ItemLock lock(*this);
-    return OrWhenOutOfMemory(Pairs(), [&] { return CutIntoPairs(m_mediaInfo); });
+    return Inside::Locked(*this, Pairs(), [&] { return CutIntoPairs(m_mediaInfo); });
 }
 
 std::int64_t CMedia::GetMediaDurationByMediaInfo(const std::string& path) {
-    return OrWhenOutOfMemory(std::int64_t{0}, [&]() -> std::int64_t {
+    return AnswerOr(std::int64_t{0}, [&]() -> std::int64_t {
         MediaInfoFile file;
         if (!file.Open(path)) {
             return 0;
@@ -131,7 +127,7 @@ std::int64_t CMedia::GetMediaDurationByMediaInfo(const std::string& path) {
 }
 
 int CMedia::SetMediaInfoLanguage(const std::string& languageFile) {
-    return OrWhenOutOfMemory(0, [&] {
+    return AnswerOr(0, [&] {
         MediaInfoFile library;
         if (!library.IsCreated()) {
             return 0;

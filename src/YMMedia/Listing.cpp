@@ -1,0 +1,106 @@
+// The filters of the graph, for the host.
+
+#include <array>
+
+#include <ymdshow/GraphToolkit.h>
+
+#include "BaseClasses/ComTypes.h"
+#include "GraphToolkit/Ranges.h"
+#include "Text/Text.h"
+#include "YMMedia/Inside.h"
+
+namespace ymdshow {
+
+namespace {
+
+void AppendFilter(std::wstring& listing, std::size_t index, IBaseFilter* filter) {
+    listing += std::to_wstring(index);
+    listing += L" : ";
+    FilterInfoHolder info;
+    if (SUCCEEDED(filter->QueryFilterInfo(info.Put()))) {
+        listing += info->achName;
+    }
+    listing += L"\n\t";
+    CLSID clsid{};
+    std::array<wchar_t, 39> clsidText{};
+    if (SUCCEEDED(filter->GetClassID(&clsid))) {
+        if (StringFromGUID2(clsid, clsidText.data(), static_cast<int>(clsidText.size())) > 0) {
+            listing += clsidText.data();
+        }
+        std::string file;
+        if (FindFileNameFromCLSID(clsid, file)) {
+            listing += L"\n\t";
+            listing += text::ToWide(file);
+        }
+    }
+    listing += L"\n\n";
+}
+
+} // namespace
+
+void CMedia::EnumMediaFilter(void (*fn)(IBaseFilter*, void*), void* user, int all) {
+    Inside::OnGraph(*this, [&] {
+        if (m_pGB == nullptr || fn == nullptr) {
+            return;
+        }
+        const ymlib::CYMAutoLock item(m_lock);
+        for (const ComPtr<IBaseFilter>& filter : toolkit::Filters(m_pGB)) {
+            if (all == 0 && IsFilterLinked(filter.Get()) == 0) {
+                continue;
+            }
+            const ymlib::CYMAutoUnlock outside(m_inside->gate);
+            fn(filter.Get(), user);
+            if (item.IsDestroyed()) {
+                return; // by the visitor
+            }
+        }
+    });
+}
+
+void* CMedia::FindInterfaceInGraphFilters(const GUID& iid, int flag) {
+    return Inside::OnGraph(*this, static_cast<void*>(nullptr), [&]() -> void* {
+        if (m_pGB == nullptr) {
+            return nullptr;
+        }
+        std::size_t count = 0;
+        for ([[maybe_unused]] const ComPtr<IBaseFilter>& filter : toolkit::Filters(m_pGB)) {
+            ++count;
+        }
+        // The search writes one entry for every match, whatever the capacity it is told.
+        std::vector<void*> found(count + 1, nullptr);
+        ::FindInterfaceInGraphFilters(m_pGB, iid, found.data(), 1, flag, 1);
+        for (std::size_t i = 1; i < found.size(); ++i) {
+            if (found[i] != nullptr) {
+                static_cast<IUnknown*>(found[i])->Release();
+            }
+        }
+        return found.front();
+    });
+}
+
+void CMedia::ShowFilterPropertyPage(int index, HWND parent) {
+    Inside::Locked(*this, [&] {
+        if (index >= 0 && static_cast<std::size_t>(index) < m_usedFilters.size()) {
+            const ComPtr<IBaseFilter> filter(m_usedFilters[static_cast<std::size_t>(index)]);
+            ShowPropertyPage(filter.Get(), parent);
+        }
+    });
+}
+
+void CMedia::GetFilterInfo(std::wstring& listing) const {
+    listing.clear();
+    Inside::Locked(*this, [&] {
+        for (std::size_t i = 0; i < m_usedFilters.size(); ++i) {
+            AppendFilter(listing, i, m_usedFilters[i]);
+        }
+    });
+}
+
+void CMedia::GetFilterInfo(std::string& listing) const {
+    std::wstring wide;
+    GetFilterInfo(wide);
+    listing.clear();
+    Quietly([&] { listing = text::ToNarrow(wide); });
+}
+
+} // namespace ymdshow

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include <ymdshow/LoadReport.h>
+
+namespace ymdshow {
+
+/// Fills the report of an item's loads. One rule for the reason: the last call that failed
+/// tells it, and a step that gives up tells its own only when no call failed on the way.
+class LoadRecorder {
+public:
+    const LoadReport& Report() const { return m_report; }
+
+    void Begin() { m_report = LoadReport(); }
+    void Name(const std::string& name, bool found);
+    void Filters(std::vector<LoadReport::Filter>&& filters);
+
+    /// A step of one way of finding a source; `source` counts the scheme's source filters that
+    /// are in the graph, the graph's own source has none.
+    static constexpr std::size_t kGraphSource = static_cast<std::size_t>(-1);
+    void Attempt(int way, const wchar_t* step, std::size_t source, HRESULT result);
+
+    /// What failed on the way to success stays with the attempts alone.
+    void Succeed();
+    /// A step gives up. Answers 0.
+    int Fail(const wchar_t* reason, HRESULT result);
+
+private:
+    LoadReport m_report;
+};
+
+} // namespace ymdshow

@@ -1,0 +1,207 @@
+// From the last stop to the end: the graph emptied, everything on it given back.
+
+#include <algorithm>
+
+#include <ymdshow/GraphToolkit.h>
+#include <ymdshow/MediaPlayer.h>
+
+#include "GraphToolkit/Ranges.h"
+#include "YMMedia/EventThread.h"
+
+namespace ymdshow {
+
+namespace {
+
+/// The filters that wait in a graph's cache.
+class CachedFilters : public toolkit::EnumeratorRange<IEnumFilters, IBaseFilter> {
+public:
+    explicit CachedFilters(IGraphConfig* config) { SetResult(config->EnumCacheFilter(Receive())); }
+};
+
+/// Hands the first filter of a list to `remove`, which takes it out and gives the reference
+/// back, until none is left. A filter that stays listed is tried three times and then
+/// left, with all behind it.
+template <class Filters, class Remove>
+void RemoveFirstUntilEmpty(Filters&& filters, Remove&& remove) {
+    const IBaseFilter* previous = nullptr;
+    int tries = 0;
+    for (ComPtr<IBaseFilter>& filter : filters) {
+        tries = filter.Get() == previous ? tries + 1 : 1;
+        if (tries > 3) {
+            break;
+        }
+        previous = filter.Get();
+        remove(filter.Detach());
+        filters.Rewind(); // the list has changed
+    }
+}
+
+} // namespace
+
+CMedia::~CMedia() {
+    Inside::Locked(*this, [&] {
+        Stop();
+        _FreeFilters();
+        _FreeDirectShow();
+    });
+    _FreeMediaInfo();
+    m_originalDuration = 0;
+    m_durationByMediaInfo = 0;
+    m_durationBySeeking = 0;
+    m_originalVideoTrackNum = 0;
+    m_originalAudioTrackNum = 0;
+    m_videoTracks.clear();
+    m_audioTracks.clear();
+    if (m_pMediaPlayer != nullptr) {
+        m_pMediaPlayer->_NotifyMediaDestroy(this);
+        m_pMediaPlayer = nullptr;
+    }
+    YMD_LOG_PROGRESS("ymdshow::CMedia::~CMedia", "CYMMedia Destroy : %s", m_mediaPath.c_str());
+}
+
+int CMedia::Unload() {
+    return Inside::Locked(*this, 1, [&] {
+        if (m_pGB != nullptr && Inside::TakeDown(*this)) {
+            YMD_LOG_PROGRESS("ymdshow::CMedia::Unload", "UnloadMedia OK : %s", m_mediaPath.c_str());
+        }
+        return 1;
+    });
+}
+
+// The two below wait for the event thread, and a message that is handled meanwhile may
+// destroy the item: they answer false then.
+
+bool CMedia::Inside::TakeDown(CMedia& media) {
+    const ymlib::CYMAutoLock item(media.m_lock);
+    if (media.IsPlaying() != 0) {
+        media.Stop();
+    }
+    if (!item.IsDestroyed()) {
+        media._FreeFilters();
+    }
+    if (!item.IsDestroyed()) {
+        media._FreeDirectShow();
+    }
+    return !item.IsDestroyed();
+}
+
+bool CMedia::Inside::EndPlayback(CMedia& media) {
+    const ymlib::CYMAutoLock item(media.m_lock);
+    const ULONGLONG begin = GetTickCount64();
+    // Again for what such a message has started.
+    while (!item.IsDestroyed() && media.m_playState == State_Running && media.Stop() != 0) {
+    }
+    while (!item.IsDestroyed() && media.m_hEventThread != nullptr &&
+           !media.m_inside->events->IsCurrent()) {
+        media.m_inside->events->End(media, begin);
+    }
+    if (item.IsDestroyed()) {
+        return false;
+    }
+    media.m_inside->events->End(media, begin); // on the thread itself
+    media.m_playState = State_Stopped;
+    return true;
+}
+
+void CMedia::_FreeFilters() {
+    // The event thread uses the interfaces that go now.
+    if (!Inside::EndPlayback(*this)) {
+        return;
+    }
+    if (m_pMediaEvent != nullptr) {
+        m_pMediaEvent->SetNotifyWindow(0, 0, 0);
+    }
+    if (const ComPtr<IVideoWindow> video(m_pVideoWindow); video != nullptr) {
+        const ymlib::CYMAutoLock item(m_lock);
+        video->put_Visible(OAFALSE);
+        video->put_Owner(0);
+        if (item.IsDestroyed()) { // by a window that was told
+            return;
+        }
+    }
+    ReleaseMember(m_pMediaControl);
+    ReleaseMember(m_pMediaFilter);
+    ReleaseMember(m_pMediaSeeking);
+    ReleaseMember(m_pBasicVideo);
+    ReleaseMember(m_pMediaEvent);
+    m_inside->events->ForgetQueue();
+    ReleaseMember(m_pVideoWindow);
+    ReleaseMember(m_pStreamSelect);
+    for (IBaseFilter* filter : m_usedFilters) {
+        filter->Release();
+    }
+    m_usedFilters.clear();
+    DeleteRecords(m_videoTracks);
+    DeleteRecords(m_audioTracks);
+    DeleteRecords(m_streamSelectVideoTracks);
+    DeleteRecords(m_streamSelectAudioTracks);
+    // The next scan counts from the start.
+    m_videoTrackNum = 0;
+    m_audioTrackNum = 0;
+    m_streamSelectVideoNum = 0;
+    m_streamSelectAudioNum = 0;
+    m_isAllFilterLinked = false;
+
+    const auto drop = [this](IBaseFilter* filter, const char* warning) {
+        _RemoveFilter(filter);
+        if (filter->Release() != 0) {
+            YMD_LOG_WARNING("ymdshow::CMedia::_FreeFilters", warning, GetIUnknownRef(filter));
+        }
+    };
+    for (IBaseFilter* filter : m_schemeFilters) {
+        drop(filter, "Remove Filter Warning! RefCount : %d");
+    }
+    m_schemeFilters.clear();
+    for (IBaseFilter* filter : m_renderFilters) {
+        drop(filter, "Remove RenderFilter Warning! RefCount : %d");
+    }
+    m_renderFilters.clear();
+    if (m_pSourceFilter != nullptr) {
+        drop(m_pSourceFilter, "Remove Source Filter Warning! RefCount : %d");
+        m_pSourceFilter = nullptr;
+    }
+}
+
+void CMedia::_RemoveAllFilterInGraphBuilder() {
+    if (m_pGB == nullptr) {
+        return;
+    }
+    RemoveFirstUntilEmpty(toolkit::Filters(m_pGB), [this](IBaseFilter* filter) {
+        m_pGB->RemoveFilter(filter);
+        if (filter->Release() != 0) {
+            YMD_LOG_WARNING("ymdshow::CMedia::_RemoveAllFilterInGraphBuilder",
+                            "Remove Filter Warning! RefCount : %d", GetIUnknownRef(filter));
+        }
+    });
+}
+
+void CMedia::_RemoveAllCachedFilterInGraphConfig() {
+    if (m_pGraphConfig == nullptr) {
+        return;
+    }
+    RemoveFirstUntilEmpty(CachedFilters(m_pGraphConfig), [this](IBaseFilter* filter) {
+        RemoveFilterFromGraphBuilderCache(m_pGraphConfig, filter);
+        filter->Release();
+    });
+}
+
+void CMedia::_FreeDirectShow() {
+    if (m_playState == State_Running) {
+        _FreeFilters();
+    }
+    if (m_playState == State_Running) {
+        YMD_LOG_WARNING("ymdshow::CMedia::_FreeDirectShow",
+                        "_FreeDirectShow FAILED, The Media Still Running : %s",
+                        m_mediaPath.c_str());
+        return;
+    }
+    if (!Inside::EndPlayback(*this)) {
+        return;
+    }
+    _RemoveAllCachedFilterInGraphConfig();
+    ReleaseMember(m_pGraphConfig);
+    _RemoveAllFilterInGraphBuilder();
+    ReleaseMember(m_pGB);
+}
+
+} // namespace ymdshow
