@@ -168,6 +168,67 @@ TEST_F(Faults, EachCallFailsOrDoesNothing) {
     }
 }
 
+// The rest of the exported functions, which a throw may leave no less.
+const std::pair<const char*, int (*)(Scene&)> kThrowing[] = {
+    {"CountFilterPins", // of a filter with free pins, since it keeps the peers
+     [](Scene& s) {
+         int n[4];
+         return CountFilterPins(s.video.Get(), n[0], n[1], n[2], n[3]);
+     }},
+    {"GetFilterPins",
+     [](Scene& s) {
+         int count = 0;
+         return GetFilterPins(&s.decoder, PINDIR_OUTPUT, count, s.pins.data()), count;
+     }},
+    {"IsAudioPin", [](Scene& s) { return IsAudioPin(&s.splitter.OutPin(1)); }},
+    {"IsFilterLinked", [](Scene& s) { return IsFilterLinked(&s.decoder); }},
+    {"IsPinLinked", [](Scene& s) { return IsPinLinked(&s.decoder.InPin()); }},
+    {"GetUnlinkedInputPinNum", [](Scene& s) { return GetUnlinkedInputPinNum(s.sound.Get()); }},
+    {"FindPinInterface",
+     [](Scene& s) {
+         void* found = Stale<void>();
+         return FindPinInterface(&s.decoder.InPin(), IID_IAMStreamConfig, &found) + !!found;
+     }},
+    {"FindInterfaceInGraphFilters",
+     [](Scene& s) -> int {
+         return FindInterfaceInGraphFilters(s.graph.Get(), IID_IFileSourceFilter, nullptr, 0, 1, 0);
+     }},
+    {"LinkPin",
+     [](Scene& s) { return LinkPin(s.graph.Get(), &s.splitter.OutPin(), &s.sound->InPin(1)); }},
+    {"LinkFilter of the graph", // an empty one, since it keeps the filters
+     [](Scene& s) { return LinkFilter(MakeGraph().Get(), &s.splitter); }},
+    {"UnlinkPin", [](Scene& s) { return UnlinkPin(s.graph.Get(), &s.decoder.InPin()); }},
+    {"IsSupportsPropertyPage", [](Scene& s) { return IsSupportsPropertyPage(s.video.Get()); }},
+    {"ShowPropertyPage",
+     [](Scene& s) {
+         s.video->propertyPages.present = true;
+         s.video->results["QueryFilterInfo"] = E_FAIL;
+         return ShowPropertyPage(s.video.Get(), nullptr);
+     }},
+};
+
+TEST_F(Faults, EachCallThrows) {
+    const auto run = [](const char* name, int (*function)(Scene&)) {
+        int answer = 0;
+        int whole = 0;
+        const auto note = [&](std::size_t n, const std::string& where) {
+            whole = n == 0 ? answer : whole;
+            EXPECT_LE(answer, whole) << name << ' ' << where;
+        };
+        const auto scenario = [&] {
+            Scene scene;
+            answer = function(scene);
+        };
+        EXPECT_NO_THROW(RunFaultPlan(scenario, {kThrows, note})) << name;
+    };
+    for (const Function& function : kFunctions) {
+        run(function.name, function.run);
+    }
+    for (const auto& [name, function] : kThrowing) {
+        run(name, function);
+    }
+}
+
 TEST_F(Faults, EachAllocationFailsOnce) {
     for (const Function& function : kFunctions) {
         for (int n = 1; function.memory != Unused; ++n) {
@@ -252,6 +313,8 @@ TEST_F(Faults, RenderFilterTellsTheLastFailure) {
     filter.results["EnumPins"] = E_ACCESSDENIED;
     EXPECT_HR(reason(&filter), E_ACCESSDENIED);
     EXPECT_HR(reason(&Add("R", {In()})), E_FAIL);
+    filter.results["EnumPins"] = kThrows;
+    EXPECT_HR(reason(&filter), E_UNEXPECTED);
     EXPECT_HR(reason(nullptr), E_POINTER);
 }
 
@@ -260,6 +323,8 @@ TEST_F(Faults, LoadSourceFileTellsWhatRefusedThePath) {
     EXPECT_HR(toolkit::LoadSourceFile(L"a.avi", &source), E_NOINTERFACE);
     source.AcceptFiles(VFW_E_UNSUPPORTED_STREAM);
     EXPECT_HR(toolkit::LoadSourceFile(L"a.avi", &source), VFW_E_UNSUPPORTED_STREAM);
+    source.AcceptFiles(kThrows);
+    EXPECT_HR(toolkit::LoadSourceFile(L"a.avi", &source), E_UNEXPECTED);
     EXPECT_HR(toolkit::LoadSourceFile(L"", &source), E_INVALIDARG);
     EXPECT_HR(toolkit::LoadSourceFile(L"a.avi", nullptr), E_POINTER);
 }
