@@ -100,6 +100,15 @@ HMODULE LoadQuietly(const std::wstring& path, DWORD& error) {
     return handle;
 }
 
+/// What a module throws is a failure like others.
+template <typename Call> HRESULT AnswerOf(Call call) {
+    try {
+        return call();
+    } catch (...) {
+        return E_UNEXPECTED;
+    }
+}
+
 } // namespace
 
 CModule::CModule(HMODULE handle, std::wstring path) : m_handle(handle), m_path(std::move(path)) {}
@@ -124,12 +133,12 @@ HRESULT CModule::GetClassObject(const GUID& clsid, const GUID& iid, void** out) 
     const auto getClassObject =
         reinterpret_cast<GetClassObjectFunction>(reinterpret_cast<void*>(entry));
     void* object = nullptr;
-    HRESULT hr = getClassObject(clsid, __uuidof(IClassFactory), &object);
+    HRESULT hr = AnswerOf([&] { return getClassObject(clsid, __uuidof(IClassFactory), &object); });
     if (FAILED(hr) || object == nullptr) {
         return FAILED(hr) ? hr : E_FAIL;
     }
     auto* const factory = static_cast<IClassFactory*>(object);
-    hr = factory->CreateInstance(nullptr, iid, out);
+    hr = AnswerOf([&] { return factory->CreateInstance(nullptr, iid, out); });
     factory->Release();
     if (FAILED(hr)) {
         *out = nullptr;

@@ -36,6 +36,10 @@ const ymdshow::ClassObject kClasses[] = {
     {&kTestLeavesGarbage, L"Leaves garbage", &LeaveGarbage},
 };
 
+std::span<const ymdshow::ClassObject> ClassesFor(REFCLSID clsid) {
+    return clsid != kTestThrows ? kClasses : throw clsid;
+}
+
 } // namespace
 
-YMD_FILTER_MODULE(kClasses)
+YMD_FILTER_MODULE(ClassesFor(clsid))
