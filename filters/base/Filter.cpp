@@ -20,15 +20,7 @@ Filter::~Filter() {
 }
 
 HRESULT STDMETHODCALLTYPE Filter::QueryInterface(REFIID iid, void** out) {
-    if (out == nullptr) {
-        return E_POINTER;
-    }
-    *out = Interface(iid);
-    if (*out == nullptr) {
-        return E_NOINTERFACE;
-    }
-    AddRef();
-    return S_OK;
+    return ymdshow::AnswerQuery(*this, Interface(iid), out);
 }
 
 ULONG STDMETHODCALLTYPE Filter::AddRef() {

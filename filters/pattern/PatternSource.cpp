@@ -364,12 +364,6 @@ private:
     std::atomic<LONGLONG> m_position{0}; // start of the next unit
 };
 
-LPWSTR CopyText(const std::wstring& text) {
-    const std::size_t size = text.size() + 1;
-    auto* const copy = static_cast<LPWSTR>(CoTaskMemAlloc(size * sizeof(wchar_t)));
-    return copy == nullptr ? nullptr : std::wmemcpy(copy, text.c_str(), size);
-}
-
 /// A source filter without a file: the name that Load gets says what it plays. Has no
 /// pins before that.
 class PatternSource final : public Filter, public IFileSourceFilter, public IAMStreamSelect {

@@ -1,5 +1,6 @@
 #include "BaseClasses/ClassFactory.h"
 
+#include <atomic>
 #include <new>
 
 namespace ymdshow {
@@ -24,31 +25,6 @@ ServerObject::ServerObject() noexcept {
 
 ServerObject::~ServerObject() {
     --g_objects;
-}
-
-HRESULT CClassFactory::QueryInterface(REFIID iid, void** out) {
-    if (out == nullptr) {
-        return E_POINTER;
-    }
-    if (iid != __uuidof(IUnknown) && iid != __uuidof(IClassFactory)) {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    *out = static_cast<IClassFactory*>(this);
-    AddRef();
-    return S_OK;
-}
-
-ULONG CClassFactory::AddRef() {
-    return ++m_references;
-}
-
-ULONG CClassFactory::Release() {
-    const ULONG left = --m_references;
-    if (left == 0) {
-        delete this;
-    }
-    return left;
 }
 
 HRESULT CClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** out) {

@@ -73,31 +73,6 @@ CSystemClock::~CSystemClock() {
     }
 }
 
-HRESULT CSystemClock::QueryInterface(REFIID iid, void** out) {
-    if (out == nullptr) {
-        return E_POINTER;
-    }
-    if (iid != __uuidof(IUnknown) && iid != __uuidof(IReferenceClock)) {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    *out = static_cast<IReferenceClock*>(this);
-    AddRef();
-    return S_OK;
-}
-
-ULONG CSystemClock::AddRef() {
-    return ++m_references;
-}
-
-ULONG CSystemClock::Release() {
-    const ULONG left = --m_references;
-    if (left == 0) {
-        delete this;
-    }
-    return left;
-}
-
 HRESULT CSystemClock::GetTime(REFERENCE_TIME* time) {
     if (time == nullptr) {
         return E_POINTER;
