@@ -241,7 +241,7 @@ TEST_F(Creation, FirstReadableMemberOfTheClassOrTheName) {
     EXPECT_EQ(OfName(L"Two") + OfName(L"tw") + OfName(L"two "), "nonenonenone");
     devices.FailNext(E_FAIL);
     EXPECT_EQ(OfName(L"two"), "none");
-    RunFaultPlan([] { OfClass(3), OfName(L"two"); }, {kThrows});
+    RunFaultPlan([] { OfClass(3), OfName(L"two"); }, {kThrows, nullptr});
 }
 
 TEST_F(Creation, OfAClass) {
