@@ -136,7 +136,7 @@ HRESULT STDMETHODCALLTYPE Filter::SetSyncSource(IReferenceClock* clock) {
     if (clock != nullptr) {
         clock->AddRef();
     }
-    if (IReferenceClock* const old = std::exchange(m_clock, clock)) {
+    if (IReferenceClock* const old = std::exchange(m_clock, clock); old != nullptr) {
         old->Release();
     }
     return S_OK;

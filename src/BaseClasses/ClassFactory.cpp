@@ -27,7 +27,7 @@ ServerObject::~ServerObject() {
     --g_objects;
 }
 
-HRESULT CClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** out) {
+HRESULT ClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** out) {
     if (out == nullptr) {
         return E_POINTER;
     }
@@ -48,7 +48,7 @@ HRESULT CClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** out) {
     }
 }
 
-HRESULT CClassFactory::LockServer(BOOL isLock) {
+HRESULT ClassFactory::LockServer(BOOL isLock) {
     server::LockServer(isLock != FALSE);
     return S_OK;
 }
@@ -61,7 +61,7 @@ HRESULT GetClassObjectFromTable(std::span<const ClassObject> classes, REFCLSID c
     *out = nullptr;
     for (const ClassObject& candidate : classes) {
         if (*candidate.clsid == clsid) {
-            auto* const factory = new (std::nothrow) CClassFactory(candidate);
+            auto* const factory = new (std::nothrow) ClassFactory(candidate);
             if (factory == nullptr) {
                 return E_OUTOFMEMORY;
             }

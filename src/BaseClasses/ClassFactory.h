@@ -23,9 +23,9 @@ struct ClassObject {
 };
 
 /// The class factory of one entry of a table, which must outlive it.
-class CClassFactory final : public ComObject<IClassFactory> {
+class ClassFactory final : public ComObject<IClassFactory> {
 public:
-    explicit CClassFactory(const ClassObject& classObject) : m_class(classObject) {}
+    explicit ClassFactory(const ClassObject& classObject) : m_class(classObject) {}
 
     /// CLASS_E_NOAGGREGATION for an `outer` that the class does not take, E_NOINTERFACE for
     /// an aggregated object asked for anything but IUnknown. An exception of the class's

@@ -10,7 +10,7 @@ namespace ymdshow {
 
 /// The end of a QueryInterface: hands out what was found, null for nothing, with a reference
 /// on `object`.
-template <typename Object> HRESULT AnswerQuery(Object& object, void* found, void** out) {
+template <class Object> HRESULT AnswerQuery(Object& object, void* found, void** out) {
     if (out == nullptr) {
         return E_POINTER;
     }
@@ -24,7 +24,7 @@ template <typename Object> HRESULT AnswerQuery(Object& object, void* found, void
 
 /// The IUnknown of an object with the one interface `I`. It starts with one reference and
 /// goes with the last.
-template <typename I> class ComObject : public I {
+template <class I> class ComObject : public I {
 public:
     ComObject(const ComObject&) = delete;
     ComObject& operator=(const ComObject&) = delete;

@@ -42,7 +42,7 @@ private:
 };
 
 // Binds the first member of the category whose property satisfies `matches`.
-template <typename Matches>
+template <class Matches>
 void BindFirstMember(const GUID& category, const wchar_t* property, Matches matches,
                      IBaseFilter** filter) {
     *filter = nullptr;

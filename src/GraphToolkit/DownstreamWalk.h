@@ -56,7 +56,7 @@ public:
 
     /// Walks the current filter's pins. `decide(ComPtr<IPin>&) -> OutputPin` is asked for
     /// each output pin and may detach the pin that it does not have followed.
-    template <typename Decide> PinTally Scan(Decide&& decide) {
+    template <class Decide> PinTally Scan(Decide&& decide) {
         Pins pins(m_current.Get());
         PinTally tally;
         tally.enumerated = !pins.Failed();
@@ -81,7 +81,7 @@ public:
     }
 
     /// Scan that follows every connected output pin; `onUnconnected` decides on the others.
-    template <typename OnUnconnected> PinTally ScanConnected(OnUnconnected&& onUnconnected) {
+    template <class OnUnconnected> PinTally ScanConnected(OnUnconnected&& onUnconnected) {
         return Scan([&](ComPtr<IPin>& pin) {
             return IsLinked(pin.Get()) ? OutputPin::Follow : onUnconnected(pin);
         });

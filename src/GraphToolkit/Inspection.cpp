@@ -15,7 +15,7 @@ namespace {
 
 // The first kind that `wanted` accepts: of the connection alone when there is one, else of
 // the pin's preferred types in their order.
-template <typename Wanted> DSPinMediaType FirstKind(IPin* pin, Wanted wanted) {
+template <class Wanted> DSPinMediaType FirstKind(IPin* pin, Wanted wanted) {
     {
         MediaType connection;
         if (pin->ConnectionMediaType(connection.Put()) == S_OK) {

@@ -11,18 +11,18 @@
 
 namespace ymdshow::toolkit {
 
-template <typename T> using ComPtr = Microsoft::WRL::ComPtr<T>;
+template <class T> using ComPtr = Microsoft::WRL::ComPtr<T>;
 
 /// Gives `target` a counted reference to own. ComPtr::Attach is avoided: that of mingw-w64
 /// takes a reference of its own.
-template <typename T> void Adopt(ComPtr<T>& target, T* counted) noexcept {
+template <class T> void Adopt(ComPtr<T>& target, T* counted) noexcept {
     *target.ReleaseAndGetAddressOf() = counted;
 }
 
 /// The items of a COM enumerator, for a range-based for loop. Items are fetched one at a
 /// time while Next answers exactly S_OK with an item, and released after their turn unless the
 /// loop detaches or moves them; leaving the loop releases the item, then the enumerator.
-template <typename Enumerator, typename Item> class EnumeratorRange {
+template <class Enumerator, class Item> class EnumeratorRange {
 public:
     class Iterator {
     public:

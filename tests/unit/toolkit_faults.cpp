@@ -16,8 +16,8 @@ thread_local int g_failing = 0;
 
 [[gnu::noinline]] void* operator new(std::size_t size) {
     const bool fails = g_failing > 0 && fakes::Silence().Outermost() && --g_failing == 0;
-    void* const memory = fails ? nullptr : std::malloc(size ? size : 1);
-    return memory ? memory : throw std::bad_alloc();
+    void* const memory = fails ? nullptr : std::malloc(size != 0 ? size : 1);
+    return memory != nullptr ? memory : throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
@@ -60,7 +60,7 @@ struct Scene {
                   5 * std::abs(connections - 3) + !graph->config.IsCached(video.Get()) +
                   graph->Contains(video.Get());
         for (IPin* pin : pins) {
-            sum += pin ? AsFake(pin)->Name().back() - '0' : 0;
+            sum += pin != nullptr ? AsFake(pin)->Name().back() - '0' : 0;
         }
         return sum;
     }
@@ -187,7 +187,8 @@ const std::pair<const char*, int (*)(Scene&)> kThrowing[] = {
     {"FindPinInterface",
      [](Scene& s) {
          void* found = Stale<void>();
-         return FindPinInterface(&s.decoder.InPin(), IID_IAMStreamConfig, &found) + !!found;
+         return FindPinInterface(&s.decoder.InPin(), IID_IAMStreamConfig, &found) +
+                (found != nullptr);
      }},
     {"FindInterfaceInGraphFilters",
      [](Scene& s) -> int {
@@ -294,7 +295,7 @@ TEST_F(Faults, AbsentArgumentsTouchNothing) {
     void* found[] = {Stale<void>(), Stale<void>()};
     EXPECT_EQ(FindPinInterface(nullptr, IID_IPin, &found[0]), 0);
     EXPECT_EQ(FindFilterInterface(nullptr, IID_IPin, &found[1], 1, 1), 0);
-    EXPECT_TRUE(!found[0] && !found[1]);
+    EXPECT_TRUE(found[0] == nullptr && found[1] == nullptr);
     EXPECT_JOURNAL({});
 }
 
@@ -335,7 +336,7 @@ TEST_F(Faults, ObjectsComeFromAModule) {
         void* made = Stale<void>();
         const HRESULT result = toolkit::CreateInstanceFromModule(module, clsid, iid, &made);
         EXPECT_EQ(made != nullptr, result == S_OK);
-        EXPECT_EQ(made ? static_cast<IUnknown*>(made)->Release() : 0u, 0u);
+        EXPECT_EQ(made != nullptr ? static_cast<IUnknown*>(made)->Release() : 0u, 0u);
         return result;
     };
     EXPECT_HR(make(system, CLSID_VideoRenderer, IID_IBaseFilter), S_OK);

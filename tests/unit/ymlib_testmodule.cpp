@@ -31,7 +31,7 @@ HRESULT LeaveGarbage(IUnknown*, REFIID, void** out) {
 }
 
 const ymdshow::ClassObject kClasses[] = {
-    {&kTestClock, L"Clock", &ymdshow::CSystemClock::Create},
+    {&kTestClock, L"Clock", &ymdshow::SystemClock::Create},
     {&kTestClaimsSuccess, L"Claims success", &ClaimSuccess},
     {&kTestLeavesGarbage, L"Leaves garbage", &LeaveGarbage},
 };
