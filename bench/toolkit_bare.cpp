@@ -15,7 +15,7 @@ bool IsLinked(IPin* pin) {
 // Pops pins until one leads to a filter; `arriving`, when given, receives that pin.
 IBaseFilter* Follow(std::vector<IPin*>& stack, IPin** arriving) {
     IBaseFilter* next = nullptr;
-    while (!next && !stack.empty()) {
+    while (next == nullptr && !stack.empty()) {
         IPin* pin = stack.back();
         stack.pop_back();
         IPin* peer = nullptr;
@@ -23,9 +23,9 @@ IBaseFilter* Follow(std::vector<IPin*>& stack, IPin** arriving) {
             PIN_INFO info;
             if (SUCCEEDED(peer->QueryPinInfo(&info))) {
                 next = info.pFilter;
-                if (arriving) {
+                if (arriving != nullptr) {
                     pin->AddRef();
-                    if (*arriving) {
+                    if (*arriving != nullptr) {
                         (*arriving)->Release();
                     }
                     *arriving = pin;
@@ -56,7 +56,7 @@ DWORD CheckFilterType(IBaseFilter* filter) {
         pin->Release();
     }
     pins->Release();
-    return inputs == 0 ? 1 : outputs ? 2 : 4;
+    return inputs == 0 ? 1 : outputs != 0 ? 2 : 4;
 }
 
 void UnlinkedPins(IBaseFilter* filter, std::vector<IPin*>& inputs, std::vector<IPin*>& outputs) {
@@ -79,7 +79,7 @@ void UnlinkedPins(IBaseFilter* filter, std::vector<IPin*>& inputs, std::vector<I
 void UnlinkedOutputs(IBaseFilter* source, std::vector<IPin*>& found) {
     std::vector<IPin*> stack;
     source->AddRef();
-    for (IBaseFilter* current = source; current; current = Follow(stack, nullptr)) {
+    for (IBaseFilter* current = source; current != nullptr; current = Follow(stack, nullptr)) {
         IEnumPins* pins = nullptr;
         if (SUCCEEDED(current->EnumPins(&pins))) {
             IPin* pin = nullptr;
@@ -102,7 +102,7 @@ unsigned int LinkedVideoTracks(IBaseFilter* source) {
     IPin* arriving = nullptr;
     unsigned int video = 0;
     source->AddRef();
-    for (IBaseFilter* current = source; current; current = Follow(stack, &arriving)) {
+    for (IBaseFilter* current = source; current != nullptr; current = Follow(stack, &arriving)) {
         bool hasOutput = false;
         IEnumPins* pins = nullptr;
         if (SUCCEEDED(current->EnumPins(&pins))) {
@@ -118,12 +118,12 @@ unsigned int LinkedVideoTracks(IBaseFilter* source) {
             }
             pins->Release();
         }
-        if (!hasOutput && arriving) {
+        if (!hasOutput && arriving != nullptr) {
             AM_MEDIA_TYPE type;
             if (SUCCEEDED(arriving->ConnectionMediaType(&type))) {
                 video += type.majortype == MEDIATYPE_Video;
                 CoTaskMemFree(type.pbFormat);
-                if (type.pUnk) {
+                if (type.pUnk != nullptr) {
                     type.pUnk->Release();
                 }
             }
@@ -132,7 +132,7 @@ unsigned int LinkedVideoTracks(IBaseFilter* source) {
         }
         current->Release();
     }
-    if (arriving) {
+    if (arriving != nullptr) {
         arriving->Release();
     }
     return video;
@@ -211,7 +211,7 @@ unsigned int RenderSource(IGraphBuilder* graph, IBaseFilter* source,
     std::vector<IPin*> stack;
     source->AddRef();
     IBaseFilter* current = source;
-    while (!wanted.empty() && current) {
+    while (!wanted.empty() && current != nullptr) {
         bool made = false;
         IEnumPins* pins = nullptr;
         if (SUCCEEDED(current->EnumPins(&pins))) {
@@ -250,7 +250,7 @@ unsigned int RenderSource(IGraphBuilder* graph, IBaseFilter* source,
             current = Follow(stack, nullptr);
         }
     }
-    if (current) {
+    if (current != nullptr) {
         current->Release();
     }
     for (IPin* pin : wanted) {

@@ -28,7 +28,7 @@ size_t g_allocations = 0;
 
 [[gnu::noinline]] void* operator new(size_t size) {
     ++g_allocations;
-    if (void* memory = std::malloc(size ? size : 1)) {
+    if (void* memory = std::malloc(size != 0 ? size : 1); memory != nullptr) {
         return memory;
     }
     throw std::bad_alloc();

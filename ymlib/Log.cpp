@@ -124,7 +124,7 @@ struct CLoger::Impl {
         bool m_isHeld = false;
     };
 
-    template <typename Char>
+    template <class Char>
     static void Write(const CLogCategory& category, int level, const char* sourceFile, int line,
                       const char* function, const Char* format, std::va_list arguments) {
         const LastErrorKeeper lastError;

@@ -50,8 +50,7 @@ private:
 #endif
 };
 
-template <typename Char>
-std::basic_string<Char> Format(const Char* format, std::va_list arguments) {
+template <class Char> std::basic_string<Char> Format(const Char* format, std::va_list arguments) {
     [[maybe_unused]] const InvalidParameterGuard guard;
     constexpr std::size_t kUsualSize = 512;
     Char usual[kUsualSize];

@@ -11,7 +11,7 @@ namespace ymlib {
 namespace {
 
 /// Calls a Windows path function that answers with the length it needs.
-template <typename Query> std::wstring QueryPath(Query query) {
+template <class Query> std::wstring QueryPath(Query query) {
     std::wstring text(MAX_PATH, L'\0');
     for (;;) {
         const DWORD length = query(text.data(), static_cast<DWORD>(text.size()));
@@ -79,7 +79,7 @@ std::wstring ErrorText(DWORD error) {
 
 void LogLoadFailure(const std::wstring& path, DWORD error) {
     CLoger* const loger = CLoger::GetLoger();
-    if (CLogCategory* const category = loger->GetCategory("YMLib")) {
+    if (CLogCategory* const category = loger->GetCategory("YMLib"); category != nullptr) {
         category->Log(LOG_WARNING, "ymlib/Module.cpp", __LINE__,
                       "ymlib::CModuleManager::LoadModule", L"Load Module FAILED : %s (%lu : %s)",
                       path.c_str(), error, ErrorText(error).c_str());
@@ -98,6 +98,15 @@ HMODULE LoadQuietly(const std::wstring& path, DWORD& error) {
         SetThreadErrorMode(previousMode, nullptr);
     }
     return handle;
+}
+
+/// What a module throws is a failure like others.
+template <class Call> HRESULT AnswerOf(Call call) {
+    try {
+        return call();
+    } catch (...) {
+        return E_UNEXPECTED;
+    }
 }
 
 } // namespace
@@ -124,12 +133,12 @@ HRESULT CModule::GetClassObject(const GUID& clsid, const GUID& iid, void** out) 
     const auto getClassObject =
         reinterpret_cast<GetClassObjectFunction>(reinterpret_cast<void*>(entry));
     void* object = nullptr;
-    HRESULT hr = getClassObject(clsid, __uuidof(IClassFactory), &object);
+    HRESULT hr = AnswerOf([&] { return getClassObject(clsid, __uuidof(IClassFactory), &object); });
     if (FAILED(hr) || object == nullptr) {
         return FAILED(hr) ? hr : E_FAIL;
     }
     auto* const factory = static_cast<IClassFactory*>(object);
-    hr = factory->CreateInstance(nullptr, iid, out);
+    hr = AnswerOf([&] { return factory->CreateInstance(nullptr, iid, out); });
     factory->Release();
     if (FAILED(hr)) {
         *out = nullptr;

@@ -5,53 +5,19 @@
 
 namespace ymfilters {
 
-namespace {
-
-template <typename Interface, typename Object>
-HRESULT QueryOne(Object* self, REFIID iid, REFIID own, void** out) {
-    if (out == nullptr) {
-        return E_POINTER;
-    }
-    if (iid != IID_IUnknown && iid != own) {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    *out = static_cast<Interface*>(self);
-    self->AddRef();
-    return S_OK;
-}
-
-} // namespace
-
 PinEnumerator::PinEnumerator(Filter& filter)
     : m_filter(filter), m_pins(filter.Pins()), m_version(filter.PinVersion()) {
     m_filter.AddRef();
 }
 
 PinEnumerator::PinEnumerator(const PinEnumerator& other)
-    : IEnumPins(), m_filter(other.m_filter), m_pins(other.m_pins), m_version(other.m_version),
+    : ComObject(), m_filter(other.m_filter), m_pins(other.m_pins), m_version(other.m_version),
       m_next(other.m_next) {
     m_filter.AddRef();
 }
 
 PinEnumerator::~PinEnumerator() {
     m_filter.Release();
-}
-
-HRESULT STDMETHODCALLTYPE PinEnumerator::QueryInterface(REFIID iid, void** out) {
-    return QueryOne<IEnumPins>(this, iid, IID_IEnumPins, out);
-}
-
-ULONG STDMETHODCALLTYPE PinEnumerator::AddRef() {
-    return ++m_references;
-}
-
-ULONG STDMETHODCALLTYPE PinEnumerator::Release() {
-    const ULONG left = --m_references;
-    if (left == 0) {
-        delete this;
-    }
-    return left;
 }
 
 HRESULT STDMETHODCALLTYPE PinEnumerator::Next(ULONG count, IPin** pins, ULONG* fetched) {
@@ -104,22 +70,6 @@ TypeEnumerator::TypeEnumerator(Pin& pin, unsigned next) : m_pin(pin), m_next(nex
 
 TypeEnumerator::~TypeEnumerator() {
     m_pin.Release();
-}
-
-HRESULT STDMETHODCALLTYPE TypeEnumerator::QueryInterface(REFIID iid, void** out) {
-    return QueryOne<IEnumMediaTypes>(this, iid, IID_IEnumMediaTypes, out);
-}
-
-ULONG STDMETHODCALLTYPE TypeEnumerator::AddRef() {
-    return ++m_references;
-}
-
-ULONG STDMETHODCALLTYPE TypeEnumerator::Release() {
-    const ULONG left = --m_references;
-    if (left == 0) {
-        delete this;
-    }
-    return left;
 }
 
 HRESULT STDMETHODCALLTYPE TypeEnumerator::Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched) {

@@ -20,15 +20,7 @@ Filter::~Filter() {
 }
 
 HRESULT STDMETHODCALLTYPE Filter::QueryInterface(REFIID iid, void** out) {
-    if (out == nullptr) {
-        return E_POINTER;
-    }
-    *out = Interface(iid);
-    if (*out == nullptr) {
-        return E_NOINTERFACE;
-    }
-    AddRef();
-    return S_OK;
+    return ymdshow::AnswerQuery(*this, Interface(iid), out);
 }
 
 ULONG STDMETHODCALLTYPE Filter::AddRef() {
@@ -144,7 +136,7 @@ HRESULT STDMETHODCALLTYPE Filter::SetSyncSource(IReferenceClock* clock) {
     if (clock != nullptr) {
         clock->AddRef();
     }
-    if (IReferenceClock* const old = std::exchange(m_clock, clock)) {
+    if (IReferenceClock* const old = std::exchange(m_clock, clock); old != nullptr) {
         old->Release();
     }
     return S_OK;

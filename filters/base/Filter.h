@@ -100,7 +100,7 @@ private:
 };
 
 /// A class table's creation function: makes a `T` and answers its interface `iid`.
-template <typename T> HRESULT Create(IUnknown*, REFIID iid, void** out) {
+template <class T> HRESULT Create(IUnknown*, REFIID iid, void** out) {
     T* const object = new T();
     const HRESULT hr = object->QueryInterface(iid, out);
     object->Release();

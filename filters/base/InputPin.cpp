@@ -55,7 +55,7 @@ HRESULT InputPin::Activate() {
 
 void InputPin::Deactivate() {
     m_isActive = false;
-    if (m_allocator) {
+    if (m_allocator != nullptr) {
         m_allocator->Decommit();
     }
 }
@@ -109,7 +109,7 @@ HRESULT STDMETHODCALLTYPE InputPin::GetAllocator(IMemAllocator** out) {
     }
     const std::lock_guard lock(Owner().Lock());
     *out = nullptr;
-    if (!m_allocator) {
+    if (m_allocator == nullptr) {
         const HRESULT hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER,
                                             IID_PPV_ARGS(&m_allocator));
         if (FAILED(hr)) {
@@ -134,7 +134,7 @@ HRESULT STDMETHODCALLTYPE InputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIE
 
 HRESULT InputPin::TakeNewType(IMediaSample& sample) {
     ymdshow::OwnedMediaType type;
-    if (sample.GetMediaType(type.Put()) != S_OK || !type) {
+    if (sample.GetMediaType(type.Put()) != S_OK || type.Get() == nullptr) {
         return S_OK;
     }
     return CheckType(*type) == S_OK ? SetType(*type) : VFW_E_TYPE_NOT_ACCEPTED;

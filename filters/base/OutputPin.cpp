@@ -51,7 +51,7 @@ HRESULT STDMETHODCALLTYPE OutputPin::Connect(IPin* peer, const AM_MEDIA_TYPE* ty
 
 HRESULT OutputPin::TryTypesOf(IPin& source, IPin& peer, const AM_MEDIA_TYPE* wanted) {
     ComPtr<IEnumMediaTypes> types;
-    if (FAILED(source.EnumMediaTypes(&types)) || !types) {
+    if (FAILED(source.EnumMediaTypes(&types)) || types == nullptr) {
         return VFW_E_NO_ACCEPTABLE_TYPES;
     }
     ymdshow::OwnedMediaType type;
@@ -124,7 +124,7 @@ HRESULT OutputPin::UseAllocator(IMemAllocator& allocator, ALLOCATOR_PROPERTIES n
 }
 
 void OutputPin::OnDisconnect() {
-    if (m_allocator) {
+    if (m_allocator != nullptr) {
         m_allocator->Decommit();
     }
     m_allocator.Reset();
@@ -149,22 +149,23 @@ HRESULT STDMETHODCALLTYPE OutputPin::NewSegment(REFERENCE_TIME, REFERENCE_TIME, 
 }
 
 HRESULT OutputPin::Activate() {
-    return m_allocator ? m_allocator->Commit() : VFW_E_NO_ALLOCATOR;
+    return m_allocator != nullptr ? m_allocator->Commit() : VFW_E_NO_ALLOCATOR;
 }
 
 void OutputPin::Deactivate() {
-    if (m_allocator) {
+    if (m_allocator != nullptr) {
         m_allocator->Decommit();
     }
 }
 
 HRESULT OutputPin::GetBuffer(IMediaSample** sample) {
     *sample = nullptr;
-    return m_allocator ? m_allocator->GetBuffer(sample, nullptr, nullptr, 0) : VFW_E_NO_ALLOCATOR;
+    return m_allocator != nullptr ? m_allocator->GetBuffer(sample, nullptr, nullptr, 0)
+                                  : VFW_E_NO_ALLOCATOR;
 }
 
 HRESULT OutputPin::Deliver(IMediaSample& sample) {
-    return m_transport ? m_transport->Receive(&sample) : S_OK;
+    return m_transport != nullptr ? m_transport->Receive(&sample) : S_OK;
 }
 
 HRESULT OutputPin::DeliverEndOfStream() {

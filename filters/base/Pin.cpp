@@ -10,19 +10,17 @@ using Microsoft::WRL::ComPtr;
 
 namespace ymfilters {
 
+LPWSTR CopyText(const std::wstring& text) {
+    const std::size_t size = text.size() + 1;
+    auto* const copy = static_cast<LPWSTR>(CoTaskMemAlloc(size * sizeof(wchar_t)));
+    return copy == nullptr ? nullptr : std::wmemcpy(copy, text.c_str(), size);
+}
+
 Pin::Pin(Filter& filter, PIN_DIRECTION direction, std::wstring name)
     : m_filter(filter), m_direction(direction), m_name(std::move(name)) {}
 
 HRESULT STDMETHODCALLTYPE Pin::QueryInterface(REFIID iid, void** out) {
-    if (out == nullptr) {
-        return E_POINTER;
-    }
-    *out = Interface(iid);
-    if (*out == nullptr) {
-        return E_NOINTERFACE;
-    }
-    AddRef();
-    return S_OK;
+    return ymdshow::AnswerQuery(*this, Interface(iid), out);
 }
 
 ULONG STDMETHODCALLTYPE Pin::AddRef() {
@@ -129,13 +127,8 @@ HRESULT STDMETHODCALLTYPE Pin::QueryId(LPWSTR* id) {
     if (id == nullptr) {
         return E_POINTER;
     }
-    const std::size_t size = m_name.size() + 1;
-    *id = static_cast<LPWSTR>(CoTaskMemAlloc(size * sizeof(wchar_t)));
-    if (*id == nullptr) {
-        return E_OUTOFMEMORY;
-    }
-    std::wmemcpy(*id, m_name.c_str(), size);
-    return S_OK;
+    *id = CopyText(m_name);
+    return *id != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT STDMETHODCALLTYPE Pin::QueryAccept(const AM_MEDIA_TYPE* type) {

@@ -14,6 +14,9 @@
 
 namespace ymfilters {
 
+/// A copy in memory that the caller frees with CoTaskMemFree; null when there is none.
+LPWSTR CopyText(const std::wstring& text);
+
 /// What input and output pins share: identity, connection, media type. Its reference
 /// count is its filter's. Quality messages are accepted and have no effect.
 class Pin : public IPin, public IQualityControl {

@@ -14,7 +14,7 @@ ULONG STDMETHODCALLTYPE SeekingPassThrough::Release() {
     return m_outer.Release();
 }
 
-template <typename Call> HRESULT SeekingPassThrough::Forward(Call call) {
+template <class Call> HRESULT SeekingPassThrough::Forward(Call call) {
     ComPtr<IMediaSeeking> upstream;
     const HRESULT hr = m_input.UpstreamSeeking(&upstream);
     return FAILED(hr) ? E_NOTIMPL : call(*upstream.Get());

@@ -40,7 +40,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetPreroll(LONGLONG* preroll) override;
 
 private:
-    template <typename Call> HRESULT Forward(Call call);
+    template <class Call> HRESULT Forward(Call call);
 
     IUnknown& m_outer;
     InputPin& m_input;

@@ -51,18 +51,19 @@ int Number(const std::wstring& text, int base = 10) {
 
 std::vector<int> Tones(const std::wstring& text) {
     std::vector<int> tones;
-    static const std::wregex number(LR"([1-9]\d*)");
-    for (std::wsregex_iterator at(text.begin(), text.end(), number), end; at != end; ++at) {
+    static const std::wregex kNumber(LR"([1-9]\d*)");
+    for (std::wsregex_iterator at(text.begin(), text.end(), kNumber), end; at != end; ++at) {
         tones.push_back(Number(at->str()));
     }
     return tones;
 }
 
 bool ReadOption(const std::wstring& key, const std::wstring& value, Clip& clip) {
-    static const std::map<std::wstring, int Clip::*> numbers = {{L"video", &Clip::hasVideo},
-                                                                {L"live", &Clip::isLiveConnectable},
-                                                                {L"rate", &Clip::samplingRate}};
-    if (const auto number = numbers.find(key); number != numbers.end()) {
+    static const std::map<std::wstring, int Clip::*> kNumbers = {
+        {L"video", &Clip::hasVideo},
+        {L"live", &Clip::isLiveConnectable},
+        {L"rate", &Clip::samplingRate}};
+    if (const auto number = kNumbers.find(key); number != kNumbers.end()) {
         clip.*number->second = Number(value);
     } else if (key == L"fail") {
         clip.loadResult = Number(value, 16);
@@ -81,11 +82,11 @@ std::optional<Clip> ReadClip(std::wstring name) {
         std::getline(std::ifstream{std::filesystem::path(name)}, line);
         name.assign(line.begin(), line.end());
     }
-    static const std::wregex form(
+    static const std::wregex kForm(
         LR"(test://(?:(\d+)x(\d+))?(?:@(\d+))?(?:/(\d+)(m?)s)?(?:\?(.*?))?\r?)");
-    static const std::wregex option(LR"((\w+)=([^&]*))");
+    static const std::wregex kOption(LR"((\w+)=([^&]*))");
     std::wsmatch part;
-    if (!std::regex_match(name, part, form)) {
+    if (!std::regex_match(name, part, kForm)) {
         return std::nullopt;
     }
     Clip clip;
@@ -95,7 +96,7 @@ std::optional<Clip> ReadClip(std::wstring name) {
     clip.duration = part[4].matched ? Number(part[4]) * kSecond / (part[5].length() > 0 ? 1000 : 1)
                                     : clip.duration;
     const std::wstring options = part[6];
-    for (std::wsregex_iterator at(options.begin(), options.end(), option), end; at != end; ++at) {
+    for (std::wsregex_iterator at(options.begin(), options.end(), kOption), end; at != end; ++at) {
         if (!ReadOption((*at)[1], (*at)[2], clip)) {
             return std::nullopt;
         }
@@ -363,12 +364,6 @@ private:
     std::atomic<bool> m_isInterrupted{false};
     std::atomic<LONGLONG> m_position{0}; // start of the next unit
 };
-
-LPWSTR CopyText(const std::wstring& text) {
-    const std::size_t size = text.size() + 1;
-    auto* const copy = static_cast<LPWSTR>(CoTaskMemAlloc(size * sizeof(wchar_t)));
-    return copy == nullptr ? nullptr : std::wmemcpy(copy, text.c_str(), size);
-}
 
 /// A source filter without a file: the name that Load gets says what it plays. Has no
 /// pins before that.

@@ -73,7 +73,8 @@ public:
     bool LoadSchemeByScript(const std::string& script, int replace);
 
     /// The scheme of a file type, whose name is in lower case; false, with null in `out`,
-    /// when there is none. `out` may be null. The scheme stays owned by the set and
+    /// when there is none. An empty name is refused before `out` is touched, and so is a wide
+    /// one when memory runs out. `out` may be null. The scheme stays owned by the set and
     /// valid until UnloadScheme; later loads change it in place.
     bool FindScheme(const std::string& type, Scheme** out);
     bool FindScheme(const std::wstring& type, Scheme** out);

@@ -2,9 +2,9 @@
 
 // The graph toolkit: free functions over DirectShow filters, pins and graphs.
 //
-// None of them logs or throws (ShowPropertyPage catches what a filter throws),
-// keeps state or takes a lock. A null required argument gives the failure value
-// before any COM call. Every pin, filter or interface handed out carries one
+// None of them logs, throws, keeps state or takes a lock: what a filter, a graph or
+// an enumerator throws becomes the failure value, and a null required argument gives
+// it before any COM call. Every pin, filter or interface handed out carries one
 // reference for the caller; every other pointer is given back before the
 // function returns, except for the leaks that a function documents. The calling
 // thread has initialised COM.

@@ -27,8 +27,8 @@ public:
 
     /// Makes an object of class `clsid` and returns its interface `iid` in `*out` with
     /// one reference, null on failure. E_POINTER for a null `out`, E_FAIL without the
-    /// entry point or when the module claims success without an object, else what the
-    /// module answers.
+    /// entry point or when the module claims success without an object, E_UNEXPECTED when
+    /// it throws, else what it answers.
     HRESULT GetClassObject(const GUID& clsid, const GUID& iid, void** out);
 
     HMODULE GetHandle() const;

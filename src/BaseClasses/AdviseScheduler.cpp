@@ -20,16 +20,16 @@ void ReleasePeriods(HANDLE semaphore, REFERENCE_TIME count) {
 
 } // namespace
 
-CAdviseScheduler::Added CAdviseScheduler::AddOneShot(REFERENCE_TIME due, HANDLE event) {
+AdviseScheduler::Added AdviseScheduler::AddOneShot(REFERENCE_TIME due, HANDLE event) {
     return Add(due, {event, 0});
 }
 
-CAdviseScheduler::Added CAdviseScheduler::AddPeriodic(REFERENCE_TIME due, REFERENCE_TIME period,
-                                                      HANDLE semaphore) {
+AdviseScheduler::Added AdviseScheduler::AddPeriodic(REFERENCE_TIME due, REFERENCE_TIME period,
+                                                    HANDLE semaphore) {
     return Add(due, {semaphore, period});
 }
 
-CAdviseScheduler::Added CAdviseScheduler::Add(REFERENCE_TIME due, const Advise& advise) {
+AdviseScheduler::Added AdviseScheduler::Add(REFERENCE_TIME due, const Advise& advise) {
     const std::lock_guard lock(m_mutex);
     const Cookie cookie = ++m_lastCookie;
     const auto known = m_dues.emplace(cookie, due).first;
@@ -42,7 +42,7 @@ CAdviseScheduler::Added CAdviseScheduler::Add(REFERENCE_TIME due, const Advise& 
     }
 }
 
-bool CAdviseScheduler::Cancel(Cookie cookie) {
+bool AdviseScheduler::Cancel(Cookie cookie) {
     const std::lock_guard lock(m_mutex);
     const auto known = m_dues.find(cookie);
     if (known == m_dues.end()) {
@@ -53,7 +53,7 @@ bool CAdviseScheduler::Cancel(Cookie cookie) {
     return true;
 }
 
-REFERENCE_TIME CAdviseScheduler::Advance(REFERENCE_TIME now) {
+REFERENCE_TIME AdviseScheduler::Advance(REFERENCE_TIME now) {
     const std::lock_guard lock(m_mutex);
     while (!m_queue.empty() && m_queue.begin()->first.first <= now) {
         auto node = m_queue.extract(m_queue.begin());

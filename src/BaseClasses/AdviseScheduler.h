@@ -15,7 +15,7 @@ namespace ymdshow {
 /// The advises of a clock, in the order they fall due; those due at the same time in the
 /// order they were made. Knows no clock and no thread: its user says what time it is.
 /// Thread-safe. The handles stay the caller's and must live until cancelled or fired.
-class CAdviseScheduler {
+class AdviseScheduler {
 public:
     using Cookie = DWORD_PTR; ///< never 0, never used twice
     static constexpr REFERENCE_TIME kNever = std::numeric_limits<REFERENCE_TIME>::max();

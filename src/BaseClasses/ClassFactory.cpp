@@ -1,5 +1,6 @@
 #include "BaseClasses/ClassFactory.h"
 
+#include <atomic>
 #include <new>
 
 namespace ymdshow {
@@ -26,32 +27,7 @@ ServerObject::~ServerObject() {
     --g_objects;
 }
 
-HRESULT CClassFactory::QueryInterface(REFIID iid, void** out) {
-    if (out == nullptr) {
-        return E_POINTER;
-    }
-    if (iid != __uuidof(IUnknown) && iid != __uuidof(IClassFactory)) {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    *out = static_cast<IClassFactory*>(this);
-    AddRef();
-    return S_OK;
-}
-
-ULONG CClassFactory::AddRef() {
-    return ++m_references;
-}
-
-ULONG CClassFactory::Release() {
-    const ULONG left = --m_references;
-    if (left == 0) {
-        delete this;
-    }
-    return left;
-}
-
-HRESULT CClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** out) {
+HRESULT ClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** out) {
     if (out == nullptr) {
         return E_POINTER;
     }
@@ -72,7 +48,7 @@ HRESULT CClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** out) {
     }
 }
 
-HRESULT CClassFactory::LockServer(BOOL isLock) {
+HRESULT ClassFactory::LockServer(BOOL isLock) {
     server::LockServer(isLock != FALSE);
     return S_OK;
 }
@@ -85,7 +61,7 @@ HRESULT GetClassObjectFromTable(std::span<const ClassObject> classes, REFCLSID c
     *out = nullptr;
     for (const ClassObject& candidate : classes) {
         if (*candidate.clsid == clsid) {
-            auto* const factory = new (std::nothrow) CClassFactory(candidate);
+            auto* const factory = new (std::nothrow) ClassFactory(candidate);
             if (factory == nullptr) {
                 return E_OUTOFMEMORY;
             }

@@ -4,9 +4,9 @@
 
 #include <unknwn.h>
 
-#include <atomic>
 #include <span>
 
+#include "BaseClasses/ComObject.h"
 #include "BaseClasses/ServerCounts.h"
 
 namespace ymdshow {
@@ -23,15 +23,9 @@ struct ClassObject {
 };
 
 /// The class factory of one entry of a table, which must outlive it.
-class CClassFactory final : public IClassFactory {
+class ClassFactory final : public ComObject<IClassFactory> {
 public:
-    explicit CClassFactory(const ClassObject& classObject) : m_class(classObject) {}
-    CClassFactory(const CClassFactory&) = delete;
-    CClassFactory& operator=(const CClassFactory&) = delete;
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
-    ULONG STDMETHODCALLTYPE AddRef() override;
-    ULONG STDMETHODCALLTYPE Release() override;
+    explicit ClassFactory(const ClassObject& classObject) : m_class(classObject) {}
 
     /// CLASS_E_NOAGGREGATION for an `outer` that the class does not take, E_NOINTERFACE for
     /// an aggregated object asked for anything but IUnknown. An exception of the class's
@@ -40,11 +34,8 @@ public:
     HRESULT STDMETHODCALLTYPE LockServer(BOOL isLock) override;
 
 private:
-    ~CClassFactory() = default;
-
     const ClassObject& m_class;
     const ServerObject m_serverObject;
-    std::atomic<ULONG> m_references{1};
 };
 
 /// What a module's DllGetClassObject does: answers the factory of `clsid`, or

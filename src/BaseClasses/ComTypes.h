@@ -9,7 +9,7 @@
 namespace ymdshow {
 
 /// Owns the one counted interface inside a DirectShow info record.
-template <typename Info, auto InterfaceMember> class InfoHolder {
+template <class Info, auto InterfaceMember> class InfoHolder {
 public:
     InfoHolder() = default;
     InfoHolder(const InfoHolder&) = delete;
@@ -17,7 +17,7 @@ public:
     ~InfoHolder() { Reset(); }
 
     void Reset() noexcept {
-        if (auto* held = DetachInterface()) {
+        if (auto* held = DetachInterface(); held != nullptr) {
             held->Release();
         }
         m_info = {};

@@ -13,7 +13,7 @@ void FreeMediaType(AM_MEDIA_TYPE& type) noexcept {
         type.cbFormat = 0;
     }
     type.pbFormat = nullptr;
-    if (IUnknown* const held = std::exchange(type.pUnk, nullptr)) {
+    if (IUnknown* const held = std::exchange(type.pUnk, nullptr); held != nullptr) {
         held->Release();
     }
 }

@@ -30,7 +30,7 @@ REFERENCE_TIME ReadCounter() {
 
 } // namespace
 
-HRESULT CSystemClock::Create(IUnknown* outer, REFIID iid, void** out) {
+HRESULT SystemClock::Create(IUnknown* outer, REFIID iid, void** out) {
     if (out == nullptr) {
         return E_POINTER;
     }
@@ -38,7 +38,7 @@ HRESULT CSystemClock::Create(IUnknown* outer, REFIID iid, void** out) {
     if (outer != nullptr) {
         return CLASS_E_NOAGGREGATION;
     }
-    auto* const clock = new (std::nothrow) CSystemClock;
+    auto* const clock = new (std::nothrow) SystemClock;
     if (clock == nullptr) {
         return E_OUTOFMEMORY;
     }
@@ -48,7 +48,7 @@ HRESULT CSystemClock::Create(IUnknown* outer, REFIID iid, void** out) {
     return hr;
 }
 
-CSystemClock::CSystemClock() {
+SystemClock::SystemClock() {
     m_news = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     m_timer = CreateWaitableTimerExW(nullptr, nullptr, CREATE_WAITABLE_TIMER_HIGH_RESOLUTION,
                                      TIMER_ALL_ACCESS);
@@ -59,7 +59,7 @@ CSystemClock::CSystemClock() {
     }
 }
 
-CSystemClock::~CSystemClock() {
+SystemClock::~SystemClock() {
     // The adviser runs no foreign code, so that the last release is never its own.
     if (m_adviser.joinable()) {
         m_isStopping.store(true);
@@ -73,32 +73,7 @@ CSystemClock::~CSystemClock() {
     }
 }
 
-HRESULT CSystemClock::QueryInterface(REFIID iid, void** out) {
-    if (out == nullptr) {
-        return E_POINTER;
-    }
-    if (iid != __uuidof(IUnknown) && iid != __uuidof(IReferenceClock)) {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    *out = static_cast<IReferenceClock*>(this);
-    AddRef();
-    return S_OK;
-}
-
-ULONG CSystemClock::AddRef() {
-    return ++m_references;
-}
-
-ULONG CSystemClock::Release() {
-    const ULONG left = --m_references;
-    if (left == 0) {
-        delete this;
-    }
-    return left;
-}
-
-HRESULT CSystemClock::GetTime(REFERENCE_TIME* time) {
+HRESULT SystemClock::GetTime(REFERENCE_TIME* time) {
     if (time == nullptr) {
         return E_POINTER;
     }
@@ -114,13 +89,13 @@ HRESULT CSystemClock::GetTime(REFERENCE_TIME* time) {
     return S_FALSE;
 }
 
-HRESULT CSystemClock::AdviseTime(REFERENCE_TIME baseTime, REFERENCE_TIME streamTime, HEVENT event,
-                                 DWORD_PTR* cookie) {
+HRESULT SystemClock::AdviseTime(REFERENCE_TIME baseTime, REFERENCE_TIME streamTime, HEVENT event,
+                                DWORD_PTR* cookie) {
     if (cookie == nullptr) {
         return E_POINTER;
     }
     *cookie = 0;
-    const bool isTooLate = streamTime >= 0 && baseTime >= CAdviseScheduler::kNever - streamTime;
+    const bool isTooLate = streamTime >= 0 && baseTime >= AdviseScheduler::kNever - streamTime;
     const bool isTooEarly = baseTime <= 0 && streamTime <= 0;
     if (event == 0 || isTooLate || isTooEarly || baseTime + streamTime <= 0) {
         return E_INVALIDARG;
@@ -130,13 +105,13 @@ HRESULT CSystemClock::AdviseTime(REFERENCE_TIME baseTime, REFERENCE_TIME streamT
     });
 }
 
-HRESULT CSystemClock::AdvisePeriodic(REFERENCE_TIME startTime, REFERENCE_TIME periodTime,
-                                     HSEMAPHORE semaphore, DWORD_PTR* cookie) {
+HRESULT SystemClock::AdvisePeriodic(REFERENCE_TIME startTime, REFERENCE_TIME periodTime,
+                                    HSEMAPHORE semaphore, DWORD_PTR* cookie) {
     if (cookie == nullptr) {
         return E_POINTER;
     }
     *cookie = 0;
-    if (semaphore == 0 || startTime <= 0 || startTime == CAdviseScheduler::kNever ||
+    if (semaphore == 0 || startTime <= 0 || startTime == AdviseScheduler::kNever ||
         periodTime <= 0) {
         return E_INVALIDARG;
     }
@@ -145,14 +120,14 @@ HRESULT CSystemClock::AdvisePeriodic(REFERENCE_TIME startTime, REFERENCE_TIME pe
     });
 }
 
-HRESULT CSystemClock::Unadvise(DWORD_PTR cookie) {
+HRESULT SystemClock::Unadvise(DWORD_PTR cookie) {
     return m_scheduler.Cancel(cookie) ? S_OK : S_FALSE;
 }
 
-template <typename Add> HRESULT CSystemClock::Advise(DWORD_PTR* cookie, Add add) {
+template <class Add> HRESULT SystemClock::Advise(DWORD_PTR* cookie, Add add) {
     try {
         StartAdviser();
-        const CAdviseScheduler::Added added = add();
+        const AdviseScheduler::Added added = add();
         *cookie = added.cookie;
         if (added.isFirst) {
             SetEvent(m_news);
@@ -165,14 +140,14 @@ template <typename Add> HRESULT CSystemClock::Advise(DWORD_PTR* cookie, Add add)
     }
 }
 
-void CSystemClock::StartAdviser() {
+void SystemClock::StartAdviser() {
     const std::lock_guard lock(m_startMutex);
     if (!m_adviser.joinable()) {
         m_adviser = std::thread([this] { RunAdviser(); });
     }
 }
 
-void CSystemClock::RunAdviser() {
+void SystemClock::RunAdviser() {
     if (m_isTimerCoarse) {
         timeBeginPeriod(1);
     }
@@ -181,7 +156,7 @@ void CSystemClock::RunAdviser() {
     while (!m_isStopping.load()) {
         const REFERENCE_TIME nextDue = m_scheduler.Advance(ReadCounter());
         DWORD handles = 1;
-        if (nextDue != CAdviseScheduler::kNever) {
+        if (nextDue != AdviseScheduler::kNever) {
             LARGE_INTEGER remaining;
             remaining.QuadPart = -std::max<REFERENCE_TIME>(nextDue - ReadCounter(), 0);
             SetWaitableTimer(m_timer, &remaining, 0, nullptr, nullptr, FALSE);

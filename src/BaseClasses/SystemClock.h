@@ -9,23 +9,17 @@
 #include <thread>
 
 #include "BaseClasses/AdviseScheduler.h"
+#include "BaseClasses/ComObject.h"
 #include "BaseClasses/ServerCounts.h"
 
 namespace ymdshow {
 
 /// A reference clock on the system's performance counter. Its time counts from the
 /// system's start, in 100 ns units, and never goes back. All threads may use it.
-class CSystemClock final : public IReferenceClock {
+class SystemClock final : public ComObject<IReferenceClock> {
 public:
     /// For a class factory. `outer` must be null: the class does not aggregate.
     static HRESULT Create(IUnknown* outer, REFIID iid, void** out);
-
-    CSystemClock(const CSystemClock&) = delete;
-    CSystemClock& operator=(const CSystemClock&) = delete;
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
-    ULONG STDMETHODCALLTYPE AddRef() override;
-    ULONG STDMETHODCALLTYPE Release() override;
 
     /// S_FALSE when the time is the one that was answered before.
     HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME* time) override;
@@ -44,17 +38,16 @@ public:
     HRESULT STDMETHODCALLTYPE Unadvise(DWORD_PTR cookie) override;
 
 private:
-    CSystemClock();
-    ~CSystemClock();
+    SystemClock();
+    ~SystemClock() override;
 
-    template <typename Add> HRESULT Advise(DWORD_PTR* cookie, Add add);
+    template <class Add> HRESULT Advise(DWORD_PTR* cookie, Add add);
     void StartAdviser();
     void RunAdviser();
 
     const ServerObject m_serverObject;
-    std::atomic<ULONG> m_references{1};
     std::atomic<REFERENCE_TIME> m_lastTime{0};
-    CAdviseScheduler m_scheduler;
+    AdviseScheduler m_scheduler;
 
     // The adviser waits for either: the timer of the next due time, or news (an advise
     // that falls due earlier, or the end).

@@ -1,11 +1,11 @@
 #include "BaseClasses/ComTypes.h"
 #include "GraphToolkit/Attempts.h"
 #include "GraphToolkit/Ranges.h"
+#include "Guard.h"
 
 #include <ymdshow/GraphToolkit.h>
 
 #include <cwchar>
-#include <utility>
 
 using namespace ymdshow;
 using namespace ymdshow::toolkit;
@@ -42,32 +42,34 @@ private:
 };
 
 // Binds the first member of the category whose property satisfies `matches`.
-template <typename Matches>
+template <class Matches>
 void BindFirstMember(const GUID& category, const wchar_t* property, Matches matches,
                      IBaseFilter** filter) {
     *filter = nullptr;
-    ComPtr<ICreateDevEnum> devices;
-    if (FAILED(CoCreateInstance(CLSID_SystemDeviceEnum, nullptr,
-                                CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER,
-                                IID_PPV_ARGS(devices.GetAddressOf())))) {
-        return;
-    }
-    for (auto& member : Monikers(devices.Get(), category)) {
-        ComPtr<IPropertyBag> bag;
-        if (FAILED(member->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(bag.GetAddressOf()))) ||
-            !bag) {
-            continue;
-        }
-        bool matched = false;
-        {
-            const BagText text(bag.Get(), property);
-            matched = text.Get() && matches(text.Get());
-        }
-        if (matched) {
-            member->BindToObject(nullptr, nullptr, IID_PPV_ARGS(filter));
+    Quietly([&] {
+        ComPtr<ICreateDevEnum> devices;
+        if (FAILED(CoCreateInstance(CLSID_SystemDeviceEnum, nullptr,
+                                    CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER,
+                                    IID_PPV_ARGS(devices.GetAddressOf())))) {
             return;
         }
-    }
+        for (auto& member : Monikers(devices.Get(), category)) {
+            ComPtr<IPropertyBag> bag;
+            if (FAILED(member->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(bag.GetAddressOf()))) ||
+                bag == nullptr) {
+                continue;
+            }
+            bool matched = false;
+            {
+                const BagText text(bag.Get(), property);
+                matched = text.Get() != nullptr && matches(text.Get());
+            }
+            if (matched) {
+                member->BindToObject(nullptr, nullptr, IID_PPV_ARGS(filter));
+                return;
+            }
+        }
+    });
 }
 
 } // namespace
@@ -75,42 +77,46 @@ void BindFirstMember(const GUID& category, const wchar_t* property, Matches matc
 namespace ymdshow::toolkit {
 
 HRESULT CreateInstanceFromModule(HMODULE module, REFCLSID clsid, REFIID iid, void** ppv) {
-    if (ppv) {
+    if (ppv != nullptr) {
         *ppv = nullptr;
     }
-    if (!module) {
+    if (module == nullptr) {
         return E_FAIL;
     }
     using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
     const auto getClassObject = reinterpret_cast<GetClassObject>(
         reinterpret_cast<void*>(GetProcAddress(module, "DllGetClassObject")));
-    if (!getClassObject) {
+    if (getClassObject == nullptr) {
         return E_FAIL;
     }
-    ComPtr<IClassFactory> factory;
-    const HRESULT hr = getClassObject(clsid, IID_PPV_ARGS(factory.GetAddressOf()));
-    if (!factory) {
-        return hr;
-    }
-    return ppv ? factory->CreateInstance(nullptr, iid, ppv) : E_FAIL;
+    return AnswerOr(E_UNEXPECTED, [&] {
+        ComPtr<IClassFactory> factory;
+        const HRESULT hr = getClassObject(clsid, IID_PPV_ARGS(factory.GetAddressOf()));
+        if (factory == nullptr) {
+            return hr;
+        }
+        return ppv != nullptr ? factory->CreateInstance(nullptr, iid, ppv) : E_FAIL;
+    });
 }
 
 } // namespace ymdshow::toolkit
 
 void GetFilterByCLSID(const GUID& clsid, IBaseFilter** filter) {
-    if (!filter) {
+    if (filter == nullptr) {
         return;
     }
     *filter = nullptr;
-    if (FAILED(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(filter)))) {
-        if (IBaseFilter* stored = std::exchange(*filter, nullptr)) {
-            stored->Release();
+    Quietly([&] {
+        ComPtr<IBaseFilter> made;
+        if (SUCCEEDED(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER,
+                                       IID_PPV_ARGS(made.GetAddressOf())))) {
+            *filter = made.Detach();
         }
-    }
+    });
 }
 
 void GetFilterByCLSID(const GUID& category, const GUID& clsid, IBaseFilter** filter) {
-    if (!filter) {
+    if (filter == nullptr) {
         return;
     }
     BindFirstMember(
@@ -123,7 +129,7 @@ void GetFilterByCLSID(const GUID& category, const GUID& clsid, IBaseFilter** fil
 }
 
 void GetFilterByName(const GUID& category, wchar_t* name, IBaseFilter** filter) {
-    if (!name || !filter) {
+    if (name == nullptr || filter == nullptr) {
         return;
     }
     BindFirstMember(
@@ -132,29 +138,38 @@ void GetFilterByName(const GUID& category, wchar_t* name, IBaseFilter** filter) 
 }
 
 int AddFilterToGraphBuilder(IGraphBuilder* graph, IBaseFilter* filter, const wchar_t* name) {
-    return graph && filter && SUCCEEDED(graph->AddFilter(filter, name));
+    return AnswerOr(0, [&] {
+        return graph != nullptr && filter != nullptr && SUCCEEDED(graph->AddFilter(filter, name));
+    });
 }
 
 int AddFilterToGraphBuilderCache(IGraphConfig* config, IBaseFilter* filter) {
-    return config && filter && SUCCEEDED(config->AddFilterToCache(filter));
+    return AnswerOr(0, [&] {
+        return config != nullptr && filter != nullptr &&
+               SUCCEEDED(config->AddFilterToCache(filter));
+    });
 }
 
 int RemoveFilterFromGraphBuilder(IGraphBuilder* graph, IBaseFilter* filter) {
-    return graph && filter && SUCCEEDED(graph->RemoveFilter(filter));
+    return AnswerOr(0, [&] {
+        return graph != nullptr && filter != nullptr && SUCCEEDED(graph->RemoveFilter(filter));
+    });
 }
 
 int RemoveFilterFromGraphBuilderCache(IGraphConfig* config, IBaseFilter* filter) {
-    if (!config || !filter) {
+    if (config == nullptr || filter == nullptr) {
         return 0;
     }
-    const int before = GetIUnknownRef(filter);
-    const HRESULT hr = config->RemoveFilterFromCache(filter);
-    int after = GetIUnknownRef(filter);
-    while (after > before) {
-        after = static_cast<int>(filter->Release());
-    }
-    if (hr == S_OK && after == before) {
-        filter->Release(); // the reference that the cache held
-    }
-    return SUCCEEDED(hr);
+    return AnswerOr(0, [&] {
+        const int before = GetIUnknownRef(filter);
+        const HRESULT hr = config->RemoveFilterFromCache(filter);
+        int after = GetIUnknownRef(filter);
+        while (after > before) {
+            after = static_cast<int>(filter->Release());
+        }
+        if (hr == S_OK && after == before) {
+            filter->Release(); // the reference that the cache held
+        }
+        return SUCCEEDED(hr);
+    });
 }

@@ -2,6 +2,7 @@
 
 #include "GraphToolkit/Ranges.h"
 
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -9,9 +10,15 @@ namespace ymdshow::toolkit {
 
 /// What a walk does with an output pin.
 enum class OutputPin {
-    Follow,  ///< keep it on the stack: the walk goes on behind it
+    Follow,  ///< keep it: the walk goes on behind it
     Leave,   ///< release it
     EndScan, ///< leave it, and look at no further pin of this filter
+};
+
+/// Which of the pins that wait a walk follows next.
+enum class WalkOrder {
+    DepthFirst,   ///< the latest: the branch behind the last output pin of a filter goes first
+    BreadthFirst, ///< the oldest
 };
 
 /// What a scan of one filter's pins met. Pins without a direction are not counted.
@@ -21,19 +28,20 @@ struct PinTally {
     unsigned int outputs = 0;
 };
 
-/// The walk from a filter through its output pins: depth first, the last output pin of a
-/// filter first. It keeps no visited set, so a filter that two paths lead to is met twice.
+/// The walk from a filter through its output pins. It keeps no visited set, so a filter that
+/// two paths lead to is met twice.
 ///
 ///     for (DownstreamWalk walk(source); walk.Current(); walk.Next()) {
 ///         walk.ScanConnected([&](auto& pin) { return OutputPin::Leave; });
 ///     }
 ///
-/// Nothing is allocated but the stack of pins. Scanning throws std::bad_alloc when that
+/// Nothing is allocated but the list of pins that wait. Scanning throws std::bad_alloc when that
 /// cannot grow, and loses no reference.
 class DownstreamWalk {
 public:
     /// Takes a reference on `start`, which may be null.
-    explicit DownstreamWalk(IBaseFilter* start) : m_current(start) {}
+    explicit DownstreamWalk(IBaseFilter* start, WalkOrder order = WalkOrder::DepthFirst)
+        : m_order(order), m_current(start) {}
     ~DownstreamWalk() { Abandon(); }
     DownstreamWalk(const DownstreamWalk&) = delete;
     DownstreamWalk& operator=(const DownstreamWalk&) = delete;
@@ -41,9 +49,14 @@ public:
     /// The filter that the walk is at, without a reference; null when the walk has ended.
     IBaseFilter* Current() const noexcept { return m_current.Get(); }
 
+    /// The output pin through which it came to that filter, without a reference; null at the
+    /// start.
+    IPin* Arriving() const noexcept { return m_arriving.Get(); }
+    void ForgetArriving() { m_arriving.Reset(); }
+
     /// Walks the current filter's pins. `decide(ComPtr<IPin>&) -> OutputPin` is asked for
     /// each output pin and may detach the pin that it does not have followed.
-    template <typename Decide> PinTally Scan(Decide&& decide) {
+    template <class Decide> PinTally Scan(Decide&& decide) {
         Pins pins(m_current.Get());
         PinTally tally;
         tally.enumerated = !pins.Failed();
@@ -68,7 +81,7 @@ public:
     }
 
     /// Scan that follows every connected output pin; `onUnconnected` decides on the others.
-    template <typename OnUnconnected> PinTally ScanConnected(OnUnconnected&& onUnconnected) {
+    template <class OnUnconnected> PinTally ScanConnected(OnUnconnected&& onUnconnected) {
         return Scan([&](ComPtr<IPin>& pin) {
             return IsLinked(pin.Get()) ? OutputPin::Follow : onUnconnected(pin);
         });
@@ -79,34 +92,13 @@ public:
         return Scan([](ComPtr<IPin>&) { return OutputPin::Follow; });
     }
 
-    /// Goes on to the filter behind the most recently pushed pin that leads to one.
+    /// Goes on to the filter behind the next waiting pin that leads to one.
     void Next() {
-        Advance([](const ComPtr<IPin>&) {});
-    }
-
-    /// Begins anew at `start`.
-    void Restart(IBaseFilter* start) {
-        Abandon();
-        m_current = start;
-    }
-
-    /// Ends the walk: releases the current filter, then the pins from the last to the first.
-    void Abandon() {
         m_current.Reset();
-        while (!m_pending.empty()) {
-            m_pending.pop_back();
-        }
-    }
-
-protected:
-    /// `onHop(const ComPtr<IPin>&)` hears of the output pin that led to the new filter.
-    template <typename OnHop> void Advance(OnHop&& onHop) {
-        m_current.Reset();
-        while (!m_current && !m_pending.empty()) {
-            const ComPtr<IPin> pin = std::move(m_pending.back());
-            m_pending.pop_back();
+        while (m_current == nullptr && m_oldest < m_pending.size()) {
+            ComPtr<IPin> pin = TakePending();
             ComPtr<IPin> peer;
-            if (FAILED(pin->ConnectedTo(peer.GetAddressOf())) || !peer) {
+            if (FAILED(pin->ConnectedTo(peer.GetAddressOf())) || peer == nullptr) {
                 continue;
             }
             PIN_INFO info; // the holder would clear its text three times a hop
@@ -117,30 +109,43 @@ protected:
                 m_current.Reset();
                 continue;
             }
-            onHop(pin);
+            m_arriving = std::move(pin);
         }
     }
 
-private:
-    ComPtr<IBaseFilter> m_current;
-    std::vector<ComPtr<IPin>> m_pending;
-};
-
-/// A downstream walk that remembers the output pin through which it reached its filter.
-class ArrivingPinWalk : public DownstreamWalk {
-public:
-    using DownstreamWalk::DownstreamWalk;
-
-    void Next() {
-        Advance([this](const ComPtr<IPin>& pin) { m_arriving = pin; });
+    /// Begins anew at `start`.
+    void Restart(IBaseFilter* start) {
+        Abandon();
+        m_current = start;
     }
 
-    /// Without a reference; null at the start filter and after ForgetArriving.
-    IPin* Arriving() const noexcept { return m_arriving.Get(); }
-    void ForgetArriving() { m_arriving.Reset(); }
-
 private:
+    ComPtr<IPin> TakePending() {
+        if (m_order == WalkOrder::BreadthFirst) {
+            return std::move(m_pending[m_oldest++]);
+        }
+        ComPtr<IPin> latest = std::move(m_pending.back());
+        m_pending.pop_back();
+        return latest;
+    }
+
+    // Releases the current filter, then the pins from the last to the first.
+    void Abandon() {
+        m_current.Reset();
+        m_arriving.Reset();
+        while (!m_pending.empty()) {
+            m_pending.pop_back();
+        }
+        m_oldest = 0;
+    }
+
+    const WalkOrder m_order;
+    ComPtr<IBaseFilter> m_current;
     ComPtr<IPin> m_arriving;
+    std::vector<ComPtr<IPin>> m_pending;
+    std::size_t m_oldest = 0; // what is before it has been followed; 0 in a depth-first walk
 };
+
+using ArrivingPinWalk = DownstreamWalk;
 
 } // namespace ymdshow::toolkit

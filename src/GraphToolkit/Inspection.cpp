@@ -1,8 +1,8 @@
 #include "BaseClasses/MediaType.h"
-#include "GraphToolkit/Answer.h"
 #include "GraphToolkit/DownstreamWalk.h"
 #include "GraphToolkit/MediaKind.h"
 #include "GraphToolkit/Ranges.h"
+#include "Guard.h"
 
 #include <ymdshow/GraphToolkit.h>
 
@@ -15,7 +15,7 @@ namespace {
 
 // The first kind that `wanted` accepts: of the connection alone when there is one, else of
 // the pin's preferred types in their order.
-template <typename Wanted> DSPinMediaType FirstKind(IPin* pin, Wanted wanted) {
+template <class Wanted> DSPinMediaType FirstKind(IPin* pin, Wanted wanted) {
     {
         MediaType connection;
         if (pin->ConnectionMediaType(connection.Put()) == S_OK) {
@@ -24,12 +24,12 @@ template <typename Wanted> DSPinMediaType FirstKind(IPin* pin, Wanted wanted) {
         }
     }
     ComPtr<IEnumMediaTypes> types;
-    if (FAILED(pin->EnumMediaTypes(types.GetAddressOf())) || !types) {
+    if (FAILED(pin->EnumMediaTypes(types.GetAddressOf())) || types == nullptr) {
         return DSPMT_UNKNOWN;
     }
     OwnedMediaType type;
     ULONG fetched = 0;
-    while (types->Next(1, type.Put(), &fetched) == S_OK && type) {
+    while (types->Next(1, type.Put(), &fetched) == S_OK && type.Get() != nullptr) {
         const DSPinMediaType kind = KindOfMajorType(type->majortype);
         if (wanted(kind)) {
             return kind;
@@ -39,13 +39,16 @@ template <typename Wanted> DSPinMediaType FirstKind(IPin* pin, Wanted wanted) {
 }
 
 int CarriesKind(IPin* pin, DSPinMediaType kind) {
-    return pin && FirstKind(pin, [kind](DSPinMediaType found) { return found == kind; }) == kind;
+    return AnswerOr(0, [&] {
+        return pin != nullptr &&
+               FirstKind(pin, [kind](DSPinMediaType found) { return found == kind; }) == kind;
+    });
 }
 
 // True unless ConnectedTo answers exactly S_OK with a peer.
 bool LacksPeer(IPin* pin) {
     ComPtr<IPin> peer;
-    return pin->ConnectedTo(peer.GetAddressOf()) != S_OK || !peer;
+    return pin->ConnectedTo(peer.GetAddressOf()) != S_OK || peer == nullptr;
 }
 
 // The list is given the pin's reference.
@@ -54,95 +57,93 @@ void AppendTo(std::vector<IPin*>& list, ComPtr<IPin>& pin) {
     pin.Detach();
 }
 
-int QueryFor(IUnknown* object, const GUID& iid, void** ppv) {
-    *ppv = nullptr;
-    if (SUCCEEDED(object->QueryInterface(iid, ppv))) {
-        return 1;
+bool QueryFor(IUnknown* object, const GUID& iid, void** ppv) {
+    const bool isFound = SUCCEEDED(object->QueryInterface(iid, ppv));
+    if (!isFound) {
+        *ppv = nullptr;
     }
-    *ppv = nullptr;
-    return 0;
+    return isFound;
 }
 
 } // namespace
 
 DSFilterType CheckFilterType(IBaseFilter* filter) {
-    if (!filter) {
+    if (filter == nullptr) {
         return DSFT_UNKNOWN;
     }
-    Pins pins(filter);
-    if (pins.Failed()) {
-        return DSFT_UNKNOWN;
-    }
-    int inputs = 0;
-    int outputs = 0;
-    for (auto& pin : pins) {
-        PIN_DIRECTION direction{};
-        if (SUCCEEDED(pin->QueryDirection(&direction))) {
-            ++(direction == PINDIR_OUTPUT ? outputs : inputs);
+    return AnswerOr(DSFT_UNKNOWN, [&] {
+        const PinTally pins =
+            DownstreamWalk(filter).Scan([](ComPtr<IPin>&) { return OutputPin::Leave; });
+        if (!pins.enumerated) {
+            return DSFT_UNKNOWN;
         }
-    }
-    if (inputs == 0) {
-        return DSFT_SOURCE;
-    }
-    return outputs > 0 ? DSFT_TRANSFORM : DSFT_RENDER;
+        if (pins.inputs == 0) {
+            return DSFT_SOURCE;
+        }
+        return pins.outputs > 0 ? DSFT_TRANSFORM : DSFT_RENDER;
+    });
 }
 
 int CountFilterPins(IBaseFilter* filter, int& inputs, int& outputs, int& unlinked, int& reserved) {
     inputs = outputs = unlinked = reserved = 0;
-    if (!filter) {
+    if (filter == nullptr) {
         return 0;
     }
-    for (auto& pin : Pins(filter)) {
-        PIN_DIRECTION direction{};
-        if (FAILED(pin->QueryDirection(&direction))) {
-            continue;
-        }
-        // Kept: the first answer is ignored, and the peers of a linked pin are not released,
-        // so each call leaves two references on every peer.
-        IPin* ignored = nullptr;
-        pin->ConnectedTo(&ignored);
-        if (direction == PINDIR_INPUT) {
-            ++inputs;
-        } else if (direction == PINDIR_OUTPUT) {
-            ++outputs;
-        } else {
-            continue;
-        }
-        IPin* peer = nullptr;
-        const HRESULT hr = pin->ConnectedTo(&peer);
-        if (hr != S_OK || !peer) {
-            ++unlinked;
-            if (peer) {
-                peer->Release();
+    return AnswerOr(0, [&] {
+        for (auto& pin : Pins(filter)) {
+            PIN_DIRECTION direction{};
+            if (FAILED(pin->QueryDirection(&direction))) {
+                continue;
+            }
+            // Kept: the first answer is ignored, and the peers of a linked pin are not
+            // released, so each call leaves two references on every peer.
+            IPin* ignored = nullptr;
+            pin->ConnectedTo(&ignored);
+            if (direction == PINDIR_INPUT) {
+                ++inputs;
+            } else if (direction == PINDIR_OUTPUT) {
+                ++outputs;
+            } else {
+                continue;
+            }
+            ComPtr<IPin> peer;
+            if (pin->ConnectedTo(peer.GetAddressOf()) == S_OK && peer != nullptr) {
+                peer.Detach();
+            } else {
+                ++unlinked;
             }
         }
-    }
-    return inputs + outputs;
+        return inputs + outputs;
+    });
 }
 
 void GetFilterPins(IBaseFilter* filter, _PinDirection dir, int& count, IPin** pins) {
-    if (pins) {
+    if (pins != nullptr) {
         pins[0] = nullptr;
     }
     count = 0;
-    if (!filter) {
+    if (filter == nullptr) {
         return;
     }
-    for (auto& pin : Pins(filter)) {
-        if (HasDirection(pin.Get(), dir)) {
-            if (pins) {
-                pins[count] = pin.Detach();
+    Quietly([&] {
+        for (auto& pin : Pins(filter)) {
+            if (HasDirection(pin.Get(), dir)) {
+                if (pins != nullptr) {
+                    pins[count] = pin.Detach();
+                }
+                ++count;
             }
-            ++count;
         }
-    }
+    });
 }
 
 DSPinMediaType GetPinMediaType(IPin* pin) {
-    if (!pin) {
+    if (pin == nullptr) {
         return DSPMT_UNKNOWN;
     }
-    return FirstKind(pin, [](DSPinMediaType kind) { return kind != DSPMT_UNKNOWN; });
+    return AnswerOr(DSPMT_UNKNOWN, [&] {
+        return FirstKind(pin, [](DSPinMediaType kind) { return kind != DSPMT_UNKNOWN; });
+    });
 }
 
 int IsAudioPin(IPin* pin) {
@@ -154,32 +155,36 @@ int IsVideoPin(IPin* pin) {
 }
 
 int IsPinLinked(IPin* pin) {
-    return pin && IsLinked(pin);
+    return AnswerOr(0, [&] { return pin != nullptr && IsLinked(pin); });
 }
 
 int IsFilterLinked(IBaseFilter* filter) {
-    if (!filter) {
+    if (filter == nullptr) {
         return 0;
     }
-    for (auto& pin : Pins(filter)) {
-        if (IsLinked(pin.Get())) {
-            return 1;
+    return AnswerOr(0, [&] {
+        for (auto& pin : Pins(filter)) {
+            if (IsLinked(pin.Get())) {
+                return 1;
+            }
         }
-    }
-    return 0;
+        return 0;
+    });
 }
 
 int GetUnlinkedInputPinNum(IBaseFilter* filter) {
-    if (!filter) {
+    if (filter == nullptr) {
         return 0;
     }
-    int count = 0;
-    for (auto& pin : Pins(filter)) {
-        if (HasDirection(pin.Get(), PINDIR_INPUT) && LacksPeer(pin.Get())) {
-            ++count;
+    return AnswerOr(0, [&] {
+        int count = 0;
+        for (auto& pin : Pins(filter)) {
+            if (HasDirection(pin.Get(), PINDIR_INPUT) && LacksPeer(pin.Get())) {
+                ++count;
+            }
         }
-    }
-    return count;
+        return count;
+    });
 }
 
 int GetUnlinkedOutputPinNum(IBaseFilter* filter) {
@@ -188,7 +193,7 @@ int GetUnlinkedOutputPinNum(IBaseFilter* filter) {
 }
 
 void GetUnlinkedPins(IBaseFilter* filter, std::vector<IPin*>* inputs, std::vector<IPin*>* outputs) {
-    if (!filter || (!inputs && !outputs)) {
+    if (filter == nullptr || (inputs == nullptr && outputs == nullptr)) {
         return;
     }
     Quietly([&] {
@@ -197,9 +202,9 @@ void GetUnlinkedPins(IBaseFilter* filter, std::vector<IPin*>* inputs, std::vecto
             if (IsLinked(pin.Get()) || FAILED(pin->QueryDirection(&direction))) {
                 continue;
             }
-            if (direction == PINDIR_INPUT && inputs) {
+            if (direction == PINDIR_INPUT && inputs != nullptr) {
                 AppendTo(*inputs, pin);
-            } else if (direction == PINDIR_OUTPUT && outputs) {
+            } else if (direction == PINDIR_OUTPUT && outputs != nullptr) {
                 AppendTo(*outputs, pin);
             }
         }
@@ -207,11 +212,11 @@ void GetUnlinkedPins(IBaseFilter* filter, std::vector<IPin*>* inputs, std::vecto
 }
 
 void GetUnlinkedOutputPinsFromFilter(IBaseFilter* filter, std::vector<IPin*>* pins) {
-    if (!filter || !pins) {
+    if (filter == nullptr || pins == nullptr) {
         return;
     }
     Quietly([&] {
-        for (DownstreamWalk walk(filter); walk.Current(); walk.Next()) {
+        for (DownstreamWalk walk(filter); walk.Current() != nullptr; walk.Next()) {
             walk.ScanConnected([pins](ComPtr<IPin>& unconnected) {
                 AppendTo(*pins, unconnected);
                 return OutputPin::Leave;
@@ -221,20 +226,17 @@ void GetUnlinkedOutputPinsFromFilter(IBaseFilter* filter, std::vector<IPin*>* pi
 }
 
 void GetFirstUnlinkedOutputPinFromFilter(IBaseFilter* filter, IPin** pin) {
-    if (!pin) {
+    if (pin == nullptr) {
         return;
     }
     *pin = nullptr;
-    if (!filter) {
-        return;
-    }
     Quietly([&] {
-        for (DownstreamWalk walk(filter); walk.Current(); walk.Next()) {
+        for (DownstreamWalk walk(filter); walk.Current() != nullptr; walk.Next()) {
             walk.ScanConnected([pin](ComPtr<IPin>& unconnected) {
                 *pin = unconnected.Detach();
                 return OutputPin::EndScan;
             });
-            if (*pin) {
+            if (*pin != nullptr) {
                 return;
             }
         }
@@ -242,87 +244,85 @@ void GetFirstUnlinkedOutputPinFromFilter(IBaseFilter* filter, IPin** pin) {
 }
 
 int FindPinInterface(IPin* pin, const GUID& iid, void** ppv) {
-    if (!ppv) {
+    if (ppv == nullptr) {
         return 0;
     }
     *ppv = nullptr;
-    return pin ? QueryFor(pin, iid, ppv) : 0;
+    return AnswerOr(0, [&] { return pin != nullptr && QueryFor(pin, iid, ppv); });
 }
 
 int FindFilterInterface(IBaseFilter* filter, const GUID& iid, void** ppv, int searchPins,
                         int includeUnlinked) {
-    if (!ppv) {
+    if (ppv == nullptr) {
         return 0;
     }
     *ppv = nullptr;
-    if (!filter) {
+    if (filter == nullptr) {
         return 0;
     }
-    if (QueryFor(filter, iid, ppv)) {
-        return 1;
-    }
-    if (!searchPins) {
-        return 0;
-    }
-    Pins pins(filter);
-    if (pins.Failed()) {
-        return 0;
-    }
-    for (auto& pin : pins) {
-        if (includeUnlinked || IsLinked(pin.Get())) {
-            FindPinInterface(pin.Get(), iid, ppv);
-            break;
+    return AnswerOr(0, [&] {
+        if (QueryFor(filter, iid, ppv)) {
+            return true;
         }
-    }
-    // Kept: the first eligible pin alone is asked, and the answer is 1 whether or not there
-    // is such a pin and it has the interface.
-    return 1;
+        if (searchPins == 0) {
+            return false;
+        }
+        Pins pins(filter);
+        for (auto& pin : pins) {
+            if (includeUnlinked != 0 || IsLinked(pin.Get())) {
+                QueryFor(pin.Get(), iid, ppv);
+                break;
+            }
+        }
+        // Kept: the first eligible pin alone is asked, and the answer is 1 whether or not there
+        // is such a pin and it has the interface.
+        return !pins.Failed();
+    });
 }
 
 unsigned int FindInterfaceInGraphFilters(IGraphBuilder* graph, const GUID& iid, void** ppv,
                                          unsigned int capacity, int searchPins,
                                          int includeUnlinked) {
-    if (ppv) {
+    if (ppv != nullptr) {
         std::fill_n(ppv, capacity, nullptr);
     }
-    if (!graph) {
-        return 0;
-    }
     unsigned int count = 0;
-    for (auto& filter : Filters(graph)) {
-        if (!includeUnlinked && !IsFilterLinked(filter.Get())) {
-            continue;
-        }
-        void* found = nullptr;
-        const int counted =
-            FindFilterInterface(filter.Get(), iid, &found, searchPins, includeUnlinked);
-        filter.Reset();
-        if (!counted) {
-            continue;
-        }
-        // Kept: `capacity` bounds the clearing alone, and an entry may be null.
-        if (ppv) {
-            ppv[count] = found;
-        } else if (found) {
-            static_cast<IUnknown*>(found)->Release();
-        }
-        ++count;
+    if (graph == nullptr) {
+        return count;
     }
+    Quietly([&] {
+        for (auto& filter : Filters(graph)) {
+            void* found = nullptr;
+            if ((includeUnlinked == 0 && IsFilterLinked(filter.Get()) == 0) ||
+                FindFilterInterface(filter.Get(), iid, &found, searchPins, includeUnlinked) == 0) {
+                continue;
+            }
+            // Kept: `capacity` bounds the clearing alone, and an entry may be null.
+            if (ppv != nullptr) {
+                ppv[count] = found;
+            } else if (found != nullptr) {
+                static_cast<IUnknown*>(found)->Release();
+            }
+            ++count;
+        }
+    });
     return count;
 }
 
 int GetIUnknownRef(IUnknown* unknown) {
-    if (!unknown) {
+    if (unknown == nullptr) {
         return 0;
     }
-    unknown->AddRef();
-    return static_cast<int>(unknown->Release());
+    return AnswerOr(0, [&] {
+        unknown->AddRef();
+        return static_cast<int>(unknown->Release());
+    });
 }
 
 int IsSupportsPropertyPage(IBaseFilter* filter) {
-    if (!filter) {
-        return 0;
-    }
-    ComPtr<ISpecifyPropertyPages> pages;
-    return SUCCEEDED(filter->QueryInterface(IID_PPV_ARGS(pages.GetAddressOf())));
+    return AnswerOr(0, [&] {
+        ComPtr<ISpecifyPropertyPages> pages;
+        return filter != nullptr &&
+               SUCCEEDED(filter->QueryInterface(IID_PPV_ARGS(pages.GetAddressOf())));
+    });
 }

@@ -1,21 +1,15 @@
-#include "GraphToolkit/Answer.h"
 #include "GraphToolkit/PinList.h"
 #include "GraphToolkit/Ranges.h"
+#include "Guard.h"
 
 #include <ymdshow/GraphToolkit.h>
 
 #include <vector>
 
+using namespace ymdshow;
 using namespace ymdshow::toolkit;
 
 namespace {
-
-// The peer goes first, and both are disconnected even when the first fails.
-bool DisconnectBoth(IGraphBuilder* graph, IPin* peer, IPin* pin) {
-    const HRESULT first = graph->Disconnect(peer);
-    const HRESULT second = graph->Disconnect(pin);
-    return SUCCEEDED(first) && SUCCEEDED(second);
-}
 
 // Connects `out` with the first of `inputs` that will have it, which leaves the list.
 bool ConnectWithFirst(IGraphBuilder* graph, IPin* out, PinList& inputs) {
@@ -42,21 +36,23 @@ void CollectLinkedInputs(IGraphBuilder* graph, std::vector<ComPtr<IPin>>& linked
 } // namespace
 
 int LinkPin(IGraphBuilder* graph, IPin* out, IPin* in) {
-    if (!graph || !out || !in) {
+    if (graph == nullptr || out == nullptr || in == nullptr) {
         return 0;
     }
-    {
-        ComPtr<IPin> peer;
-        if (SUCCEEDED(out->ConnectedTo(peer.GetAddressOf())) && peer.Get() == in) {
-            return 1;
+    return AnswerOr(0, [&] {
+        {
+            ComPtr<IPin> peer;
+            if (SUCCEEDED(out->ConnectedTo(peer.GetAddressOf())) && peer.Get() == in) {
+                return true;
+            }
         }
-    }
-    const HRESULT hr = graph->Connect(out, in);
-    return hr == S_OK || hr == VFW_S_PARTIAL_RENDER;
+        const HRESULT hr = graph->Connect(out, in);
+        return hr == S_OK || hr == VFW_S_PARTIAL_RENDER;
+    });
 }
 
 int LinkFilter(IGraphBuilder* graph, IBaseFilter* up, IBaseFilter* down) {
-    if (!graph || !up || !down) {
+    if (graph == nullptr || up == nullptr || down == nullptr) {
         return 0;
     }
     return AnswerOr(0, [&] {
@@ -73,82 +69,88 @@ int LinkFilter(IGraphBuilder* graph, IBaseFilter* up, IBaseFilter* down) {
                 ++it;
             }
         }
-        return links > 0 ? 1 : 0;
+        return links > 0;
     });
 }
 
 int LinkFilter(IGraphBuilder* graph, IPin* out, IBaseFilter* down) {
-    if (!graph || !out || !down) {
+    if (graph == nullptr || out == nullptr || down == nullptr) {
         return 0;
     }
     return AnswerOr(0, [&] {
         PinList inputs;
         GetUnlinkedPins(down, inputs.Receive(), nullptr);
-        return ConnectWithFirst(graph, out, inputs) ? 1 : 0;
+        return ConnectWithFirst(graph, out, inputs);
     });
 }
 
 int LinkFilter(IGraphBuilder* graph, IBaseFilter* filter) {
-    if (!graph || !filter) {
+    if (graph == nullptr || filter == nullptr) {
         return 0;
     }
-    Filters filters(graph);
-    int result = 0;
-    for (auto& fetched : filters) {
-        // Kept: the reference on each fetched filter is never released.
-        IBaseFilter* const upstream = fetched.Detach();
-        if (GetUnlinkedInputPinNum(filter) < 1) {
-            break;
+    return AnswerOr(0, [&] {
+        Filters filters(graph);
+        int result = 0;
+        for (auto& fetched : filters) {
+            // Kept: the reference on each fetched filter is never released.
+            IBaseFilter* const upstream = fetched.Detach();
+            if (GetUnlinkedInputPinNum(filter) < 1) {
+                break;
+            }
+            result |= LinkFilter(graph, upstream, filter);
         }
-        result |= LinkFilter(graph, upstream, filter);
-    }
-    if (result != 1) {
+        if (result != 1) {
+            return result;
+        }
+        filters.Rewind();
+        for (auto& fetched : filters) {
+            IBaseFilter* const downstream = fetched.Detach();
+            // Kept: this counts free inputs, so outputs are linked only while an input is free.
+            if (GetUnlinkedOutputPinNum(filter) < 1) {
+                break;
+            }
+            LinkFilter(graph, filter, downstream);
+        }
         return result;
-    }
-    filters.Rewind();
-    for (auto& fetched : filters) {
-        IBaseFilter* const downstream = fetched.Detach();
-        // Kept: this counts free inputs, so outputs are linked only while an input is free.
-        if (GetUnlinkedOutputPinNum(filter) < 1) {
-            break;
-        }
-        LinkFilter(graph, filter, downstream);
-    }
-    return result;
+    });
 }
 
 int UnlinkPin(IGraphBuilder* graph, IPin* pin) {
-    if (!graph || !pin) {
+    if (graph == nullptr || pin == nullptr) {
         return 0;
     }
-    ComPtr<IPin> peer;
-    if (FAILED(pin->ConnectedTo(peer.GetAddressOf())) || !peer) {
-        return 1;
-    }
-    return DisconnectBoth(graph, peer.Get(), pin);
+    return AnswerOr(0, [&] {
+        ComPtr<IPin> peer;
+        if (FAILED(pin->ConnectedTo(peer.GetAddressOf())) || peer == nullptr) {
+            return true;
+        }
+        // The peer goes first, and both are disconnected even when the first fails.
+        const HRESULT first = graph->Disconnect(peer.Get());
+        const HRESULT second = graph->Disconnect(pin);
+        return SUCCEEDED(first) && SUCCEEDED(second);
+    });
 }
 
 int UnlinkFilter(IGraphBuilder* graph, IBaseFilter* filter) {
-    if (!graph || !filter) {
+    if (graph == nullptr || filter == nullptr) {
         return 0;
     }
-    Pins pins(filter);
-    if (pins.Failed()) {
-        return 0;
-    }
-    for (auto& pin : pins) {
-        if (!UnlinkPin(graph, pin.Get())) {
-            return 0;
+    return AnswerOr(0, [&] {
+        Pins pins(filter);
+        for (auto& pin : pins) {
+            if (UnlinkPin(graph, pin.Get()) == 0) {
+                return false;
+            }
         }
-    }
-    return 1;
+        return !pins.Failed();
+    });
 }
 
 int UnlinkGraphBuilder(IGraphBuilder* graph) {
-    if (!graph) {
+    if (graph == nullptr) {
         return 0;
     }
-    return AnswerOr(0, [graph] {
+    return AnswerOr(0, [&] {
         std::vector<ComPtr<IPin>> linked;
         CollectLinkedInputs(graph, linked);
         for (; !linked.empty(); linked.pop_back()) {

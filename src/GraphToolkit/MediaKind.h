@@ -10,14 +10,22 @@ namespace ymdshow::toolkit {
 DSPinMediaType KindOfMajorType(const GUID& majorType) noexcept;
 
 /// Tracks counted by kind.
-struct TrackCounts {
-    unsigned int video = 0;
-    unsigned int audio = 0;
-    unsigned int text = 0;
+class TrackCounts {
+public:
+    void Add(DSPinMediaType kind) noexcept { ++m_counts[kind]; }
 
-    void Add(DSPinMediaType kind) noexcept;
     /// Null pointers are skipped.
-    void Write(unsigned int* toVideo, unsigned int* toAudio, unsigned int* toText) const noexcept;
+    void Write(unsigned int* video, unsigned int* audio, unsigned int* text) const noexcept {
+        unsigned int* const targets[] = {nullptr, video, audio, text};
+        for (int kind = DSPMT_VIDEO; kind <= DSPMT_TEXT; ++kind) {
+            if (targets[kind] != nullptr) {
+                *targets[kind] = m_counts[kind];
+            }
+        }
+    }
+
+private:
+    unsigned int m_counts[DSPMT_TEXT + 1] = {};
 };
 
 } // namespace ymdshow::toolkit

@@ -1,5 +1,6 @@
 #include "BaseClasses/ComTypes.h"
 #include "GraphToolkit/Ranges.h"
+#include "Guard.h"
 
 #include <ymdshow/GraphToolkit.h>
 
@@ -26,7 +27,8 @@ private:
 
 int ShowPages(IBaseFilter* filter, HWND parent) {
     ComPtr<ISpecifyPropertyPages> specify;
-    if (FAILED(filter->QueryInterface(IID_PPV_ARGS(specify.GetAddressOf()))) || !specify) {
+    if (FAILED(filter->QueryInterface(IID_PPV_ARGS(specify.GetAddressOf()))) ||
+        specify == nullptr) {
         return 0;
     }
     PageList pages;
@@ -40,7 +42,8 @@ int ShowPages(IBaseFilter* filter, HWND parent) {
         return 0;
     }
     ComPtr<IUnknown> unknown;
-    if (FAILED(filter->QueryInterface(IID_PPV_ARGS(unknown.GetAddressOf()))) || !unknown) {
+    if (FAILED(filter->QueryInterface(IID_PPV_ARGS(unknown.GetAddressOf()))) ||
+        unknown == nullptr) {
         return 0;
     }
     IUnknown* object = unknown.Get();
@@ -51,12 +54,6 @@ int ShowPages(IBaseFilter* filter, HWND parent) {
 } // namespace
 
 int ShowPropertyPage(IBaseFilter* filter, HWND parent) {
-    if (!filter) {
-        return 0;
-    }
-    try {
-        return ShowPages(filter, parent);
-    } catch (...) {
-        return E_FAIL; // kept: a caller that tests for non-zero reads it as success
-    }
+    // Kept: a caller that tests for non-zero reads E_FAIL as success.
+    return filter != nullptr ? AnswerOr<int>(E_FAIL, [&] { return ShowPages(filter, parent); }) : 0;
 }

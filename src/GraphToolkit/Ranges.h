@@ -11,18 +11,18 @@
 
 namespace ymdshow::toolkit {
 
-template <typename T> using ComPtr = Microsoft::WRL::ComPtr<T>;
+template <class T> using ComPtr = Microsoft::WRL::ComPtr<T>;
 
 /// Gives `target` a counted reference to own. ComPtr::Attach is avoided: that of mingw-w64
 /// takes a reference of its own.
-template <typename T> void Adopt(ComPtr<T>& target, T* counted) noexcept {
+template <class T> void Adopt(ComPtr<T>& target, T* counted) noexcept {
     *target.ReleaseAndGetAddressOf() = counted;
 }
 
 /// The items of a COM enumerator, for a range-based for loop. Items are fetched one at a
-/// time while Next answers exactly S_OK, and released after their turn unless the loop
-/// detaches or moves them; leaving the loop releases the item, then the enumerator.
-template <typename Enumerator, typename Item> class EnumeratorRange {
+/// time while Next answers exactly S_OK with an item, and released after their turn unless the
+/// loop detaches or moves them; leaving the loop releases the item, then the enumerator.
+template <class Enumerator, class Item> class EnumeratorRange {
 public:
     class Iterator {
     public:
@@ -32,7 +32,9 @@ public:
             m_range.Fetch();
             return *this;
         }
-        bool operator==(std::default_sentinel_t) const noexcept { return !m_range.m_item; }
+        bool operator==(std::default_sentinel_t) const noexcept {
+            return m_range.m_item == nullptr;
+        }
 
     private:
         EnumeratorRange& m_range;
@@ -45,16 +47,17 @@ public:
     HRESULT Result() const noexcept { return m_result; }
     bool Failed() const noexcept { return FAILED(m_result); }
 
-    /// Starts the enumerator again from its first item.
+    /// Starts the enumerator again from its first item, also in the body of the loop: it then
+    /// goes on with the first. An item that the body has not detached is released before.
     void Rewind() {
         m_item.Reset();
-        if (m_enumerator) {
+        if (m_enumerator != nullptr) {
             m_enumerator->Reset();
         }
     }
 
     Iterator begin() {
-        if (m_enumerator) {
+        if (m_enumerator != nullptr) {
             Fetch();
         }
         return Iterator(*this);
@@ -66,7 +69,7 @@ protected:
 
     Enumerator** Receive() noexcept { return m_enumerator.GetAddressOf(); }
     void SetResult(HRESULT hr) {
-        m_result = SUCCEEDED(hr) && !m_enumerator ? E_POINTER : hr;
+        m_result = SUCCEEDED(hr) && m_enumerator == nullptr ? E_POINTER : hr;
         if (Failed()) {
             m_enumerator.Reset();
         }
@@ -91,10 +94,11 @@ public:
     explicit Pins(IBaseFilter* filter) { SetResult(filter->EnumPins(Receive())); }
 };
 
-/// The filters of a graph.
+/// The filters of a graph, or of its cache.
 class Filters : public EnumeratorRange<IEnumFilters, IBaseFilter> {
 public:
     explicit Filters(IFilterGraph* graph) { SetResult(graph->EnumFilters(Receive())); }
+    explicit Filters(IGraphConfig* cache) { SetResult(cache->EnumCacheFilter(Receive())); }
 };
 
 /// True when the pin says that its direction is `direction`.

@@ -1,4 +1,4 @@
-#include "GraphToolkit/Answer.h"
+#include "Guard.h"
 #include "Text/Text.h"
 
 #include <windows.h>
@@ -9,7 +9,6 @@
 #include <iterator>
 
 using namespace ymdshow;
-using namespace ymdshow::toolkit;
 
 namespace {
 
@@ -17,7 +16,7 @@ class RegistryKey {
 public:
     RegistryKey() = default;
     ~RegistryKey() {
-        if (m_key) {
+        if (m_key != nullptr) {
             RegCloseKey(m_key);
         }
     }
@@ -48,20 +47,21 @@ private:
 };
 
 bool CallEntryPoint(const char* path, const char* name) {
-    if (!path) {
+    if (path == nullptr) {
         return false;
     }
     HMODULE module = LoadLibraryA(path);
-    if (!module) {
+    if (module == nullptr) {
         module = LoadLibraryExA(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     }
-    if (!module) {
+    if (module == nullptr) {
         return false;
     }
     using EntryPoint = HRESULT(STDAPICALLTYPE*)();
-    if (const auto entry =
-            reinterpret_cast<EntryPoint>(reinterpret_cast<void*>(GetProcAddress(module, name)))) {
-        entry(); // its answer is not looked at
+    const auto entry =
+        reinterpret_cast<EntryPoint>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+    if (entry != nullptr) {
+        Quietly(entry); // its answer is not looked at
     }
     FreeLibrary(module);
     return true;

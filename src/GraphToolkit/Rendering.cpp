@@ -1,11 +1,11 @@
 #include "BaseClasses/ComTypes.h"
 #include "BaseClasses/MediaType.h"
-#include "GraphToolkit/Answer.h"
 #include "GraphToolkit/Attempts.h"
 #include "GraphToolkit/DownstreamWalk.h"
 #include "GraphToolkit/MediaKind.h"
 #include "GraphToolkit/PinList.h"
 #include "GraphToolkit/Ranges.h"
+#include "Guard.h"
 #include "Text/Text.h"
 
 #include <ymdshow/GraphToolkit.h>
@@ -25,7 +25,7 @@ void BringIntoGraph(IGraphBuilder* graph, IBaseFilter* filter) {
         }
     }
     FilterInfoHolder info;
-    if (SUCCEEDED(filter->QueryFilterInfo(info.Put())) && !info->pGraph) {
+    if (SUCCEEDED(filter->QueryFilterInfo(info.Put())) && info->pGraph == nullptr) {
         AddFilterToGraphBuilder(graph, filter, nullptr);
     }
 }
@@ -38,7 +38,7 @@ bool LinkAndCount(IGraphBuilder* graph, IPin* out, IPin* in, TrackCounts& counts
         return false;
     }
     ComPtr<IPin> feeding;
-    if (in->ConnectedTo(feeding.GetAddressOf()) != S_OK || !feeding) {
+    if (in->ConnectedTo(feeding.GetAddressOf()) != S_OK || feeding == nullptr) {
         return false;
     }
     counts.Add(GetPinMediaType(feeding.Get()));
@@ -61,43 +61,30 @@ bool FeedFirstWanted(IGraphBuilder* graph, IPin* out, PinList& wanted, TrackCoun
 TrackCounts FeedAllWanted(IGraphBuilder* graph, IBaseFilter* source, PinList& wanted) {
     TrackCounts counts;
     DownstreamWalk walk(source);
-    while (!wanted.Empty() && walk.Current()) {
+    while (!wanted.Empty() && walk.Current() != nullptr) {
         bool linked = false;
         walk.ScanConnected([&](ComPtr<IPin>& unconnected) {
             linked = FeedFirstWanted(graph, unconnected.Get(), wanted, counts);
             return linked ? OutputPin::EndScan : OutputPin::Leave;
         });
-        if (!linked) {
-            walk.Next();
-            continue;
-        }
-        walk.Abandon();
-        if (!wanted.Empty()) {
+        if (linked) {
             walk.Restart(source);
+        } else {
+            walk.Next();
         }
     }
     return counts;
 }
 
-} // namespace
-
-namespace ymdshow::toolkit {
-
-int RenderFilter(IGraphBuilder* graph, IBaseFilter* filter, HRESULT* result) {
-    HRESULT unused = S_OK;
-    HRESULT& outcome = result ? *result : unused;
-    if (!graph || !filter) {
-        outcome = E_POINTER;
-        return 0;
-    }
+// S_OK when a pin rendered, else the last failure, E_FAIL without an output pin.
+HRESULT RenderOutputs(IGraphBuilder* graph, IBaseFilter* filter) {
     BringIntoGraph(graph, filter);
-    outcome = E_FAIL;
-    int rendered = 0;
     Pins pins(filter);
     if (pins.Failed()) {
-        outcome = pins.Result();
-        return 0;
+        return pins.Result();
     }
+    HRESULT failure = E_FAIL;
+    bool isRendered = false;
     for (auto& pin : pins) {
         if (!HasDirection(pin.Get(), PINDIR_OUTPUT)) {
             continue;
@@ -105,30 +92,43 @@ int RenderFilter(IGraphBuilder* graph, IBaseFilter* filter, HRESULT* result) {
         UnlinkPin(graph, pin.Get());
         const HRESULT hr = graph->Render(pin.Get());
         if (SUCCEEDED(hr)) {
-            rendered = 1;
+            isRendered = true;
         } else {
-            outcome = hr;
+            failure = hr;
         }
     }
-    if (rendered) {
-        outcome = S_OK;
+    return isRendered ? S_OK : failure;
+}
+
+} // namespace
+
+namespace ymdshow::toolkit {
+
+int RenderFilter(IGraphBuilder* graph, IBaseFilter* filter, HRESULT* result) {
+    const HRESULT outcome = AnswerOr(E_UNEXPECTED, [&] {
+        return graph != nullptr && filter != nullptr ? RenderOutputs(graph, filter) : E_POINTER;
+    });
+    if (result != nullptr) {
+        *result = outcome;
     }
-    return rendered;
+    return outcome == S_OK;
 }
 
 HRESULT LoadSourceFile(const std::wstring& path, IBaseFilter* filter) {
-    if (!filter) {
+    if (filter == nullptr) {
         return E_POINTER;
     }
     if (path.empty()) {
         return E_INVALIDARG;
     }
-    ComPtr<IFileSourceFilter> source;
-    const HRESULT hr = filter->QueryInterface(IID_PPV_ARGS(source.GetAddressOf()));
-    if (FAILED(hr)) {
-        return hr;
-    }
-    return source ? source->Load(path.c_str(), nullptr) : E_NOINTERFACE;
+    return AnswerOr(E_UNEXPECTED, [&] {
+        ComPtr<IFileSourceFilter> source;
+        const HRESULT hr = filter->QueryInterface(IID_PPV_ARGS(source.GetAddressOf()));
+        if (FAILED(hr)) {
+            return hr;
+        }
+        return source != nullptr ? source->Load(path.c_str(), nullptr) : E_NOINTERFACE;
+    });
 }
 
 } // namespace ymdshow::toolkit
@@ -140,7 +140,7 @@ int RenderFilter(IGraphBuilder* graph, IBaseFilter* filter) {
 int TryLinkRenderToFilter(IGraphBuilder* graph, IBaseFilter* render, IBaseFilter* source,
                           unsigned int* linked, unsigned int* video, unsigned int* audio,
                           unsigned int* text) {
-    if (!graph || !render || !source) {
+    if (graph == nullptr || render == nullptr || source == nullptr) {
         return 0;
     }
     unsigned int links = 0;
@@ -161,7 +161,7 @@ int TryLinkRenderToFilter(IGraphBuilder* graph, IBaseFilter* render, IBaseFilter
         }
         return links > 0 ? 1 : 0;
     });
-    if (linked) {
+    if (linked != nullptr) {
         *linked = links;
     }
     counts.Write(video, audio, text);
@@ -170,14 +170,14 @@ int TryLinkRenderToFilter(IGraphBuilder* graph, IBaseFilter* render, IBaseFilter
 
 int TryRenderSource(IGraphBuilder* graph, IBaseFilter* source, std::vector<IBaseFilter*>& renders,
                     unsigned int* video, unsigned int* audio, unsigned int* text) {
-    if (!graph || !source || renders.empty()) {
+    if (graph == nullptr || source == nullptr || renders.empty()) {
         return 0;
     }
     return AnswerOr(0, [&] {
         PinList wanted;
         BringIntoGraph(graph, source);
         for (IBaseFilter* render : renders) {
-            if (render) {
+            if (render != nullptr) {
                 BringIntoGraph(graph, render);
                 GetUnlinkedPins(render, wanted.Receive(), nullptr);
             }
@@ -189,22 +189,18 @@ int TryRenderSource(IGraphBuilder* graph, IBaseFilter* source, std::vector<IBase
 
 int GetLinkedTrackNum(IGraphBuilder* graph, IBaseFilter* source, unsigned int* video,
                       unsigned int* audio, unsigned int* text) {
-    if (!graph || !source) {
+    if (graph == nullptr || source == nullptr) {
         return 0;
     }
     return AnswerOr(0, [&] {
         TrackCounts counts;
-        for (ArrivingPinWalk walk(source); walk.Current(); walk.Next()) {
+        for (DownstreamWalk walk(source); walk.Current() != nullptr; walk.Next()) {
             const PinTally pins = walk.ScanAll();
-            if (!pins.enumerated || pins.outputs > 0 || !walk.Arriving()) {
-                continue;
-            }
             MediaType type;
-            if (SUCCEEDED(walk.Arriving()->ConnectionMediaType(type.Put()))) {
+            if (pins.enumerated && pins.outputs == 0 && walk.Arriving() != nullptr &&
+                SUCCEEDED(walk.Arriving()->ConnectionMediaType(type.Put()))) {
                 counts.Add(KindOfMajorType(type->majortype));
             }
-            type.Reset();
-            walk.ForgetArriving();
         }
         counts.Write(video, audio, text);
         return 1;
@@ -212,9 +208,6 @@ int GetLinkedTrackNum(IGraphBuilder* graph, IBaseFilter* source, unsigned int* v
 }
 
 int TrySourceFilter(const std::string& path, IBaseFilter* filter) {
-    if (!filter || path.empty()) {
-        return 0;
-    }
     return AnswerOr(0, [&] { return TrySourceFilter(text::ToWide(path), filter); });
 }
 

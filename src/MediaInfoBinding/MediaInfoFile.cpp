@@ -1,7 +1,5 @@
 #include "MediaInfoBinding/MediaInfoFile.h"
 
-#include <windows.h>
-
 #include <limits>
 
 #include "Text/Text.h"
@@ -9,34 +7,8 @@
 namespace ymdshow::mediainfo {
 namespace {
 
-constexpr UINT ChineseCodePage = 936;
-constexpr int InfoText = 1;
-constexpr int SearchByName = 0;
-
-// The system's conversion, not text::DecodeUtf8: titles in a report hold characters beyond
-// the basic plane, and the bytes of a damaged file, which must not cost the whole text.
-std::wstring WideFromUtf8(const char* text) {
-    const int units = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
-    if (units <= 1) {
-        return {};
-    }
-    std::wstring wide(static_cast<std::size_t>(units), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text, -1, wide.data(), units);
-    wide.pop_back();
-    return wide;
-}
-
-std::string Utf8FromWide(const std::wstring& wide) {
-    const int bytes =
-        WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
-    if (bytes <= 1) {
-        return {};
-    }
-    std::string text(static_cast<std::size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, text.data(), bytes, nullptr, nullptr);
-    text.pop_back();
-    return text;
-}
+constexpr int kInfoText = 1;
+constexpr int kSearchByName = 0;
 
 } // namespace
 
@@ -56,16 +28,13 @@ MediaInfoFile::~MediaInfoFile() {
     }
 }
 
-// The library's narrow interface speaks the process's ANSI code page. Where that is 936
-// nothing has to be said; elsewhere UTF-8 alone carries every path and title. The choice is
-// process-wide in the library, so it is renewed for each handle: a host that uses the same
-// DLL may have changed it. It is made with a handle because the library frees what it keeps
-// for calls without one when another thread deletes the last handle.
+// The library's narrow interface speaks the process's ANSI code page unless it is told
+// otherwise, and UTF-8 alone carries every path and title. The choice is process-wide in the
+// library, so it is renewed for each handle: a host that uses the same DLL may have changed it.
+// It is made with a handle because the library frees what it keeps for calls without one when
+// another thread deletes the last handle.
 void MediaInfoFile::ChooseCharacterSet() {
-    if (GetACP() == ChineseCodePage) {
-        return;
-    }
-    const char* answer = m_library->option(m_handle, "CharSet", "UTF-8");
+    const char* const answer = m_library->option(m_handle, "CharSet", "UTF-8");
     // A version that does not know the option says so.
     m_isUtf8 = answer != nullptr && *answer == '\0';
 }
@@ -101,7 +70,8 @@ std::string MediaInfoFile::Option(const char* name, const std::wstring& value) {
     if (m_handle == nullptr) {
         return LoadFailureText();
     }
-    const std::string text = m_isUtf8 ? Utf8FromWide(value) : text::ToNarrow(value);
+    const std::string text =
+        m_isUtf8 ? text::EncodeUtf8(value, text::Utf8::Full) : text::ToNarrow(value);
     return FromLibrary(m_library->option(m_handle, name, text.c_str()));
 }
 
@@ -109,8 +79,8 @@ std::string MediaInfoFile::Get(StreamKind kind, std::size_t stream, const char* 
     if (m_handle == nullptr) {
         return LoadFailureText();
     }
-    return FromLibrary(m_library->get(m_handle, static_cast<int>(kind), stream, parameter, InfoText,
-                                      SearchByName));
+    return FromLibrary(m_library->get(m_handle, static_cast<int>(kind), stream, parameter,
+                                      kInfoText, kSearchByName));
 }
 
 std::uint32_t MediaInfoFile::Count(StreamKind kind) const {
@@ -128,7 +98,7 @@ std::string MediaInfoFile::Inform() const {
 }
 
 std::string MediaInfoFile::ToLibrary(const std::string& text) const {
-    return m_isUtf8 && !text::IsAscii(text) ? Utf8FromWide(text::ToWide(text)) : text;
+    return m_isUtf8 ? text::EncodeUtf8(text::ToWide(text), text::Utf8::Full) : text;
 }
 
 // The returned text is copied at once: the library overwrites it with its next answer.
@@ -136,7 +106,9 @@ std::string MediaInfoFile::FromLibrary(const char* text) const {
     if (text == nullptr) {
         return {};
     }
-    return m_isUtf8 && !text::IsAscii(text) ? text::ToNarrow(WideFromUtf8(text)) : text;
+    // What is no UTF-8 although that was asked for is in the code page as it stands.
+    return m_isUtf8 && text::IsUtf8(text) ? text::ToNarrow(text::DecodeUtf8(text, text::Utf8::Full))
+                                          : text;
 }
 
 } // namespace ymdshow::mediainfo

@@ -9,7 +9,7 @@ namespace {
 
 // The library's published dynamic-loading interface. One that lacks any of these names is
 // another library or too old to be trusted.
-constexpr const char* RequiredNames[] = {
+constexpr const char* kRequiredNames[] = {
     "MediaInfoA_New",
     "MediaInfoListA_New",
     "MediaInfoA_Delete",
@@ -72,7 +72,7 @@ template <class Function> void Resolve(HMODULE module, const char* name, Functio
 }
 
 bool ResolveAll(HMODULE module, EntryPoints& entryPoints) {
-    for (const char* name : RequiredNames) {
+    for (const char* name : kRequiredNames) {
         if (GetProcAddress(module, name) == nullptr) {
             return false;
         }

@@ -1,8 +1,6 @@
 #include "Text/Text.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
 
 namespace ymdshow::text {
 
@@ -47,16 +45,7 @@ std::wstring LowerAscii(std::wstring text) {
 }
 
 bool IsAscii(std::string_view text) {
-    // Eight bytes at a time: script texts are long and nearly always ASCII.
-    std::size_t at = 0;
-    for (; at + sizeof(std::uint64_t) <= text.size(); at += sizeof(std::uint64_t)) {
-        std::uint64_t word;
-        std::memcpy(&word, text.data() + at, sizeof word);
-        if ((word & 0x8080808080808080ULL) != 0) {
-            return false;
-        }
-    }
-    return std::all_of(text.begin() + static_cast<std::ptrdiff_t>(at), text.end(),
+    return std::all_of(text.begin(), text.end(),
                        [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 

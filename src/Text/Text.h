@@ -4,27 +4,22 @@
 #include <string>
 #include <string_view>
 
+#include "Text/Utf8.h"
+
 /// Text of the library: code page 936, UTF-8, UTF-16. Knows no other room and no
 /// platform type; wide strings hold UTF-16 code units wherever wchar_t is wider.
 namespace ymdshow::text {
 
 // ---- code page 936 -------------------------------------------------------------
 
-/// Code page 936 to UTF-16 as the C runtime's mbstowcs does it under the locale
-/// "chs": conversion ends at the first zero byte, and text that is not valid in the
-/// code page gives an empty string. The process locale is neither used nor changed.
-std::wstring ToWide(const std::string& narrow);
+/// Code page 936 to UTF-16, up to the first zero. Text that is not valid in the code page
+/// gives an empty string. The process locale is neither used nor changed.
+std::wstring ToWide(std::string_view narrow);
 
-/// The same into a string whose memory is used again.
-void ToWide(std::string_view narrow, std::wstring& wide);
-
-/// UTF-16 to code page 936 as wcstombs does it under "chs", up to the first zero. A
-/// character that the code page lacks becomes '?', so that the rest of a path or a
-/// name stays readable; TryToNarrow tells that case.
-std::string ToNarrow(const std::wstring& wide);
-
-/// The same; false, with `narrow` as ToNarrow gives it, when a character was lost.
-bool TryToNarrow(const std::wstring& wide, std::string& narrow);
+/// UTF-16 to code page 936, up to the first zero. A character that the code page lacks
+/// becomes '?', so that the rest of a path or a name stays readable; `isLossy` tells that
+/// case.
+std::string ToNarrow(std::wstring_view wide, bool* isLossy = nullptr);
 
 /// Begins a double-byte character of code page 936.
 constexpr bool IsLeadByte(unsigned char byte) {
@@ -42,23 +37,22 @@ constexpr bool IsTrailByte(unsigned char byte) {
 /// sequence the answer is yes without looking further, and plain ASCII is no.
 bool LooksLikeUtf8(std::string_view bytes);
 
-/// UTF-8 to UTF-16. A leading byte-order mark is skipped. Only sequences of one to
-/// three bytes are taken, each giving one code unit (surrogates and overlong forms
-/// included); anything else makes the whole text empty. Where it went wrong goes to
-/// `badOffset`, npos when nothing did.
-std::wstring DecodeUtf8(std::string_view bytes, std::size_t* badOffset = nullptr);
+/// How much of UTF-8 is meant.
+enum class Utf8 {
+    Short, ///< sequences of one to three bytes, each one code unit: surrogates come one by
+           ///< one, overlong forms are read; the rule of scripts
+    Full,  ///< well-formed sequences of one to four bytes
+};
 
-/// The inverse: each code unit on its own becomes one to three bytes, so that a
-/// surrogate pair comes back from DecodeUtf8 as the same pair.
-std::string EncodeUtf8(std::wstring_view units);
+/// UTF-8 to UTF-16. A leading byte-order mark is skipped. A byte that begins no sequence
+/// makes the whole text empty; where it is goes to `badOffset`, npos when there is none.
+std::wstring DecodeUtf8(std::string_view bytes, Utf8 rule, std::size_t* badOffset = nullptr);
+
+/// The inverse. Surrogates without their other half become U+FFFD under `Full`.
+std::string EncodeUtf8(std::wstring_view units, Utf8 rule);
 
 /// UTF-16 bytes without their byte-order mark. An odd last byte is dropped.
 std::wstring DecodeUtf16(std::string_view bytes, bool bigEndian);
-
-/// Length of the well-formed UTF-8 sequence of two to four bytes at the start of
-/// `bytes` (no overlong form, no surrogate, nothing above U+10FFFF); 0 when there is
-/// none, a plain ASCII byte included.
-std::size_t Utf8SequenceLength(std::string_view bytes);
 
 // ---- trimming and letter case --------------------------------------------------
 
@@ -72,5 +66,10 @@ std::wstring LowerAscii(std::wstring text);
 
 /// Only bytes below 0x80.
 bool IsAscii(std::string_view text);
+
+// ---- files ---------------------------------------------------------------------
+
+/// The bytes of a file, untranslated. False when it cannot be opened or read.
+bool ReadFile(const std::wstring& path, std::string& bytes);
 
 } // namespace ymdshow::text

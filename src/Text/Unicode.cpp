@@ -17,7 +17,7 @@ bool HasUtf8Mark(std::string_view bytes) {
 }
 
 /// Bytes of the sequence that `lead` begins, 1 to 3; 0 when it begins none.
-std::size_t ShortSequenceLength(unsigned char lead) {
+std::size_t ShortLength(unsigned char lead) {
     if (lead < 0x80) {
         return 1;
     }
@@ -27,16 +27,39 @@ std::size_t ShortSequenceLength(unsigned char lead) {
     return lead < 0xE0 ? 2 : 3;
 }
 
+/// The same for the sequence at `at`; 0 when it is not whole.
+std::size_t ShortLength(std::string_view bytes, std::size_t at) {
+    const std::size_t length = ShortLength(ByteAt(bytes, at));
+    for (std::size_t i = 1; i < length; ++i) {
+        if (!IsContinuation(bytes, at + i)) {
+            return 0;
+        }
+    }
+    return length;
+}
+
+void AppendUtf8(std::string& bytes, unsigned value) {
+    if (value < 0x80) {
+        bytes.push_back(static_cast<char>(value));
+        return;
+    }
+    const int more = value < 0x800 ? 1 : value < 0x10000 ? 2 : 3;
+    bytes.push_back(static_cast<char>((0xFF00 >> (more + 1) & 0xFF) | value >> 6 * more));
+    for (int i = more - 1; i >= 0; --i) {
+        bytes.push_back(static_cast<char>(0x80 | (value >> 6 * i & 0x3F)));
+    }
+}
+
 } // namespace
 
 bool LooksLikeUtf8(std::string_view bytes) {
-    constexpr int enough = 5;
+    constexpr int kEnough = 5;
     if (HasUtf8Mark(bytes)) {
         return true;
     }
     int sequences = 0;
     for (std::size_t at = 0; at < bytes.size();) {
-        const std::size_t length = ShortSequenceLength(ByteAt(bytes, at));
+        const std::size_t length = ShortLength(ByteAt(bytes, at));
         if (length == 0) {
             return false;
         }
@@ -48,7 +71,7 @@ bool LooksLikeUtf8(std::string_view bytes) {
                 return false;
             }
         }
-        if (length > 1 && ++sequences == enough) {
+        if (length > 1 && ++sequences == kEnough) {
             return true;
         }
         at += length;
@@ -56,50 +79,53 @@ bool LooksLikeUtf8(std::string_view bytes) {
     return sequences > 0;
 }
 
-std::wstring DecodeUtf8(std::string_view bytes, std::size_t* badOffset) {
+std::wstring DecodeUtf8(std::string_view bytes, Utf8 rule, std::size_t* badOffset) {
     if (badOffset != nullptr) {
         *badOffset = std::string_view::npos;
     }
     std::wstring units;
     units.reserve(bytes.size());
     for (std::size_t at = HasUtf8Mark(bytes) ? 3 : 0; at < bytes.size();) {
-        const unsigned char lead = ByteAt(bytes, at);
-        const std::size_t length = ShortSequenceLength(lead);
-        unsigned unit = length == 1 ? lead : lead & (length == 2 ? 0x1FU : 0x0FU);
-        bool good = length != 0;
-        for (std::size_t i = 1; good && i < length; ++i) {
-            good = IsContinuation(bytes, at + i);
-            if (good) {
-                unit = unit << 6 | (ByteAt(bytes, at + i) & 0x3FU);
-            }
-        }
-        if (!good) {
+        const std::size_t length =
+            rule == Utf8::Full ? Utf8SequenceLength(bytes.substr(at, 4)) : ShortLength(bytes, at);
+        if (length == 0) {
             if (badOffset != nullptr) {
                 *badOffset = at;
             }
             return {};
         }
-        units.push_back(static_cast<wchar_t>(unit));
+        unsigned value = ByteAt(bytes, at) & (length == 1 ? 0x7FU : 0x7FU >> length);
+        for (std::size_t i = 1; i < length; ++i) {
+            value = value << 6 | (ByteAt(bytes, at + i) & 0x3FU);
+        }
+        if (value > 0xFFFF) {
+            units.push_back(static_cast<wchar_t>(0xD800 + ((value - 0x10000) >> 10)));
+            value = 0xDC00 | (value & 0x3FF);
+        }
+        units.push_back(static_cast<wchar_t>(value));
         at += length;
     }
     return units;
 }
 
-std::string EncodeUtf8(std::wstring_view units) {
+std::string EncodeUtf8(std::wstring_view units, Utf8 rule) {
+    const auto unitAt = [units](std::size_t at) {
+        return at < units.size() ? static_cast<unsigned>(units[at]) & 0xFFFFU : 0;
+    };
     std::string bytes;
     bytes.reserve(units.size());
-    for (const wchar_t c : units) {
-        const unsigned unit = static_cast<unsigned>(c) & 0xFFFFU;
-        if (unit < 0x80) {
-            bytes.push_back(static_cast<char>(unit));
-        } else if (unit < 0x800) {
-            bytes.push_back(static_cast<char>(0xC0 | unit >> 6));
-            bytes.push_back(static_cast<char>(0x80 | (unit & 0x3F)));
-        } else {
-            bytes.push_back(static_cast<char>(0xE0 | unit >> 12));
-            bytes.push_back(static_cast<char>(0x80 | (unit >> 6 & 0x3F)));
-            bytes.push_back(static_cast<char>(0x80 | (unit & 0x3F)));
+    for (std::size_t at = 0; at < units.size(); ++at) {
+        unsigned value = unitAt(at);
+        if (rule == Utf8::Full && (value & 0xF800) == 0xD800) {
+            const unsigned next = unitAt(at + 1);
+            if (value < 0xDC00 && (next & 0xFC00) == 0xDC00) {
+                value = 0x10000 + ((value & 0x3FF) << 10 | (next & 0x3FF));
+                ++at;
+            } else {
+                value = 0xFFFD;
+            }
         }
+        AppendUtf8(bytes, value);
     }
     return bytes;
 }
@@ -113,30 +139,6 @@ std::wstring DecodeUtf16(std::string_view bytes, bool bigEndian) {
         units[i] = static_cast<wchar_t>(unit);
     }
     return units;
-}
-
-std::size_t Utf8SequenceLength(std::string_view bytes) {
-    if (bytes.empty()) {
-        return 0;
-    }
-    const unsigned char lead = ByteAt(bytes, 0);
-    const std::size_t length = lead >= 0xC2 && lead <= 0xDF   ? 2
-                               : lead >= 0xE0 && lead <= 0xEF ? 3
-                               : lead >= 0xF0 && lead <= 0xF4 ? 4
-                                                              : 0;
-    for (std::size_t i = 1; i < length; ++i) {
-        if (!IsContinuation(bytes, i)) {
-            return 0;
-        }
-    }
-    if (length < 3) {
-        return length;
-    }
-    const unsigned char second = ByteAt(bytes, 1);
-    const bool overlong = (lead == 0xE0 && second < 0xA0) || (lead == 0xF0 && second < 0x90);
-    const bool surrogate = lead == 0xED && second >= 0xA0;
-    const bool beyond = lead == 0xF4 && second >= 0x90;
-    return overlong || surrogate || beyond ? 0 : length;
 }
 
 } // namespace ymdshow::text

@@ -1,10 +1,10 @@
 #include <ymdshow/CoderScheme.h>
 
+#include "Guard.h"
 #include "Text/Text.h"
 #include "YMCoderScheme/SchemeLoader.h"
-#include "YMCoderScheme/ScriptFile.h"
 
-#include <exception>
+#include <optional>
 #include <utility>
 
 namespace ymdshow {
@@ -24,28 +24,37 @@ DuplicateSchemes(const std::map<std::string, std::shared_ptr<CCoderScheme::Schem
     return copies;
 }
 
-/// Runs a load whose exceptions, those of memory that ran out, are its failure.
+/// Runs a load. Whatever is thrown, mostly by memory that ran out, is its failure.
 template <class Action> bool RunLoad(SchemeLoadReport& report, Action&& action) {
     std::wstring reason; // made before there is need
-    try {
+    const std::optional<bool> loaded = AnswerOr(std::optional<bool>(), [&] {
         reason = L"memory ran out";
         ReportBuilder builder(report);
-        return action(builder);
-    } catch (const std::exception&) {
+        return std::optional<bool>(action(builder));
+    });
+    if (!loaded.has_value()) {
         report = {};
         report.failure = Failure::OutOfMemory;
         report.failureReason = std::move(reason);
-        return false;
     }
+    return loaded.value_or(false);
 }
 
-/// Runs an operation that fails when memory runs out.
-template <class Action> bool RunGuarded(Action&& action) {
-    try {
-        return action();
-    } catch (const std::exception&) {
-        return false;
+bool LoadFile(const SchemeTables& tables, const std::wstring& path, int replace,
+              ReportBuilder& report) {
+    if (path.empty()) {
+        return report.Fail(Failure::NoPath, L"there is no path");
     }
+    std::string bytes;
+    if (!text::ReadFile(path, bytes)) {
+        return report.Fail(Failure::CannotOpen, L"the file cannot be opened or read");
+    }
+    ScriptText script;
+    TextPosition bad;
+    if (!script.SetFile(std::move(bytes), &bad)) {
+        return report.Fail(Failure::Encoding, L"the file is malformed UTF-8", bad);
+    }
+    return LoadScript(tables, script, replace != 0, report);
 }
 
 } // namespace
@@ -73,36 +82,21 @@ CCoderScheme::~CCoderScheme() {
 
 bool CCoderScheme::LoadScheme(const std::wstring& path, int replace) {
     return RunLoad(m_report, [&](ReportBuilder& report) {
-        if (path.empty()) {
-            return report.Fail(Failure::NoPath, L"there is no path");
-        }
-        std::string bytes;
-        if (!ReadScriptFile(path, bytes)) {
-            return report.Fail(Failure::CannotOpen, L"the file cannot be opened or read");
-        }
-        ScriptText script;
-        TextPosition bad;
-        if (!script.SetFile(std::move(bytes), &bad)) {
-            return report.Fail(Failure::Encoding, L"the file is malformed UTF-8", bad);
-        }
-        return SchemeLoader::Load({m_mapFilterInfo, m_mapScheme}, script, replace != 0, report);
+        return LoadFile({m_mapFilterInfo, m_mapScheme}, path, replace, report);
     });
 }
 
 bool CCoderScheme::LoadScheme(const std::string& path, int replace) {
-    std::wstring wide;
-    const auto widen = [&](ReportBuilder&) {
-        wide = text::ToWide(path);
-        return true;
-    };
-    return RunLoad(m_report, widen) && LoadScheme(wide, replace);
+    return RunLoad(m_report, [&](ReportBuilder& report) {
+        return LoadFile({m_mapFilterInfo, m_mapScheme}, text::ToWide(path), replace, report);
+    });
 }
 
 bool CCoderScheme::LoadSchemeByScript(const std::string& script, int replace) {
     return RunLoad(m_report, [&](ReportBuilder& report) {
         ScriptText text;
         text.SetScript(script);
-        return SchemeLoader::Load({m_mapFilterInfo, m_mapScheme}, text, replace != 0, report);
+        return LoadScript({m_mapFilterInfo, m_mapScheme}, text, replace != 0, report);
     });
 }
 
@@ -124,16 +118,17 @@ bool CCoderScheme::FindScheme(const std::string& type, Scheme** out) {
 }
 
 bool CCoderScheme::FindScheme(const std::wstring& type, Scheme** out) {
-    return RunGuarded([&] { return FindScheme(text::ToNarrow(type), out); });
+    return AnswerOr(false, [&] { return FindScheme(text::ToNarrow(type), out); });
 }
 
 bool CCoderScheme::ConfigScheme(const std::vector<std::string>& types, Scheme& out) {
-    return RunGuarded([&] {
-        NameIndex index(out.listFilter);
+    return AnswerOr(false, [&] {
+        FilterNames names;
+        AddNames(out.listFilter, names);
         for (const std::string& type : types) {
             Scheme* scheme = nullptr;
             if (FindScheme(type, &scheme)) {
-                MergeFilters(out.listFilter, std::list<FilterInfo*>(scheme->listFilter), index);
+                MergeFilters(out.listFilter, scheme->listFilter, names);
             }
         }
         return true;
@@ -141,9 +136,8 @@ bool CCoderScheme::ConfigScheme(const std::vector<std::string>& types, Scheme& o
 }
 
 bool CCoderScheme::ConfigScheme(const std::vector<std::wstring>& types, Scheme& out) {
-    return RunGuarded([&] {
+    return AnswerOr(false, [&] {
         std::vector<std::string> narrow;
-        narrow.reserve(types.size());
         for (const std::wstring& type : types) {
             narrow.push_back(text::ToNarrow(type));
         }
@@ -156,20 +150,15 @@ const SchemeLoadReport& CCoderScheme::GetLoadReport() const {
 }
 
 std::vector<std::string> CCoderScheme::GetSchemeTypes() const {
-    std::vector<std::string> types;
-    const bool complete = RunGuarded([&] {
-        types.reserve(m_mapScheme.size());
+    return AnswerOr(std::vector<std::string>(), [&] {
+        std::vector<std::string> types;
         for (const auto& [type, scheme] : m_mapScheme) {
             if (!type.empty()) { // a blank name in a script makes this; no look-up finds it
                 types.push_back(type);
             }
         }
-        return true;
+        return types;
     });
-    if (!complete) {
-        types.clear();
-    }
-    return types;
 }
 
 void CCoderScheme::UnloadScheme() {

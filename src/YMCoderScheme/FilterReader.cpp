@@ -2,6 +2,7 @@
 
 #include "Text/Text.h"
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -12,39 +13,25 @@ namespace ymdshow {
 namespace {
 
 using Kind = SchemeLoadReport::Kind;
+using Key = FilterObject::Key;
 
-/// What a member is for: a text, or a flag, which any value will do for.
-struct Key {
-    std::string_view name;
-    const Json::Value* FilterObject::*member;
-    bool isText;
-};
-
-constexpr Key keys[] = {
-    {"Name", &FilterObject::name, true},
-    {"CLSID", &FilterObject::clsid, true},
-    {"Path", &FilterObject::path, true},
-    {"Type", &FilterObject::type, true},
-    {"IsTryReplace", &FilterObject::isTryReplace, false},
-    {"IsOnlyOne", &FilterObject::isOnlyOne, false},
-    {"IsCache", &FilterObject::isCache, false},
-    {"CategoryCLSID", &FilterObject::categoryClsid, true},
-    {"DMOCategoryClsid", &FilterObject::dmoCategoryClsid, true},
-};
+constexpr std::string_view kKeys[FilterObject::KeyCount] = {
+    "Name",         "CLSID",     "Path",   "Type", "CategoryCLSID", "DMOCategoryClsid",
+    "IsTryReplace", "IsOnlyOne", "IsCache"};
 
 struct Role {
     std::wstring_view name;
     std::int32_t value;
 };
 
-constexpr Role roles[] = {{L"source", 1}, {L"transform", 2}, {L"render", 4}};
+constexpr Role kRoles[] = {{L"source", 1}, {L"transform", 2}, {L"render", 4}};
 
 struct DmoCategory {
     std::wstring_view name;
     GUID guid;
 };
 
-constexpr DmoCategory dmoCategories[] = {
+constexpr DmoCategory kDmoCategories[] = {
     {L"DMOCATEGORY_AUDIO_DECODER",
      {0x57f2db8b, 0xe6bb, 0x4513, {0x9d, 0x43, 0xdc, 0xd2, 0xa6, 0x59, 0x31, 0x25}}},
     {L"DMOCATEGORY_VIDEO_DECODER",
@@ -77,9 +64,8 @@ bool ToBool(const Json::Value* value, bool missing) {
 
 } // namespace
 
-FilterObject FilterReader::Collect(const Json::Value& value, const ScriptPlace& place) {
+FilterObject FilterReader::Collect(const Json::Value& value) {
     FilterObject object;
-    object.object = &value;
     if (!value.isObject()) {
         return object;
     }
@@ -87,101 +73,89 @@ FilterObject FilterReader::Collect(const Json::Value& value, const ScriptPlace& 
         const char* end = nullptr;
         const char* begin = it.memberName(&end);
         const std::string_view name(begin, static_cast<std::size_t>(end - begin));
-        const Key* key = std::begin(keys);
-        while (key != std::end(keys) && key->name != name) {
-            ++key;
-        }
-        if (key == std::end(keys)) {
-            m_report.Add(Kind::UnknownKey, place, name, m_document.OffsetOf(*it),
-                         L"no filter has this key");
+        const auto key = std::find(std::begin(kKeys), std::end(kKeys), name) - std::begin(kKeys);
+        if (key == FilterObject::KeyCount) {
+            m_report.Add(Kind::UnknownKey, name, *it, L"no filter has this key");
         } else if (!it->isNull()) {
-            const bool isWrong = key->isText && !it->isString();
+            const bool isWrong = key < FilterObject::IsTryReplace && !it->isString();
             if (isWrong) {
-                m_report.Add(Kind::WrongType, place, name, m_document.OffsetOf(*it),
-                             L"is no string");
+                m_report.Add(Kind::WrongType, name, *it, L"is no string");
             }
             // A "CLSID" that is no string still makes the object a description.
-            if (!isWrong || key->member == &FilterObject::clsid) {
-                object.*key->member = &*it;
+            if (!isWrong || key == FilterObject::Clsid) {
+                object.members[key] = &*it;
             }
         }
     }
+    object.isReference = value.size() == 1 && object[Key::Name] != nullptr;
     return object;
 }
 
 const std::wstring& FilterReader::GetName(const FilterObject& object) {
-    m_document.GetWide(*object.name, m_name);
+    m_document.GetWide(*object[Key::Name], m_name);
     return m_name;
 }
 
-std::shared_ptr<FilterInfo> FilterReader::Read(const FilterObject& object,
-                                               const ScriptPlace& place) {
-    if (object.name == nullptr || object.clsid == nullptr || !object.clsid->isString()) {
+std::shared_ptr<FilterInfo> FilterReader::Read(const FilterObject& object) {
+    if (!object[Key::Clsid]->isString()) {
         return nullptr;
     }
     auto info = std::make_shared<FilterInfo>();
-    ReadText(*object.name, place, "Name", info->strName);
-    if (object.path != nullptr) {
-        ReadText(*object.path, place, "Path", info->strPath);
+    ReadText(object, Key::Name, info->strName);
+    ReadText(object, Key::Path, info->strPath);
+    if (object[Key::Type] != nullptr) {
+        info->nType = ReadRole(*object[Key::Type]);
     }
-    if (object.type != nullptr) {
-        info->nType = ReadRole(*object.type, place);
-    }
-    info->bTryReplace = ToBool(object.isTryReplace, info->bTryReplace);
-    info->bOnlyOne = ToBool(object.isOnlyOne, info->bOnlyOne);
-    info->bCache = ToBool(object.isCache, info->bCache);
-    if (object.categoryClsid != nullptr) {
-        info->bHasCategory = true;
-        ReadGuid(*object.categoryClsid, place, "CategoryCLSID", info->clsidCategory);
-    }
-    if (object.dmoCategoryClsid != nullptr) {
-        info->bHasDMOCategory = true;
-        ReadDmoCategory(*object.dmoCategoryClsid, place, info->clsidDMOCategory);
-    }
-    ReadGuid(*object.clsid, place, "CLSID", info->clsid);
+    info->bTryReplace = ToBool(object[Key::IsTryReplace], info->bTryReplace);
+    info->bOnlyOne = ToBool(object[Key::IsOnlyOne], info->bOnlyOne);
+    info->bCache = ToBool(object[Key::IsCache], info->bCache);
+    info->bHasCategory = ReadGuid(object, Key::CategoryClsid, info->clsidCategory);
+    info->bHasDMOCategory = ReadGuid(object, Key::DmoCategoryClsid, info->clsidDMOCategory);
+    ReadGuid(object, Key::Clsid, info->clsid);
     return info;
 }
 
-void FilterReader::ReadText(const Json::Value& value, const ScriptPlace& place, const char* key,
-                            std::wstring& text) {
-    m_document.GetWide(value, text);
-    if (text.empty() && ToBool(&value, false)) {
-        m_report.Add(Kind::UnreadableText, place, key, m_document.OffsetOf(value),
+void FilterReader::ReadText(const FilterObject& object, Key key, std::wstring& text) {
+    if (object[key] == nullptr) {
+        return;
+    }
+    m_document.GetWide(*object[key], text);
+    if (text.empty() && ToBool(object[key], false)) {
+        m_report.Add(Kind::UnreadableText, kKeys[key], *object[key],
                      L"is text neither in code page 936 nor in UTF-8 of one to three bytes a "
                      L"character, and read as empty");
     }
 }
 
-void FilterReader::ReadGuid(const Json::Value& value, const ScriptPlace& place, const char* key,
-                            GUID& guid) {
-    m_document.GetWide(value, m_text);
-    if (FAILED(CLSIDFromString(m_text.c_str(), &guid))) {
-        m_report.Add(Kind::MalformedGuid, place, key, m_document.OffsetOf(value), L"is no GUID:",
-                     m_text);
+/// False when there is no such member; what it holds need be no GUID.
+bool FilterReader::ReadGuid(const FilterObject& object, Key key, GUID& guid) {
+    if (object[key] == nullptr) {
+        return false;
     }
-}
-
-void FilterReader::ReadDmoCategory(const Json::Value& value, const ScriptPlace& place, GUID& guid) {
-    m_document.GetWide(value, m_text);
-    for (const DmoCategory& category : dmoCategories) {
-        if (category.name == m_text) {
-            guid = category.guid;
-            return;
+    m_document.GetWide(*object[key], m_text);
+    if (key == Key::DmoCategoryClsid) {
+        for (const DmoCategory& category : kDmoCategories) {
+            if (category.name == m_text) {
+                guid = category.guid;
+                return true;
+            }
         }
     }
-    ReadGuid(value, place, "DMOCategoryClsid", guid);
+    if (FAILED(CLSIDFromString(m_text.c_str(), &guid))) {
+        m_report.Add(Kind::MalformedGuid, kKeys[key], *object[key], L"is no GUID:" + Quote(m_text));
+    }
+    return true;
 }
 
-std::int32_t FilterReader::ReadRole(const Json::Value& value, const ScriptPlace& place) {
+std::int32_t FilterReader::ReadRole(const Json::Value& value) {
     m_document.GetWide(value, m_text);
     m_text = text::LowerAscii(std::move(m_text));
-    for (const Role& role : roles) {
+    for (const Role& role : kRoles) {
         if (role.name == text::Trim(m_text)) {
             return role.value;
         }
     }
-    m_report.Add(Kind::UnknownRole, place, "Type", m_document.OffsetOf(value), L"names no role:",
-                 m_text);
+    m_report.Add(Kind::UnknownRole, "Type", value, L"names no role:" + Quote(m_text));
     return 0;
 }
 

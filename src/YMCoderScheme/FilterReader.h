@@ -9,21 +9,27 @@
 
 namespace ymdshow {
 
-/// The members of a filter object; null where a key is missing or its value is null.
+/// The members of a filter object by their keys.
 struct FilterObject {
-    const Json::Value* object = nullptr;
-    const Json::Value* name = nullptr;
-    const Json::Value* clsid = nullptr;
-    const Json::Value* path = nullptr;
-    const Json::Value* type = nullptr;
-    const Json::Value* isTryReplace = nullptr;
-    const Json::Value* isOnlyOne = nullptr;
-    const Json::Value* isCache = nullptr;
-    const Json::Value* categoryClsid = nullptr;
-    const Json::Value* dmoCategoryClsid = nullptr;
+    /// The last three are flags, for which any value will do; the others are texts.
+    enum Key {
+        Name,
+        Clsid,
+        Path,
+        Type,
+        CategoryClsid,
+        DmoCategoryClsid,
+        IsTryReplace,
+        IsOnlyOne,
+        IsCache,
+        KeyCount
+    };
 
-    /// Nothing but a name.
-    bool IsReference() const { return name != nullptr && object->size() == 1; }
+    /// Null where a key is missing or its value is null.
+    const Json::Value* members[KeyCount] = {};
+    bool isReference = false; ///< nothing but a name
+
+    const Json::Value* operator[](Key key) const { return members[key]; }
 };
 
 /// Sorts the members of filter objects and makes filter descriptions of them.
@@ -34,20 +40,18 @@ public:
 
     /// Also of a value that is no object: it has no members. Text members that are no
     /// strings count as missing, but for "CLSID", see Read.
-    FilterObject Collect(const Json::Value& value, const ScriptPlace& place);
+    FilterObject Collect(const Json::Value& value);
 
     /// The name, valid until the next call.
     const std::wstring& GetName(const FilterObject& object);
 
-    /// Null when `object` has no "Name" or a "CLSID" that is no string.
-    std::shared_ptr<FilterInfo> Read(const FilterObject& object, const ScriptPlace& place);
+    /// Of an object that has a "Name" and a "CLSID"; null when the latter is no string.
+    std::shared_ptr<FilterInfo> Read(const FilterObject& object);
 
 private:
-    void ReadText(const Json::Value& value, const ScriptPlace& place, const char* key,
-                  std::wstring& text);
-    void ReadGuid(const Json::Value& value, const ScriptPlace& place, const char* key, GUID& guid);
-    void ReadDmoCategory(const Json::Value& value, const ScriptPlace& place, GUID& guid);
-    std::int32_t ReadRole(const Json::Value& value, const ScriptPlace& place);
+    void ReadText(const FilterObject& object, FilterObject::Key key, std::wstring& text);
+    bool ReadGuid(const FilterObject& object, FilterObject::Key key, GUID& guid);
+    std::int32_t ReadRole(const Json::Value& value);
 
     const ScriptDocument& m_document;
     ReportBuilder& m_report;

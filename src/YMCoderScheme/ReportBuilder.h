@@ -2,8 +2,12 @@
 
 #include "YMCoderScheme/ScriptText.h"
 
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include <json/json.h>
 
 #include <ymdshow/SchemeReport.h>
 
@@ -12,11 +16,11 @@ namespace ymdshow {
 /// A part of the script by its indices, put into words only when it is reported.
 struct ScriptPlace {
     enum class List { None, Filter, Schemes };
-    static constexpr std::size_t none = static_cast<std::size_t>(-1);
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
     List list = List::None;
-    std::size_t index = none;
-    std::size_t filter = none; ///< in the scheme's "Filters"
+    std::size_t index = kNone;
+    std::size_t filter = kNone; ///< in the scheme's "Filters"
 
     std::wstring ToText(std::string_view key) const;
 };
@@ -28,28 +32,29 @@ public:
     using Kind = SchemeLoadReport::Kind;
     using Failure = SchemeLoadReport::Failure;
 
-    explicit ReportBuilder(SchemeLoadReport& report);
+    explicit ReportBuilder(SchemeLoadReport& report) : m_report(report) { m_report = {}; }
 
-    /// Adds an entry about what stands at `place` or, with a `key`, under that key there;
-    /// `offset` is in ScriptText::ForReader. A `quoted` text follows the reason.
-    void Add(Kind kind, const ScriptPlace& place, std::string_view key, std::size_t offset,
-             std::wstring_view reason);
-    void Add(Kind kind, const ScriptPlace& place, std::string_view key, std::size_t offset,
-             std::wstring_view reason, std::wstring_view quoted);
+    /// What is reported from here on stands at `place`.
+    void MoveTo(const ScriptPlace& place) { m_place = place; }
 
-    /// Answers false, for a load to pass on. `offset` is in ScriptText::ForReader.
-    bool Fail(Failure failure, std::wstring_view reason);
-    bool Fail(Failure failure, std::wstring_view reason, const TextPosition& position);
+    /// Adds an entry about `value`, which is what stands at the place or, with a `key`, under
+    /// that key there.
+    void Add(Kind kind, std::string_view key, const Json::Value& value, std::wstring reason);
+
+    /// Answers false, for a load to pass on.
+    bool Fail(Failure failure, std::wstring reason, const TextPosition& position = {});
 
     void Finish(const ScriptText& text);
 
-    /// Forgets all.
-    void Reset();
-
 private:
     SchemeLoadReport& m_report;
-    std::vector<std::size_t> m_offsets; ///< one for each entry
+    ScriptPlace m_place;
+    /// Where each entry's value is in ScriptText::ForReader, and the entry's index.
+    std::vector<std::pair<std::size_t, std::size_t>> m_offsets;
 };
+
+/// The beginning of `text` in quotes, to follow a reason.
+std::wstring Quote(std::wstring_view text);
 
 /// Text in code page 936 as UTF-16 to be shown: what is not valid becomes '?'.
 std::wstring ShownText(std::string_view text);

@@ -3,18 +3,16 @@
 #include "YMCoderScheme/ScriptText.h"
 
 #include <cstddef>
-#include <memory>
 #include <string>
 
 #include <json/json.h>
 
 namespace ymdshow {
 
-/// A parsed script, or a part of one. Refers to the text that it was parsed from.
+/// A parsed script. Refers to the text that it was parsed from.
 class ScriptDocument {
 public:
-    explicit ScriptDocument(const ScriptText& text);
-    ~ScriptDocument();
+    explicit ScriptDocument(const ScriptText& text) : m_text(text) {}
     ScriptDocument(const ScriptDocument&) = delete;
     ScriptDocument& operator=(const ScriptDocument&) = delete;
 
@@ -28,15 +26,7 @@ public:
     /// what stands behind the document is not looked at.
     bool Parse(SyntaxError& error);
 
-    /// Parses one object, which takes up the whole range of ScriptText::ForReader. What
-    /// was parsed before is gone.
-    bool ParsePart(std::size_t begin, std::size_t end);
-
-    /// Where a value begins in ScriptText::ForReader.
-    std::size_t OffsetOf(const Json::Value& value) const;
-
-    /// Its reader may take out what it has done with.
-    Json::Value& Root() { return m_root; }
+    const Json::Value& Root() const { return m_root; }
 
     /// The value of a string as UTF-16: decoded as UTF-8 when it is surely that, else
     /// converted from code page 936. Empty when neither is possible.
@@ -49,12 +39,8 @@ public:
 private:
     bool HasEscape(const Json::Value& string) const;
 
-    struct Reader;
-
     const ScriptText& m_text;
-    std::unique_ptr<Reader> m_reader;
     Json::Value m_root;
-    std::size_t m_begin = 0; ///< of the part that m_root was parsed from
 };
 
 } // namespace ymdshow

@@ -1,16 +1,16 @@
 #include "YMCoderScheme/ScriptText.h"
 
 #include "Text/Text.h"
-#include "YMCoderScheme/TextLocation.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace ymdshow {
 
 namespace {
 
-constexpr std::size_t escapeLength = 6; // \uXXXX
+constexpr std::size_t kEscapeLength = 6; // \uXXXX
 
 bool IsHighByte(char c) {
     return static_cast<unsigned char>(c) >= 0x80;
@@ -18,8 +18,8 @@ bool IsHighByte(char c) {
 
 /// A \u escape for a character beyond ASCII begins at `at`.
 bool IsWideEscape(std::string_view text, std::size_t at) {
-    const std::string_view escape = text.substr(at, escapeLength);
-    return escape.size() == escapeLength && escape.substr(0, 2) == "\\u" &&
+    const std::string_view escape = text.substr(at, kEscapeLength);
+    return escape.size() == kEscapeLength && escape.substr(0, 2) == "\\u" &&
            (escape.substr(2, 2) != "00" || escape[4] >= '8');
 }
 
@@ -102,119 +102,61 @@ void AppendEscape(std::string& out, wchar_t unit) {
     }
 }
 
-/// Receives the text piece by piece and builds what the reader gets.
-class Rewriter {
-public:
-    explicit Rewriter(std::string& out) : m_out(out) {}
-    void Copy(std::string_view text, std::size_t begin, std::size_t end) {
-        m_out.append(text, begin, end - begin);
-    }
-    void Replace(std::size_t, std::string_view by) { m_out += by; }
-
-private:
-    std::string& m_out;
-};
-
-/// Receives the same pieces and turns sorted offsets of the outcome into offsets of
-/// the original.
-class Mapper {
-public:
-    Mapper(const std::vector<std::size_t>& offsets, std::vector<std::size_t>& original)
-        : m_offsets(offsets), m_original(original) {}
-    void Copy(std::string_view, std::size_t begin, std::size_t end) {
-        for (const std::size_t size = end - begin; More(size);) {
-            m_original.push_back(begin + (m_offsets[m_original.size()] - m_size));
-        }
-        m_size += end - begin;
-    }
-    void Replace(std::size_t begin, std::string_view by) {
-        while (More(by.size())) {
-            m_original.push_back(begin);
-        }
-        m_size += by.size();
-    }
-
-private:
-    bool More(std::size_t size) const {
-        return m_original.size() < m_offsets.size() && m_offsets[m_original.size()] < m_size + size;
-    }
-
-    const std::vector<std::size_t>& m_offsets;
-    std::vector<std::size_t>& m_original;
-    std::size_t m_size = 0;
-};
-
 /// With an escape in it the whole literal becomes escapes, so that its value is UTF-8
 /// throughout; otherwise second bytes that look like a backslash are doubled and the
 /// value has the bytes of the literal.
-template <class Sink>
-void RewriteLiteral(std::string_view text, std::size_t begin, const Literal& literal, Sink& sink) {
+void AppendRewritten(std::string& out, std::string_view text, bool hasWideEscape) {
     Literal scratch;
-    std::size_t copied = begin;
-    for (std::size_t at = begin + 1; at < literal.end;) {
-        const std::size_t next = std::min(StepAnsi(text, at, scratch), literal.end);
-        const bool isPair = next == at + 2 && IsHighByte(text[at]);
-        std::string by;
-        if (isPair && literal.hasWideEscape) {
-            for (const wchar_t unit : text::ToWide(std::string(text.substr(at, 2)))) {
-                AppendEscape(by, unit);
-            }
-        } else if (isPair && text[at + 1] == '\\') {
-            by = {text[at], '\\', '\\'};
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t next = std::min(StepAnsi(text, at, scratch), text.size());
+        const std::string_view character = text.substr(at, next - at);
+        const bool isPair = character.size() == 2 && IsHighByte(character[0]);
+        const std::wstring wide = isPair && hasWideEscape ? text::ToWide(character) : L"";
+        for (const wchar_t unit : wide) {
+            AppendEscape(out, unit);
         }
-        if (!by.empty()) {
-            sink.Copy(text, copied, at);
-            sink.Replace(at, by);
-            copied = next;
+        if (wide.empty()) {
+            out += character;
+            if (isPair && character[1] == '\\') {
+                out += '\\';
+            }
         }
         at = next;
     }
-    sink.Copy(text, copied, literal.end);
-}
-
-/// True when a literal was rewritten; the sink has got all of the text then. With
-/// `force` it gets the text in any case.
-template <class Sink> bool RewriteText(std::string_view text, bool force, Sink& sink) {
-    bool rewritten = false;
-    std::size_t copied = 0;
-    for (std::size_t at = 0; at < text.size();) {
-        if (text[at] == '/') {
-            at = SkipComment(text, at);
-            continue;
-        }
-        if (text[at] != '"') {
-            ++at;
-            continue;
-        }
-        const Literal literal = ScanLiteral(text, at);
-        if (literal.NeedsRewriting()) {
-            rewritten = true;
-            sink.Copy(text, copied, at);
-            RewriteLiteral(text, at, literal, sink);
-            copied = literal.end;
-        }
-        at = literal.end;
-    }
-    if (rewritten || force) {
-        sink.Copy(text, copied, text.size());
-    }
-    return rewritten;
 }
 
 } // namespace
 
 void ScriptText::SetScript(std::string_view script) {
-    m_original = script;
-    m_forReader = script;
-    m_mayHaveEscapes = script.find("\\u") != script.npos;
-    if (text::IsAscii(script)) {
-        return;
+    m_original = m_forReader = script;
+    if (!text::IsAscii(script)) {
+        Rewrite();
     }
-    Rewriter rewriter(m_rewritten);
-    m_rewritten.reserve(script.size() + script.size() / 16);
-    if (RewriteText(script, false, rewriter)) {
+    m_mayHaveEscapes = m_forReader.find("\\u") != m_forReader.npos;
+}
+
+void ScriptText::Rewrite() {
+    std::size_t copied = 0;
+    for (std::size_t at = 0; at < m_original.size();) {
+        if (m_original[at] == '/') {
+            at = SkipComment(m_original, at);
+        } else if (m_original[at] != '"') {
+            ++at;
+        } else {
+            const Literal literal = ScanLiteral(m_original, at);
+            if (literal.NeedsRewriting()) {
+                m_rewritten.append(m_original, copied, at - copied);
+                AppendRewritten(m_rewritten, m_original.substr(at, literal.end - at),
+                                literal.hasWideEscape);
+                m_rewrites.push_back({m_rewritten.size(), literal.end});
+                copied = literal.end;
+            }
+            at = literal.end;
+        }
+    }
+    if (copied > 0) {
+        m_rewritten.append(m_original, copied);
         m_forReader = m_rewritten;
-        m_mayHaveEscapes = m_rewritten.find("\\u") != std::string::npos;
     }
 }
 
@@ -232,16 +174,16 @@ bool ScriptText::SetFile(std::string bytes, TextPosition* bad) {
     if (isLittle || isBig) {
         wide = text::DecodeUtf16(std::string_view(bytes).substr(2), isBig);
     } else {
-        wide = text::DecodeUtf8(bytes, &badOffset);
+        wide = text::DecodeUtf8(bytes, text::Utf8::Short, &badOffset);
     }
     if (badOffset != std::string::npos) {
-        *bad = LocateOffsets(bytes, true, {badOffset}).front();
+        *bad = TextLocator(bytes, true).Find(badOffset);
         return false;
     }
     // The text goes on as UTF-8 rather than through code page 936, which would lose
     // characters; like that conversion it ends at the first zero.
     bytes = {};
-    m_storage = text::EncodeUtf8(wide.c_str());
+    m_storage = text::EncodeUtf8(wide.c_str(), text::Utf8::Short);
     m_original = m_forReader = m_storage;
     m_isUnicode = m_mayHaveEscapes = true;
     return true;
@@ -260,37 +202,15 @@ bool ScriptText::HasEscape(std::size_t begin, std::size_t end) const {
     return false;
 }
 
-std::vector<std::size_t>
-ScriptText::OffsetsInOriginal(const std::vector<std::size_t>& offsets) const {
-    std::vector<std::size_t> original;
-    Mapper mapper(offsets, original);
-    RewriteText(m_original, true, mapper);
-    original.resize(offsets.size(), m_original.size());
-    return original;
-}
-
-std::vector<TextPosition> ScriptText::Locate(const std::vector<std::size_t>& offsets) const {
-    // The walks go once through the text, so they take the offsets in order.
-    std::vector<std::size_t> order(offsets.size());
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        order[i] = i;
+std::size_t ScriptText::OffsetInOriginal(std::size_t offset) const {
+    const auto next =
+        std::upper_bound(m_rewrites.begin(), m_rewrites.end(), offset,
+                         [](std::size_t at, const RewriteEnd& end) { return at < end.inReader; });
+    if (next == m_rewrites.begin()) {
+        return offset;
     }
-    std::sort(order.begin(), order.end(),
-              [&offsets](std::size_t a, std::size_t b) { return offsets[a] < offsets[b]; });
-    std::vector<std::size_t> sorted;
-    sorted.reserve(order.size());
-    for (const std::size_t i : order) {
-        sorted.push_back(offsets[i]);
-    }
-    if (!m_rewritten.empty()) {
-        sorted = OffsetsInOriginal(sorted);
-    }
-    const std::vector<TextPosition> located = LocateOffsets(m_original, m_isUnicode, sorted);
-    std::vector<TextPosition> positions(offsets.size());
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        positions[order[i]] = located[i];
-    }
-    return positions;
+    const RewriteEnd& end = *std::prev(next);
+    return end.inOriginal + (offset - end.inReader);
 }
 
 std::size_t OffsetBeyondDepth(std::string_view text, std::size_t depth) {

@@ -5,13 +5,9 @@
 #include <string_view>
 #include <vector>
 
-namespace ymdshow {
+#include "YMCoderScheme/TextLocation.h"
 
-/// A place in a text, both counted from 1; the column in characters.
-struct TextPosition {
-    std::size_t line = 0;
-    std::size_t column = 0;
-};
+namespace ymdshow {
 
 /// The text of a script in the form that the JSON reader takes, and the way back from
 /// there to the text as it was given.
@@ -44,14 +40,24 @@ public:
     /// The text between two offsets of ForReader holds a \u escape beyond ASCII.
     bool HasEscape(std::size_t begin, std::size_t end) const;
 
-    /// Where offsets of ForReader are in the text as it was given.
-    std::vector<TextPosition> Locate(const std::vector<std::size_t>& offsets) const;
+    /// The text as it was given, for lines and columns.
+    TextLocator Locator() const { return {m_original, m_isUnicode}; }
+
+    /// Where an offset of ForReader is in it.
+    std::size_t OffsetInOriginal(std::size_t offset) const;
 
 private:
-    std::vector<std::size_t> OffsetsInOriginal(const std::vector<std::size_t>& offsets) const;
+    /// Behind a literal that was rewritten.
+    struct RewriteEnd {
+        std::size_t inReader;
+        std::size_t inOriginal;
+    };
+
+    void Rewrite();
 
     std::string m_storage;
     std::string m_rewritten;
+    std::vector<RewriteEnd> m_rewrites;
     std::string_view m_original;
     std::string_view m_forReader;
     bool m_isUnicode = false;

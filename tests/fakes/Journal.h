@@ -11,6 +11,7 @@
 #include <cstring>
 #include <map>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -145,6 +146,12 @@ private:
     std::vector<Slot> m_slots{16384};
 };
 
+/// As the result of a call: it throws a C++ exception instead of answering.
+inline constexpr HRESULT kThrows = MAKE_HRESULT(SEVERITY_ERROR, FACILITY_NULL, 0x7777);
+inline HRESULT Give(HRESULT result) {
+    return result != kThrows ? result : throw std::runtime_error("a fake throws");
+}
+
 /// What a method answers instead of its own result. With a success code it does its work
 /// all the same.
 struct Answer {
@@ -265,12 +272,12 @@ HRESULT Invoke(std::string_view object, ResultTable& results, CallKind kind, con
         std::apply([&](auto&... arg) { (..., write(std::exchange(separator, ", "), arg)); }, args);
         write(sizeof...(Args) > 0 ? ")" : "");
         if (const HRESULT fault = Announce(kind, line); fault != S_OK) {
-            return fault;
+            return Give(fault);
         }
     }
     const auto answer = results.Take(method);
     const HRESULT result = !answer || answer->act ? run() : S_OK;
-    return answer ? answer->result : result;
+    return answer ? Give(answer->result) : result;
 }
 
 } // namespace fakes

@@ -10,7 +10,7 @@ fakes::MediaInfoTable FakeTable;
 
 namespace {
 
-/// The choice of a character set, which only some ANSI code pages need, is not written down.
+/// The choice of a character set, made with each handle, is not written down.
 std::string Ask(const std::string& call) {
     FakeTable.calls += call.starts_with("Option CharSet=") ? "" : call + "\n";
     const auto found = FakeTable.answers.find(call);

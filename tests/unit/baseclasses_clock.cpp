@@ -18,7 +18,7 @@ using Microsoft::WRL::ComPtr;
 
 constexpr REFERENCE_TIME kMillisecond = 10'000;
 constexpr REFERENCE_TIME kHour = 3600 * 1000 * kMillisecond;
-constexpr REFERENCE_TIME kNever = CAdviseScheduler::kNever;
+constexpr REFERENCE_TIME kNever = AdviseScheduler::kNever;
 constexpr DWORD kLongEnough = 60'000; // ms; only ever waited for in full by a failing test
 
 /// An event or a semaphore.
@@ -47,9 +47,7 @@ private:
 
 class BaseClassesClock : public testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_EQ(S_OK, CSystemClock::Create(nullptr, IID_PPV_ARGS(&m_clock)));
-    }
+    void SetUp() override { ASSERT_EQ(S_OK, SystemClock::Create(nullptr, IID_PPV_ARGS(&m_clock))); }
     REFERENCE_TIME Now() {
         REFERENCE_TIME time = 0;
         EXPECT_TRUE(SUCCEEDED(m_clock->GetTime(&time)));
@@ -64,7 +62,7 @@ TEST_F(BaseClassesClock, RefusesBadArguments) {
     EXPECT_EQ(nullptr, out);
     EXPECT_EQ(E_POINTER, m_clock->QueryInterface(__uuidof(IUnknown), nullptr));
     out = &out;
-    EXPECT_EQ(CLASS_E_NOAGGREGATION, CSystemClock::Create(m_clock.Get(), __uuidof(IUnknown), &out));
+    EXPECT_EQ(CLASS_E_NOAGGREGATION, SystemClock::Create(m_clock.Get(), __uuidof(IUnknown), &out));
     EXPECT_EQ(nullptr, out);
 
     const Signal event;
@@ -169,7 +167,7 @@ TEST(BaseClassesClockLifetime, EndsWithAdvisesPendingOrJustStarted) {
     const Signal semaphore(1'000'000'000);
     for (int round = 0; round < 60; ++round) {
         ComPtr<IReferenceClock> clock;
-        ASSERT_EQ(S_OK, CSystemClock::Create(nullptr, IID_PPV_ARGS(&clock)));
+        ASSERT_EQ(S_OK, SystemClock::Create(nullptr, IID_PPV_ARGS(&clock)));
         EXPECT_FALSE(server::CanUnload());
         DWORD_PTR cookie = 0;
         if (round % 3 != 0) {
@@ -185,7 +183,7 @@ TEST(BaseClassesClockLifetime, EndsWithAdvisesPendingOrJustStarted) {
 }
 
 TEST(BaseClassesScheduler, PeriodicAtTheLimits) {
-    CAdviseScheduler scheduler;
+    AdviseScheduler scheduler;
     const Signal small(5);
     const Signal large(1'000'000'000);
     scheduler.AddPeriodic(1, 1, small.Get());
@@ -196,7 +194,7 @@ TEST(BaseClassesScheduler, PeriodicAtTheLimits) {
     }
     EXPECT_FALSE(small.Take());
     // The next time would not fit: it ends instead of wrapping round.
-    CAdviseScheduler ending;
+    AdviseScheduler ending;
     const auto cookie = ending.AddPeriodic(kNever - 5, 10, large.Get()).cookie;
     EXPECT_EQ(kNever, ending.Advance(kNever - 1));
     EXPECT_EQ(1, large.Count());
@@ -209,7 +207,7 @@ TEST(BaseClassesScheduler, PeriodicAtTheLimits) {
 }
 
 TEST(BaseClassesScheduler, SaysWhatIsFirstAndWhatIsNext) {
-    CAdviseScheduler scheduler;
+    AdviseScheduler scheduler;
     const Signal late, early, equal, periodic(1'000'000);
     EXPECT_EQ(kNever, scheduler.Advance(1));
     const auto first = scheduler.AddOneShot(50, late.Get());
@@ -236,7 +234,7 @@ TEST(BaseClassesScheduler, SaysWhatIsFirstAndWhatIsNext) {
 
 /// Once Cancel has returned, the handle may be closed: nothing fires into it.
 TEST(BaseClassesScheduler, CancelIsFinalWhileAnotherThreadFires) {
-    CAdviseScheduler scheduler;
+    AdviseScheduler scheduler;
     std::jthread firing([&](const std::stop_token& end) {
         for (REFERENCE_TIME now = 1; !end.stop_requested(); ++now) {
             scheduler.Advance(now);

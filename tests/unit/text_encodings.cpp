@@ -22,7 +22,6 @@ std::wstring Widen(const std::string& text) {
 
 TEST(CodePage936, EveryTextOfTwoBytesConvertsLikeTheCRuntime) {
     ASSERT_NE(chs, nullptr);
-    std::string all;
     for (int first = 1; first <= 0xFF; ++first) {
         const std::string one(1, static_cast<char>(first));
         const bool isLead = text::IsLeadByte(static_cast<unsigned char>(first));
@@ -30,13 +29,9 @@ TEST(CodePage936, EveryTextOfTwoBytesConvertsLikeTheCRuntime) {
         EXPECT_EQ(text::ToWide(one), isLead ? L"" : Widen(one)) << std::hex << first;
         for (int second = 1; second <= 0xFF; ++second) {
             const std::string bytes = one + static_cast<char>(second);
-            const std::wstring wide = text::ToWide(bytes);
-            ASSERT_EQ(wide, Widen(bytes)) << std::hex << first << " " << second;
-            all += isLead && !wide.empty() ? bytes : "";
+            ASSERT_EQ(text::ToWide(bytes), Widen(bytes)) << std::hex << first << " " << second;
         }
     }
-    EXPECT_GT(all.size(), 2 * 20000U);
-    EXPECT_EQ(text::ToWide(all), Widen(all));
 }
 
 TEST(CodePage936, EveryCodeUnitConvertsLikeTheCRuntime) {
@@ -44,9 +39,9 @@ TEST(CodePage936, EveryCodeUnitConvertsLikeTheCRuntime) {
         const wchar_t wide[] = {static_cast<wchar_t>(unit), L'\0'};
         char expected[3] = {};
         const bool isKnown = _wcstombs_l(expected, wide, sizeof expected, chs) != failed;
-        std::string narrow;
-        ASSERT_EQ(text::TryToNarrow(wide, narrow), isKnown) << std::hex << unit;
-        ASSERT_EQ(narrow, isKnown ? expected : "?") << std::hex << unit;
+        bool isLossy = false;
+        ASSERT_EQ(text::ToNarrow(wide, &isLossy), isKnown ? expected : "?") << std::hex << unit;
+        ASSERT_NE(isLossy, isKnown) << std::hex << unit;
     }
 }
 
@@ -73,34 +68,32 @@ TEST(Utf8, IsGuessedFromUpToFiveSequences) {
     }
 }
 
-TEST(Utf8, DecodesOneToThreeBytesOrNothing) {
+TEST(Utf8, DecodesByItsRuleOrNothing) {
+    using text::Utf8;
     std::size_t bad = 0;
-    EXPECT_EQ(text::DecodeUtf8("\xEF\xBB\xBF\xE4\xB8\xAD\xED\xA0\xBD\xC1\x81", &bad),
+    EXPECT_EQ(text::DecodeUtf8("\xEF\xBB\xBF\xE4\xB8\xAD\xED\xA0\xBD\xC1\x81", Utf8::Short, &bad),
               L"中\xD83D\x41");
     EXPECT_EQ(bad, std::string::npos); // surrogates one by one and overlong forms do
     for (const char* bytes :
          {"ab\x80", "ab\xF0\x9F\x98\x80", "ab\xC3\x28", "ab\xE4\xB8", "ab\xE4\x28\xAD", "ab\xC3"}) {
-        EXPECT_EQ(text::DecodeUtf8(bytes, &bad), L"") << bytes;
+        EXPECT_EQ(text::DecodeUtf8(bytes, Utf8::Short, &bad), L"") << bytes;
         EXPECT_EQ(bad, 2U) << bytes;
     }
     std::wstring units;
     for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
         units += static_cast<wchar_t>(unit);
     }
-    EXPECT_EQ(text::DecodeUtf8(text::EncodeUtf8(units)), units);
-    EXPECT_EQ(text::EncodeUtf8(L"\x7F\x80\x7FF\x800"), "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80");
-}
+    EXPECT_EQ(text::DecodeUtf8(text::EncodeUtf8(units, Utf8::Short), Utf8::Short), units);
+    EXPECT_EQ(text::EncodeUtf8(L"\x7F\x80\x7FF\x800", Utf8::Short),
+              "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80");
 
-TEST(Utf8, SequencesAreWellFormedOrNone) {
-    for (const std::string good : {"\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
-                                   "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
-        EXPECT_EQ(text::Utf8SequenceLength(good + "z"), good.size()) << good;
-    }
-    for (const char* bad :
-         {"", "a", "\x80", "\xC1\x81", "\xE0\x9F\x81", "\xED\xA0\x80", "\xF0\x8F\x80\x81",
-          "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE4\xB8", "\xE4\xB8z", "\xE4z\xAD"}) {
-        EXPECT_EQ(text::Utf8SequenceLength(bad), 0U) << bad;
-    }
+    const std::wstring full = L"a\u00DF中\xD800\xDC00\xDBFF\xDFFF";
+    const std::string bytes = "a\xC3\x9F\xE4\xB8\xAD\xF0\x90\x80\x80\xF4\x8F\xBF\xBF";
+    EXPECT_EQ(text::EncodeUtf8(full, Utf8::Full), bytes);
+    EXPECT_EQ(text::DecodeUtf8("\xEF\xBB\xBF" + bytes, Utf8::Full), full);
+    EXPECT_EQ(text::EncodeUtf8(L"\xDC00z\xD800", Utf8::Full), "\xEF\xBF\xBDz\xEF\xBF\xBD");
+    EXPECT_EQ(text::DecodeUtf8("ab\xED\xA0\x80", Utf8::Full, &bad), L"");
+    EXPECT_EQ(bad, 2U);
 }
 
 TEST(Text, ComesInTwoByteOrdersAndOtherBlanks) {
@@ -111,12 +104,8 @@ TEST(Text, ComesInTwoByteOrdersAndOtherBlanks) {
     EXPECT_EQ(text::Trim(std::wstring_view(L"\r\n\u3000x\t ")), L"\u3000x");
     EXPECT_EQ(text::LowerAscii("[AZ]@\xC4"), "[az]@\xC4");
     EXPECT_EQ(text::LowerAscii(L"AZ\u00C4\uFF21"s), L"az\u00C4\uFF21");
-    for (std::size_t at = 0; at < 20; ++at) {
-        std::string text(20, '\x7F');
-        EXPECT_TRUE(text::IsAscii(text));
-        text[at] = '\x80';
-        EXPECT_FALSE(text::IsAscii(text)) << at;
-    }
+    EXPECT_TRUE(text::IsAscii("\x7F"));
+    EXPECT_FALSE(text::IsAscii("a\x80"));
 }
 
 } // namespace

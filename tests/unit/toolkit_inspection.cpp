@@ -72,8 +72,10 @@ TEST_F(Inspection, EnumeratorsThatBendTheRules) {
     FakePin& pin = filter.InPin();
     FakeFilter& up = Add("Up", {Out()});
     Join(up.OutPin(), pin);
-    up.enumResults["Next"] = Do(S_FALSE);
-    EXPECT_EQ(IsFilterLinked(&up), 0);
+    for (const Answer& answer : {Do(S_FALSE), Skip(S_OK)}) { // the second without an item
+        up.enumResults["Next"] = answer;
+        EXPECT_EQ(IsFilterLinked(&up), 0);
+    }
     filter.results["EnumPins"] = Do(E_FAIL);
     EXPECT_EQ(IsFilterLinked(&filter), 0);
     void* found = Stale<void>();
@@ -239,16 +241,21 @@ TEST_F(Creation, FirstReadableMemberOfTheClassOrTheName) {
     EXPECT_EQ(OfName(L"Two") + OfName(L"tw") + OfName(L"two "), "nonenonenone");
     devices.FailNext(E_FAIL);
     EXPECT_EQ(OfName(L"two"), "none");
+    RunFaultPlan([] { OfClass(3), OfName(L"two"); }, {kThrows, nullptr});
 }
 
 TEST_F(Creation, OfAClass) {
-    const FakeFilterClass made("Made", Number(1), {});
+    FakeFilterClass made("Made", Number(1), {});
     for (const auto& [number, name] : {std::pair(1, "Made"), {2, "none"}}) {
         IBaseFilter* filter = Stale<IBaseFilter>();
         GetFilterByCLSID(Number(static_cast<unsigned long>(number)), &filter);
         EXPECT_EQ(TakeName(filter), name);
     }
     IBaseFilter* filter = Stale<IBaseFilter>();
+    made.FailNext(kThrows);
+    GetFilterByCLSID(Number(1), &filter);
+    EXPECT_EQ(filter, nullptr);
+    filter = Stale<IBaseFilter>();
     GetFilterByName(kCategory, nullptr, &filter);
     EXPECT_EQ(filter, Stale<IBaseFilter>()); // untouched, unlike all others
     wchar_t name[] = L"two";

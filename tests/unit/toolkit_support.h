@@ -21,7 +21,7 @@ template <class T> T* Stale() {
 /// The name of the fake behind an interface, which is released; "none" for null.
 inline std::string TakeName(void* found) {
     auto* const unknown = static_cast<IUnknown*>(found);
-    if (!unknown) {
+    if (unknown == nullptr) {
         return "none";
     }
     const std::string name = AsFake(unknown)->Name();

@@ -43,10 +43,10 @@ Bytes Dib(long width, long height, WORD bits, DWORD compression, const Bytes& pi
 }
 
 // A picture of 2x2: white above black, but for RGB its left pixels are blue above red.
-const Bytes Rgb24{0, 0, 255, 0, 0, 0, 0, 0, 255, 0, 0, 255, 255, 255, 0, 0};
-const Bytes WhiteOverBlack{255, 255, 255, 255, 255, 255, 0, 0, 0, 0, 0, 0};
-const Bytes Red{0, 0, 254, 0, 0, 254, 0, 0, 254, 0, 0, 254};
-const Bytes BlueWhiteRedBlack{255, 0, 0, 255, 255, 255, 0, 0, 255, 0, 0, 0};
+const Bytes kRgb24{0, 0, 255, 0, 0, 0, 0, 0, 255, 0, 0, 255, 255, 255, 0, 0};
+const Bytes kWhiteOverBlack{255, 255, 255, 255, 255, 255, 0, 0, 0, 0, 0, 0};
+const Bytes kRed{0, 0, 254, 0, 0, 254, 0, 0, 254, 0, 0, 254};
+const Bytes kBlueWhiteRedBlack{255, 0, 0, 255, 255, 255, 0, 0, 255, 0, 0, 0};
 
 TEST(YmdsDib, DecodesEveryFormatTheRightWayUp) {
     const struct {
@@ -57,29 +57,29 @@ TEST(YmdsDib, DecodesEveryFormatTheRightWayUp) {
     } cases[] = {
         {"RGB24 from the bottom",
          Dib(2, 2, 24, BI_RGB, {0, 0, 255, 0, 0, 0, 9, 9, 255, 0, 0, 255, 255, 255, 9, 9}), false,
-         BlueWhiteRedBlack},
+         kBlueWhiteRedBlack},
         {"RGB24 from the top",
          Dib(2, -2, 24, BI_RGB, {255, 0, 0, 255, 255, 255, 9, 9, 0, 0, 255, 0, 0, 0, 9, 9}), false,
-         BlueWhiteRedBlack},
+         kBlueWhiteRedBlack},
         {"RGB32 whose header is wrong about the direction",
          Dib(2, 2, 32, BI_RGB, {255, 0, 0, 9, 255, 255, 255, 9, 0, 0, 255, 9, 0, 0, 0, 9}), true,
-         BlueWhiteRedBlack},
+         kBlueWhiteRedBlack},
         {"RGB555", Dib(2, 2, 16, BI_RGB, {0, 0x7C, 0, 0, 0x1F, 0, 0xFF, 0x7F}), false,
-         BlueWhiteRedBlack},
+         kBlueWhiteRedBlack},
         {"RGB565",
          Dib(2, 2, 16, BI_BITFIELDS, {0, 0xF8, 0, 0, 0xE0, 0x07, 0,    0,   0x1F, 0, 0, 0, //
                                       0, 0xF8, 0, 0, 0x1F, 0,    0xFF, 0xFF}),
-         false, BlueWhiteRedBlack},
+         false, kBlueWhiteRedBlack},
         {"YUY2", Dib(2, 2, 16, FourCc("YUY2"), {235, 128, 235, 128, 16, 128, 16, 128}), false,
-         WhiteOverBlack},
+         kWhiteOverBlack},
         {"UYVY", Dib(2, 2, 16, FourCc("UYVY"), {128, 235, 128, 235, 128, 16, 128, 16}), false,
-         WhiteOverBlack},
-        {"YV12", Dib(2, 2, 12, FourCc("YV12"), {81, 81, 81, 81, 240, 90}), false, Red},
-        {"I420", Dib(2, 2, 12, FourCc("I420"), {81, 81, 81, 81, 90, 240}), false, Red},
-        {"NV12", Dib(2, 2, 12, FourCc("NV12"), {81, 81, 81, 81, 90, 240}), false, Red},
+         kWhiteOverBlack},
+        {"YV12", Dib(2, 2, 12, FourCc("YV12"), {81, 81, 81, 81, 240, 90}), false, kRed},
+        {"I420", Dib(2, 2, 12, FourCc("I420"), {81, 81, 81, 81, 90, 240}), false, kRed},
+        {"NV12", Dib(2, 2, 12, FourCc("NV12"), {81, 81, 81, 81, 90, 240}), false, kRed},
         {"YV12 with rows of four bytes",
          Dib(2, 2, 12, FourCc("YV12"), {235, 235, 9, 9, 16, 16, 9, 9, 128, 9, 128, 9}, 12), false,
-         WhiteOverBlack},
+         kWhiteOverBlack},
     };
     for (const auto& test : cases) {
         Picture picture;
@@ -95,14 +95,15 @@ TEST(YmdsDib, DecodesEveryFormatTheRightWayUp) {
 }
 
 TEST(YmdsDib, RefusesWhatDoesNotFit) {
-    const Bytes good = Dib(2, 2, 24, BI_RGB, Rgb24);
+    const Bytes good = Dib(2, 2, 24, BI_RGB, kRgb24);
     Picture picture;
     for (std::size_t size = 0; size < good.size(); ++size) {
         EXPECT_FALSE(DecodeDib(good.data(), size, false, picture)) << size;
     }
-    for (const Bytes& bad : {Dib(0, 2, 24, BI_RGB, Rgb24), Dib(2, 0, 24, BI_RGB, Rgb24),
-                             Dib(2, LONG_MIN, 24, BI_RGB, Rgb24), Dib(99999, 2, 24, BI_RGB, Rgb24),
-                             Dib(2, 2, 8, BI_RGB, Rgb24), Dib(2, 2, 24, FourCc("MJPG"), Rgb24)}) {
+    for (const Bytes& bad :
+         {Dib(0, 2, 24, BI_RGB, kRgb24), Dib(2, 0, 24, BI_RGB, kRgb24),
+          Dib(2, LONG_MIN, 24, BI_RGB, kRgb24), Dib(99999, 2, 24, BI_RGB, kRgb24),
+          Dib(2, 2, 8, BI_RGB, kRgb24), Dib(2, 2, 24, FourCc("MJPG"), kRgb24)}) {
         EXPECT_FALSE(DecodeDib(bad.data(), bad.size(), false, picture));
     }
 }

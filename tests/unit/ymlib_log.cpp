@@ -53,7 +53,7 @@ CLogCategory& Category(const char* name) {
 }
 
 /// What a record made of the arguments says.
-template <typename Char, typename... Arguments>
+template <class Char, typename... Arguments>
 std::wstring Logged(const Char* format, Arguments... arguments) {
     Collector collector("format");
     Category("format").Log(LOG_ERROR, "file", 1, "function", format, arguments...);

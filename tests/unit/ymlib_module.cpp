@@ -152,6 +152,7 @@ TEST_F(YmlibModule, GetClassObjectAnswers) {
         {module, kTestClock, __uuidof(IBaseFilter), E_NOINTERFACE},
         {module, kTestClaimsSuccess, __uuidof(IUnknown), E_FAIL},
         {module, kTestLeavesGarbage, __uuidof(IUnknown), E_ACCESSDENIED},
+        {module, kTestThrows, __uuidof(IUnknown), E_UNEXPECTED},
         {plain, kTestClock, __uuidof(IUnknown), E_FAIL},
         {&none, kTestClock, __uuidof(IUnknown), E_FAIL},
     };

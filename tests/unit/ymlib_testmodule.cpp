@@ -31,11 +31,15 @@ HRESULT LeaveGarbage(IUnknown*, REFIID, void** out) {
 }
 
 const ymdshow::ClassObject kClasses[] = {
-    {&kTestClock, L"Clock", &ymdshow::CSystemClock::Create},
+    {&kTestClock, L"Clock", &ymdshow::SystemClock::Create},
     {&kTestClaimsSuccess, L"Claims success", &ClaimSuccess},
     {&kTestLeavesGarbage, L"Leaves garbage", &LeaveGarbage},
 };
 
+std::span<const ymdshow::ClassObject> ClassesFor(REFCLSID clsid) {
+    return clsid != kTestThrows ? kClasses : throw clsid;
+}
+
 } // namespace
 
-YMD_FILTER_MODULE(kClasses)
+YMD_FILTER_MODULE(ClassesFor(clsid))

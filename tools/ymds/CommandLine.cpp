@@ -50,7 +50,7 @@ void DefinePlay(CLI::App& app, PlayOptions& options) {
     AddText(app, "--log", options.log, "Append the library's log records to a file")
         ->type_name("FILE");
     app.add_flag("-v,--verbose", options.verbose, "Show the library's log records");
-    app.footer(KeyHelp);
+    app.footer(kKeyHelp);
 }
 
 int PrintMessage(const CLI::App& app, const CLI::Error& error) {
@@ -59,7 +59,7 @@ int PrintMessage(const CLI::App& app, const CLI::Error& error) {
     const int code = app.exit(error, out, err);
     Out().Write(FromUtf8(out.str()));
     Err().Write(FromUtf8(err.str()));
-    return code == 0 ? ExitPlayed : ExitUsage;
+    return code == 0 ? kExitPlayed : kExitUsage;
 }
 
 } // namespace

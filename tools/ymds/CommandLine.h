@@ -38,9 +38,9 @@ struct CommandLine {
     SchemeCheckOptions schemeCheck;
 };
 
-constexpr int ExitPlayed = 0;
-constexpr int ExitFailed = 1;
-constexpr int ExitUsage = 2;
+constexpr int kExitPlayed = 0;
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
 
 /// Fills `line`. A value is the exit status of a program that has nothing more to do,
 /// because help was asked for or the usage was wrong; the text has been printed then.

@@ -9,22 +9,23 @@ namespace ymds {
 
 namespace {
 
-std::atomic<bool> interrupted{false};
+std::atomic<bool> g_interrupted{false};
 
 BOOL WINAPI OnControl(DWORD) {
-    return interrupted.exchange(true) ? FALSE : TRUE;
+    return g_interrupted.exchange(true) ? FALSE : TRUE;
 }
 
 } // namespace
 
 Output::Output(DWORD standardHandle) : m_handle(GetStdHandle(standardHandle)) {
     DWORD mode = 0;
-    m_terminal = GetConsoleMode(m_handle, &mode) != FALSE;
+    m_isTerminal = GetConsoleMode(m_handle, &mode) != FALSE;
 }
 
 int Output::Columns() const {
     CONSOLE_SCREEN_BUFFER_INFO info{};
-    if (!m_terminal || GetConsoleScreenBufferInfo(m_handle, &info) == FALSE || info.dwSize.X < 2) {
+    if (!m_isTerminal || GetConsoleScreenBufferInfo(m_handle, &info) == FALSE ||
+        info.dwSize.X < 2) {
         return 80;
     }
     return info.dwSize.X;
@@ -32,7 +33,7 @@ int Output::Columns() const {
 
 void Output::Write(std::wstring_view text) const {
     DWORD written = 0;
-    if (m_terminal) {
+    if (m_isTerminal) {
         WriteConsoleW(m_handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
         return;
     }
@@ -97,7 +98,7 @@ void WatchInterrupt() {
 }
 
 bool Interrupted() {
-    return interrupted.load();
+    return g_interrupted.load();
 }
 
 bool RunsUnderWine() {

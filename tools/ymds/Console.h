@@ -14,7 +14,7 @@ namespace ymds {
 class Output {
 public:
     explicit Output(DWORD standardHandle);
-    bool IsTerminal() const { return m_terminal; }
+    bool IsTerminal() const { return m_isTerminal; }
 
     /// Width of the terminal in characters; 80 when it is not known.
     int Columns() const;
@@ -22,7 +22,7 @@ public:
 
 private:
     HANDLE m_handle;
-    bool m_terminal;
+    bool m_isTerminal;
 };
 
 Output& Out();

@@ -10,7 +10,7 @@ namespace ymds {
 
 namespace {
 
-constexpr int LargestSide = 32768;
+constexpr int kLargestSide = 32768;
 
 constexpr DWORD FourCc(char a, char b, char c, char d) {
     return static_cast<DWORD>(static_cast<std::uint8_t>(a)) |
@@ -168,8 +168,8 @@ bool DecodeDib(const std::uint8_t* data, std::size_t size, bool topDown, Picture
     }
     std::memcpy(&header, data, sizeof(header));
     if (header.biSize < sizeof(header) || header.biSize > size || header.biWidth <= 0 ||
-        header.biWidth > LargestSide || header.biHeight == 0 ||
-        std::llabs(header.biHeight) > LargestSide) {
+        header.biWidth > kLargestSide || header.biHeight == 0 ||
+        std::llabs(header.biHeight) > kLargestSide) {
         return false;
     }
     DWORD masks[3] = {0x7C00, 0x03E0, 0x001F};

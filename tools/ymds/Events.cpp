@@ -8,11 +8,11 @@ int EventQueue::OnEvent(ymdshow::CMedia*, void* user, long code, std::int64_t pa
                         std::int64_t param2) {
     auto* queue = static_cast<EventQueue*>(user);
     const unsigned written = queue->m_written.load(std::memory_order_relaxed);
-    if (written - queue->m_taken.load(std::memory_order_acquire) >= Capacity) {
+    if (written - queue->m_taken.load(std::memory_order_acquire) >= kCapacity) {
         queue->m_lost.fetch_add(1);
         return 0;
     }
-    queue->m_events[written % Capacity] = {code, param1, param2};
+    queue->m_events[written % kCapacity] = {code, param1, param2};
     queue->m_written.store(written + 1, std::memory_order_release);
     return 0;
 }
@@ -22,7 +22,7 @@ bool EventQueue::Take(Event& event) {
     if (taken == m_written.load(std::memory_order_acquire)) {
         return false;
     }
-    event = m_events[taken % Capacity];
+    event = m_events[taken % kCapacity];
     m_taken.store(taken + 1, std::memory_order_release);
     return true;
 }
@@ -42,7 +42,7 @@ std::wstring EventName(long code) {
         long code;
         const wchar_t* name;
     };
-    static constexpr Name names[] = {
+    static constexpr Name kNames[] = {
         {EC_COMPLETE, L"EC_COMPLETE"},
         {EC_USERABORT, L"EC_USERABORT"},
         {EC_ERRORABORT, L"EC_ERRORABORT"},
@@ -77,9 +77,9 @@ std::wstring EventName(long code) {
         {EC_CLOCK_UNSET, L"EC_CLOCK_UNSET"},
         {EC_STATE_CHANGE, L"EC_STATE_CHANGE"},
     };
-    const auto known = std::find_if(std::begin(names), std::end(names),
+    const auto known = std::find_if(std::begin(kNames), std::end(kNames),
                                     [&](const Name& name) { return name.code == code; });
-    return known == std::end(names) ? L"event " + std::to_wstring(code) : known->name;
+    return known == std::end(kNames) ? L"event " + std::to_wstring(code) : known->name;
 }
 
 } // namespace ymds

@@ -30,8 +30,8 @@ public:
     unsigned Lost() const { return m_lost.load(); }
 
 private:
-    static constexpr unsigned Capacity = 1024;
-    std::array<Event, Capacity> m_events{};
+    static constexpr unsigned kCapacity = 1024;
+    std::array<Event, kCapacity> m_events{};
     std::atomic<unsigned> m_written{0};
     std::atomic<unsigned> m_taken{0};
     std::atomic<unsigned> m_lost{0};

@@ -155,7 +155,7 @@ int Refuse(const InfoOptions& options, const std::wstring& reason) {
         Out().Write(JsonText(InfoJson(options.file, facts, {})));
     }
     Complain(L"cannot read " + options.file + L": " + reason);
-    return ExitFailed;
+    return kExitFailed;
 }
 
 } // namespace
@@ -178,14 +178,14 @@ int Info(const InfoOptions& options) {
     }
     if (options.json) {
         Out().Write(JsonText(InfoJson(options.file, facts, sections)));
-        return ExitPlayed;
+        return kExitPlayed;
     }
     sections.insert(sections.begin(), PlayerSection(facts));
     Out().Write(options.file + L"\n\n" + Table(sections));
     if (sections.size() == 1 && options.file.find(L"://") == std::wstring::npos) {
         Complain(L"note: without MediaInfo.dll there is no more to say");
     }
-    return ExitPlayed;
+    return kExitPlayed;
 }
 
 } // namespace ymds

@@ -1,40 +1,25 @@
 #include "Keys.h"
 
 #include <cwctype>
+#include <utility>
 
 namespace ymds {
 
 std::optional<Action> ActionOfKey(WORD virtualKey, wchar_t character) {
-    switch (virtualKey) {
-    case VK_LEFT:
-        return Action::SeekBack;
-    case VK_RIGHT:
-        return Action::SeekForward;
-    default:
-        break;
+    static constexpr std::pair<wchar_t, Action> kActions[] = {
+        {L' ', Action::TogglePause}, {L'.', Action::Step},           {L'm', Action::ToggleMute},
+        {L'l', Action::ToggleLoop},  {L'[', Action::ClipStart},      {L']', Action::ClipEnd},
+        {L's', Action::Snapshot},    {L'a', Action::NextAudioTrack}, {L'q', Action::Quit},
+    };
+    if (virtualKey == VK_LEFT || virtualKey == VK_RIGHT) {
+        return virtualKey == VK_LEFT ? Action::SeekBack : Action::SeekForward;
     }
-    switch (std::towlower(character)) {
-    case L' ':
-        return Action::TogglePause;
-    case L'.':
-        return Action::Step;
-    case L'm':
-        return Action::ToggleMute;
-    case L'l':
-        return Action::ToggleLoop;
-    case L'[':
-        return Action::ClipStart;
-    case L']':
-        return Action::ClipEnd;
-    case L's':
-        return Action::Snapshot;
-    case L'a':
-        return Action::NextAudioTrack;
-    case L'q':
-        return Action::Quit;
-    default:
-        return std::nullopt;
+    for (const auto& [key, action] : kActions) {
+        if (key == static_cast<wchar_t>(std::towlower(character))) {
+            return action;
+        }
     }
+    return std::nullopt;
 }
 
 } // namespace ymds

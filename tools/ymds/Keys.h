@@ -26,7 +26,7 @@ enum class Action {
 std::optional<Action> ActionOfKey(WORD virtualKey, wchar_t character);
 
 /// One line for the help text.
-inline constexpr const char* KeyHelp =
+inline constexpr const char* kKeyHelp =
     "Keys, in the window and in the terminal: space pause, arrows seek 5 s, . step, m mute, "
     "l loop, [ and ] clip bounds, s snapshot, a next audio track, q quit";
 

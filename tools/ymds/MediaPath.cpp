@@ -10,12 +10,12 @@ namespace ymds {
 
 namespace {
 
-constexpr DWORD LongestPath = 32768;
+constexpr DWORD kLongestPath = 32768;
 
 std::wstring ShortPath(const std::wstring& path) {
-    std::wstring buffer(LongestPath, L'\0');
-    const DWORD length = GetShortPathNameW(path.c_str(), buffer.data(), LongestPath);
-    buffer.resize(length < LongestPath ? length : 0);
+    std::wstring buffer(kLongestPath, L'\0');
+    const DWORD length = GetShortPathNameW(path.c_str(), buffer.data(), kLongestPath);
+    buffer.resize(length < kLongestPath ? length : 0);
     return buffer;
 }
 
@@ -48,9 +48,9 @@ std::wstring FileTrouble(const std::wstring& path) {
 } // namespace
 
 std::wstring FullPath(const std::wstring& path) {
-    std::wstring buffer(LongestPath, L'\0');
-    const DWORD length = GetFullPathNameW(path.c_str(), LongestPath, buffer.data(), nullptr);
-    if (length == 0 || length >= LongestPath) {
+    std::wstring buffer(kLongestPath, L'\0');
+    const DWORD length = GetFullPathNameW(path.c_str(), kLongestPath, buffer.data(), nullptr);
+    if (length == 0 || length >= kLongestPath) {
         return path;
     }
     buffer.resize(length);

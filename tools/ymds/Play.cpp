@@ -18,9 +18,9 @@ namespace ymds {
 
 namespace {
 
-constexpr unsigned LoadPatience = 90;
-constexpr unsigned TurnPatience = 40;
-constexpr unsigned TeardownPatience = 15;
+constexpr unsigned kLoadPatience = 90;
+constexpr unsigned kTurnPatience = 40;
+constexpr unsigned kTeardownPatience = 15;
 
 void ShowRecord(const ymlib::LogRecord& record) {
     const wchar_t* level = record.level >= ymlib::LOG_ERROR     ? L"error"
@@ -60,7 +60,7 @@ void GiveUp(PlayReport report, bool json) {
         Out().Write(ReportJson(report));
     }
     Complain(L"cannot play " + report.path + L": " + report.error);
-    TerminateProcess(GetCurrentProcess(), ExitFailed);
+    TerminateProcess(GetCurrentProcess(), kExitFailed);
 }
 
 PlayRun::PlayRun(const PlayOptions& options) : m_options(options) {
@@ -73,15 +73,15 @@ int PlayRun::Run() {
         m_watchdog.Expect(seconds,
                           [report = m_report, json = m_options.json] { GiveUp(report, json); });
     };
-    expect(LoadPatience);
+    expect(kLoadPatience);
     if (Prepare() && LoadScheme() && Load()) {
         Describe();
-        expect(TurnPatience);
+        expect(kTurnPatience);
         Playback(m_options, *m_media, *m_window, m_watchdog, m_report).Run();
     }
     PrintReport();
-    const int code = m_report.error.empty() ? ExitPlayed : ExitFailed;
-    m_watchdog.Expect(TeardownPatience, [code] {
+    const int code = m_report.error.empty() ? kExitPlayed : kExitFailed;
+    m_watchdog.Expect(kTeardownPatience, [code] {
         Complain(L"warning: a filter does not let go of the graph");
         TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
     });

@@ -10,11 +10,11 @@ namespace ymds {
 
 namespace {
 
-constexpr DWORD TurnTime = 20;
-constexpr unsigned long long StallLimit = 30000;
-constexpr std::int64_t Millisecond = 10000;
-constexpr std::int64_t Slack = 500 * Millisecond;
-constexpr std::int64_t UnknownDurationSnapshot = 2000 * Millisecond;
+constexpr DWORD kTurnTime = 20;
+constexpr unsigned long long kStallLimit = 30000;
+constexpr std::int64_t kMillisecond = 10000;
+constexpr std::int64_t kSlack = 500 * kMillisecond;
+constexpr std::int64_t kUnknownDurationSnapshot = 2000 * kMillisecond;
 
 std::wstring PictureName(const std::wstring& file, const std::wstring& suffix) {
     std::wstring stem = Stem(file);
@@ -41,9 +41,9 @@ void Playback::Run() {
         return;
     }
     m_lastTurn = m_lastAdvance = GetTickCount64();
-    while (!m_ended) {
+    while (!m_hasEnded) {
         Turn();
-        WaitAndPump(TurnTime);
+        WaitAndPump(kTurnTime);
     }
     m_progress.Clear();
     if (m_report.error.empty()) {
@@ -64,7 +64,7 @@ void Playback::Turn() {
     HandleEvents(); // first: an end that came before a seek is not the seek's
     HandleKeys();
     FitPicture();
-    if (m_ended) {
+    if (m_hasEnded) {
         return;
     }
     const std::int64_t position = m_player.Position();
@@ -147,8 +147,8 @@ void Playback::Account(std::int64_t position) {
     }
     m_running += elapsed;
     // A little backwards is the position after a pause being set right, unless it looped.
-    const std::int64_t least = m_media.IsLoop() != 0 ? 0 : -Slack;
-    if (gain >= least && gain <= static_cast<std::int64_t>(elapsed) * Millisecond + Slack) {
+    const std::int64_t least = m_media.IsLoop() != 0 ? 0 : -kSlack;
+    if (gain >= least && gain <= static_cast<std::int64_t>(elapsed) * kMillisecond + kSlack) {
         m_report.played += gain;
     }
 }
@@ -159,7 +159,7 @@ void Playback::WatchForStall(std::int64_t position) {
     if (m_player.IsPaused() || position < m_furthest || std::min(position, end) > m_furthest) {
         m_furthest = std::min(position, end);
         m_lastAdvance = now;
-    } else if (now - m_lastAdvance > StallLimit) {
+    } else if (now - m_lastAdvance > kStallLimit) {
         Fail(L"no progress for 30 seconds at " + Clock(position), E_ABORT);
     }
 }
@@ -170,7 +170,7 @@ std::int64_t Playback::SnapshotTime() const {
         const auto limit = static_cast<std::int64_t>(m_options.seconds * 1e7);
         whole = whole > 0 ? std::min(whole, limit) : limit;
     }
-    return whole > 0 ? whole / 2 : UnknownDurationSnapshot;
+    return whole > 0 ? whole / 2 : kUnknownDurationSnapshot;
 }
 
 void Playback::SaveSnapshot(const std::wstring& path, bool resume) {
@@ -183,10 +183,10 @@ void Playback::SaveSnapshot(const std::wstring& path, bool resume) {
 }
 
 void Playback::SaveReportSnapshot(bool resume) {
-    if (m_snapshotDone) {
+    if (m_isSnapshotDone) {
         return;
     }
-    m_snapshotDone = true;
+    m_isSnapshotDone = true;
     if (m_options.noSnapshot) {
         m_report.snapshotNote = L"not wanted";
         return;
@@ -210,14 +210,14 @@ void Playback::SaveReportSnapshot(bool resume) {
 }
 
 void Playback::End(const wchar_t* reason) {
-    if (!m_ended) {
-        m_ended = true;
+    if (!m_hasEnded) {
+        m_hasEnded = true;
         m_report.end = reason;
     }
 }
 
 void Playback::Fail(const std::wstring& error, HRESULT result) {
-    if (!m_ended) {
+    if (!m_hasEnded) {
         End(L"error");
         m_report.error = Reason(error, result);
         m_report.errorResult = result;

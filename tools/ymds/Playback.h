@@ -49,8 +49,8 @@ private:
     Keyboard m_keyboard;
     EventQueue m_events;
     Progress m_progress;
-    bool m_ended = false;
-    bool m_snapshotDone = false;
+    bool m_hasEnded = false;
+    bool m_isSnapshotDone = false;
     std::int64_t m_lastPosition = 0;
     std::int64_t m_furthest = 0;
     unsigned long long m_lastTurn = 0;

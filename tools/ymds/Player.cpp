@@ -9,17 +9,17 @@ namespace ymds {
 
 namespace {
 
-constexpr std::int64_t SeekStep = 5LL * 10000000;
+constexpr std::int64_t kSeekStep = 5LL * 10000000;
 // A seek to the very end leaves nothing to show, and Wine's splitter waiting for it.
-constexpr std::int64_t EndMargin = 5000000;
-constexpr std::int64_t UsualFrameTime = 400000;
+constexpr std::int64_t kEndMargin = 5000000;
+constexpr std::int64_t kUsualFrameTime = 400000;
 
 } // namespace
 
 Player::Player(ymdshow::CMedia& media) : m_media(media) {}
 
 const wchar_t* Player::State() const {
-    return m_paused ? L"paused" : m_muted ? L"playing (muted)" : L"playing";
+    return m_isPaused ? L"paused" : m_isMuted ? L"playing (muted)" : L"playing";
 }
 
 std::wstring Player::Do(Action action) {
@@ -27,9 +27,9 @@ std::wstring Player::Do(Action action) {
     case Action::TogglePause:
         return TogglePause();
     case Action::SeekBack:
-        return Seek(Position() - SeekStep) ? L"" : L"the graph refused the seek";
+        return Seek(Position() - kSeekStep) ? L"" : L"the graph refused the seek";
     case Action::SeekForward:
-        return Seek(Position() + SeekStep) ? L"" : L"the graph refused the seek";
+        return Seek(Position() + kSeekStep) ? L"" : L"the graph refused the seek";
     case Action::Step:
         return Step();
     case Action::ToggleMute:
@@ -49,15 +49,15 @@ std::wstring Player::Do(Action action) {
     return {};
 }
 
-template <typename Operation> bool Player::WhileStopped(Operation operation) {
+template <class Operation> bool Player::WhileStopped(Operation operation) {
     m_media.Stop();
     const bool done = operation() == 1;
-    return m_media.Play() == 1 && (!m_paused || m_media.Pause() == 1) && done;
+    return m_media.Play() == 1 && (!m_isPaused || m_media.Pause() == 1) && done;
 }
 
 // A splitter of Wine's that feeds several streams blocks for good after a seek in a graph
 // that is not stopped.
-template <typename Operation> bool Player::WhileStill(Operation operation) {
+template <class Operation> bool Player::WhileStill(Operation operation) {
     return RunsUnderWine() ? WhileStopped(operation) : operation() == 1;
 }
 
@@ -65,39 +65,39 @@ bool Player::Seek(std::int64_t position) {
     const std::int64_t duration = m_media.GetOriginalDuration();
     std::int64_t target = std::max<std::int64_t>(position, 0);
     if (duration > 0) {
-        target = std::min(target, std::max<std::int64_t>(duration - EndMargin, 0));
+        target = std::min(target, std::max<std::int64_t>(duration - kEndMargin, 0));
     }
     return WhileStill([&] { return m_media.SetMediaPosition(target); });
 }
 
 std::wstring Player::TogglePause() {
-    const int done = m_paused ? m_media.Play() : m_media.Pause();
-    m_paused = done == 1 ? !m_paused : m_paused;
+    const int done = m_isPaused ? m_media.Play() : m_media.Pause();
+    m_isPaused = done == 1 ? !m_isPaused : m_isPaused;
     return done == 1 ? L"" : L"the graph refused";
 }
 
 std::wstring Player::Step() {
     const std::int64_t position = Position();
-    if (!m_paused) {
-        m_paused = m_media.Pause() == 1;
+    if (!m_isPaused) {
+        m_isPaused = m_media.Pause() == 1;
     }
     if (m_media.CanStep() == 1) {
         return m_media.StepFrame() == 1 ? L"" : L"the graph refused the step";
     }
     const std::int64_t frame = m_media.GetVideoOiginalAvgFrameTime();
-    return Seek(position + (frame > 0 ? frame : UsualFrameTime)) ? L"stepped by seeking"
-                                                                 : L"the graph refused the step";
+    return Seek(position + (frame > 0 ? frame : kUsualFrameTime)) ? L"stepped by seeking"
+                                                                  : L"the graph refused the step";
 }
 
 std::wstring Player::ToggleMute() {
-    if (m_muted) {
+    if (m_isMuted) {
         // The library's ResumeAudio would come back at full volume.
-        m_muted = m_media.SetVolume(m_volume) != 1;
-        return m_muted ? L"the graph refused" : L"sound on";
+        m_isMuted = m_media.SetVolume(m_volume) != 1;
+        return m_isMuted ? L"the graph refused" : L"sound on";
     }
     m_volume = m_media.GetVolume();
-    m_muted = m_media.MuteAudio() == 1;
-    return m_muted ? L"muted" : L"there is no sound to mute";
+    m_isMuted = m_media.MuteAudio() == 1;
+    return m_isMuted ? L"muted" : L"there is no sound to mute";
 }
 
 std::wstring Player::ToggleLoop() {

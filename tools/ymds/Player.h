@@ -18,7 +18,7 @@ public:
     std::wstring Do(Action action);
 
     std::int64_t Position() const { return m_media.GetMediaPosition(); }
-    bool IsPaused() const { return m_paused; }
+    bool IsPaused() const { return m_isPaused; }
     const wchar_t* State() const;
 
     /// Moves to a position and keeps the state.
@@ -31,12 +31,12 @@ private:
     std::wstring ToggleLoop();
     std::wstring Clip(std::int64_t start, std::int64_t end);
     std::wstring NextAudioTrack();
-    template <typename Operation> bool WhileStopped(Operation operation);
-    template <typename Operation> bool WhileStill(Operation operation);
+    template <class Operation> bool WhileStopped(Operation operation);
+    template <class Operation> bool WhileStill(Operation operation);
 
     ymdshow::CMedia& m_media;
-    bool m_paused = false;
-    bool m_muted = false;
+    bool m_isPaused = false;
+    bool m_isMuted = false;
     long m_volume = 0; ///< before muting
 };
 

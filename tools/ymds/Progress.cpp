@@ -11,8 +11,8 @@ namespace ymds {
 
 namespace {
 
-constexpr unsigned long long Interval = 100;
-constexpr unsigned long long NoteTime = 2000;
+constexpr unsigned long long kInterval = 100;
+constexpr unsigned long long kNoteTime = 2000;
 
 std::wstring Bar(std::int64_t position, std::int64_t duration, int cells) {
     const std::int64_t at = std::clamp<std::int64_t>(position, 0, duration);
@@ -27,7 +27,7 @@ std::wstring Bar(std::int64_t position, std::int64_t duration, int cells) {
 
 } // namespace
 
-Progress::Progress(bool wanted) : m_active(wanted && Err().IsTerminal()) {}
+Progress::Progress(bool wanted) : m_isActive(wanted && Err().IsTerminal()) {}
 
 Progress::~Progress() {
     Clear();
@@ -35,7 +35,7 @@ Progress::~Progress() {
 
 void Progress::Show(std::int64_t position, std::int64_t duration, const wchar_t* state) {
     const unsigned long long now = GetTickCount64();
-    if (!m_active || now - m_lastShown < Interval) {
+    if (!m_isActive || now - m_lastShown < kInterval) {
         return;
     }
     m_lastShown = now;
@@ -62,17 +62,17 @@ void Progress::Show(std::int64_t position, std::int64_t duration, const wchar_t*
 }
 
 void Progress::Note(const std::wstring& text) {
-    if (!m_active) {
+    if (!m_isActive) {
         Err().Write(text + L"\n");
         return;
     }
     m_note = text;
-    m_noteUntil = GetTickCount64() + NoteTime;
+    m_noteUntil = GetTickCount64() + kNoteTime;
     m_lastShown = 0;
 }
 
 void Progress::Clear() {
-    if (m_active && m_width > 0) {
+    if (m_isActive && m_width > 0) {
         Err().Write(L"\r" + std::wstring(m_width, L' ') + L"\r");
         m_width = 0;
     }

@@ -24,7 +24,7 @@ public:
     void Clear();
 
 private:
-    bool m_active;
+    bool m_isActive;
     unsigned long long m_lastShown = 0;
     unsigned long long m_noteUntil = 0;
     std::wstring m_note;

@@ -100,10 +100,10 @@ int SchemeCheck(const SchemeCheckOptions& options) {
     if (!loaded) {
         Complain(ScriptPlace(options.script, report.line, report.column) +
                  L": the script does not load: " + report.failureReason);
-        return ExitFailed;
+        return kExitFailed;
     }
     Out().Write(SchemesText(scheme) + EntriesText(options.script, report));
-    return ExitPlayed;
+    return kExitPlayed;
 }
 
 } // namespace ymds

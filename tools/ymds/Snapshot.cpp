@@ -22,20 +22,20 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-constexpr DWORD PictureTimeout = 1500;
-constexpr DWORD PictureInterval = 20;
+constexpr DWORD kPictureTimeout = 1500;
+constexpr DWORD kPictureInterval = 20;
 
 // Both stand for the mixing renderer that rendering chooses.
-constexpr GUID MixingRenderer{
+constexpr GUID kMixingRenderer{
     0xB87BEB7B, 0x8D29, 0x423F, {0xAE, 0x4D, 0x65, 0x82, 0xC1, 0x01, 0x75, 0xAC}};
-constexpr GUID DefaultRenderer{
+constexpr GUID kDefaultRenderer{
     0x6BC1CFFA, 0x8FC1, 0x4261, {0xAC, 0x22, 0xCF, 0xB4, 0xCC, 0x38, 0xDB, 0x50}};
 
 /// Wine's mixing renderer copies the rows of its 32-bit surface, from the top, and cuts
 /// each to the row length of the connection's format: a picture only for 32 bits.
 bool IsSurfaceCopy(ymdshow::CMedia& media) {
     return RunsUnderWine() &&
-           (HasFilter(media, MixingRenderer) || HasFilter(media, DefaultRenderer));
+           (HasFilter(media, kMixingRenderer) || HasFilter(media, kDefaultRenderer));
 }
 
 /// Some renderers do not tell the size, and some write nothing but a whole picture.
@@ -47,12 +47,12 @@ std::size_t BufferSize(ymdshow::CMedia& media) {
 }
 
 bool GrabDib(ymdshow::CMedia& media, std::vector<BYTE>& dib) {
-    for (DWORD waited = 0; waited <= PictureTimeout; waited += PictureInterval) {
+    for (DWORD waited = 0; waited <= kPictureTimeout; waited += kPictureInterval) {
         long size = static_cast<long>(dib.size());
         if (media.GetCurrentImageData(dib.data(), &size) == 1) {
             return true;
         }
-        WaitAndPump(PictureInterval);
+        WaitAndPump(kPictureInterval);
     }
     return false;
 }

@@ -21,15 +21,19 @@ std::wstring Widen(UINT codePage, std::string_view text) {
     return wide;
 }
 
+std::string Narrow(UINT codePage, std::wstring_view text) {
+    const int size = static_cast<int>(text.size());
+    const int length =
+        WideCharToMultiByte(codePage, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(std::max(length, 0)), '\0');
+    WideCharToMultiByte(codePage, 0, text.data(), size, narrow.data(), length, nullptr, nullptr);
+    return narrow;
+}
+
 } // namespace
 
 std::string ToUtf8(std::wstring_view text) {
-    const int size = static_cast<int>(text.size());
-    const int length =
-        WideCharToMultiByte(CP_UTF8, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<std::size_t>(std::max(length, 0)), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), size, narrow.data(), length, nullptr, nullptr);
-    return narrow;
+    return Narrow(CP_UTF8, text);
 }
 
 std::wstring FromUtf8(std::string_view text) {
@@ -41,10 +45,7 @@ std::wstring From936(std::string_view text) {
 }
 
 std::optional<std::string> To936(std::wstring_view text) {
-    const int size = static_cast<int>(text.size());
-    const int length = WideCharToMultiByte(936, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<std::size_t>(std::max(length, 0)), '\0');
-    WideCharToMultiByte(936, 0, text.data(), size, narrow.data(), length, nullptr, nullptr);
+    std::string narrow = Narrow(936, text);
     // Best-fit replacements do not count as a place: only what comes back unchanged does.
     if (From936(narrow) != text) {
         return std::nullopt;

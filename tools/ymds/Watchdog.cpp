@@ -8,14 +8,14 @@ namespace ymds {
 
 namespace {
 
-constexpr DWORD Interval = 50;
+constexpr DWORD kInterval = 50;
 
 } // namespace
 
 Watchdog::Watchdog() : m_thread([this] { Run(); }) {}
 
 Watchdog::~Watchdog() {
-    m_end.store(true);
+    m_isEnding.store(true);
     m_thread.join();
 }
 
@@ -31,8 +31,8 @@ void Watchdog::Beat() {
 }
 
 void Watchdog::Run() {
-    while (!m_end.load()) {
-        Sleep(Interval);
+    while (!m_isEnding.load()) {
+        Sleep(kInterval);
         const std::lock_guard<std::mutex> guard(m_lock);
         if (m_onSilence && GetTickCount64() - m_lastBeat.load() > m_limit.load()) {
             m_onSilence();

@@ -28,7 +28,7 @@ private:
     std::function<void()> m_onSilence;
     std::atomic<unsigned long long> m_lastBeat{0};
     std::atomic<unsigned long long> m_limit{0};
-    std::atomic<bool> m_end{false};
+    std::atomic<bool> m_isEnding{false};
     std::thread m_thread;
 };
 

@@ -8,8 +8,8 @@ namespace ymds {
 
 namespace {
 
-constexpr wchar_t ClassName[] = L"YmdsPlayWindow";
-constexpr DWORD FrameStyle = WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN;
+constexpr wchar_t kClassName[] = L"YmdsPlayWindow";
+constexpr DWORD kFrameStyle = WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN;
 
 } // namespace
 
@@ -30,7 +30,7 @@ void WaitAndPump(DWORD milliseconds) {
     }
 }
 
-PlayWindow::PlayWindow(bool visible, const std::wstring& title) : m_visible(visible) {
+PlayWindow::PlayWindow(bool visible, const std::wstring& title) : m_isVisible(visible) {
     const HINSTANCE instance = GetModuleHandleW(nullptr);
     WNDCLASSEXW description{};
     description.cbSize = sizeof(description);
@@ -38,16 +38,16 @@ PlayWindow::PlayWindow(bool visible, const std::wstring& title) : m_visible(visi
     description.hInstance = instance;
     description.hCursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32512));
     description.hbrBackground = static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH));
-    description.lpszClassName = ClassName;
+    description.lpszClassName = kClassName;
     RegisterClassExW(&description);
 
     RECT area{0, 0, 640, 360};
-    AdjustWindowRect(&area, FrameStyle, FALSE);
-    m_frame = CreateWindowExW(0, ClassName, title.c_str(), FrameStyle, CW_USEDEFAULT, CW_USEDEFAULT,
-                              area.right - area.left, area.bottom - area.top, nullptr, nullptr,
-                              instance, this);
-    m_stage = CreateWindowExW(0, ClassName, L"", WS_CHILD | WS_VISIBLE | WS_CLIPCHILDREN, 0, 0, 640,
-                              360, m_frame, nullptr, instance, this);
+    AdjustWindowRect(&area, kFrameStyle, FALSE);
+    m_frame = CreateWindowExW(0, kClassName, title.c_str(), kFrameStyle, CW_USEDEFAULT,
+                              CW_USEDEFAULT, area.right - area.left, area.bottom - area.top,
+                              nullptr, nullptr, instance, this);
+    m_stage = CreateWindowExW(0, kClassName, L"", WS_CHILD | WS_VISIBLE | WS_CLIPCHILDREN, 0, 0,
+                              640, 360, m_frame, nullptr, instance, this);
 }
 
 PlayWindow::~PlayWindow() {
@@ -71,12 +71,12 @@ void PlayWindow::Shape(long width, long height, double aspectRatio) {
                                      0.85 * (work.bottom - work.top) / static_cast<double>(height));
         const double scale = std::min(1.0, room);
         RECT area{0, 0, std::lround(height * aspectRatio * scale), std::lround(height * scale)};
-        AdjustWindowRect(&area, FrameStyle, FALSE);
+        AdjustWindowRect(&area, kFrameStyle, FALSE);
         SetWindowPos(m_frame, nullptr, 0, 0, area.right - area.left, area.bottom - area.top,
                      SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
     }
     LayOut();
-    if (m_visible) {
+    if (m_isVisible) {
         ShowWindow(m_frame, SW_SHOW);
         SetForegroundWindow(m_frame);
         UpdateWindow(m_frame);
@@ -84,7 +84,7 @@ void PlayWindow::Shape(long width, long height, double aspectRatio) {
 }
 
 bool PlayWindow::TakeResized() {
-    return std::exchange(m_resized, false);
+    return std::exchange(m_isResized, false);
 }
 
 void PlayWindow::TakeActions(std::vector<Action>& actions) {
@@ -107,7 +107,7 @@ void PlayWindow::LayOut() {
     const SIZE before = StageSize();
     SetWindowPos(m_stage, nullptr, (client.right - width) / 2, (client.bottom - height) / 2, width,
                  height, SWP_NOZORDER | SWP_NOACTIVATE);
-    m_resized = m_resized || before.cx != width || before.cy != height;
+    m_isResized = m_isResized || before.cx != width || before.cy != height;
 }
 
 LRESULT CALLBACK PlayWindow::Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -130,7 +130,7 @@ LRESULT PlayWindow::Handle(HWND window, UINT message, WPARAM wParam, LPARAM lPar
         return 0;
     case WM_CLOSE:
         // Destroyed later: the renderer's window still hangs on it.
-        m_closed = true;
+        m_isClosed = true;
         return 0;
     case WM_KEYDOWN:
         if (const auto action = ActionOfKey(static_cast<WORD>(wParam), L'\0')) {

@@ -32,7 +32,7 @@ public:
 
     /// True once after each change of the stage's size.
     bool TakeResized();
-    bool IsClosed() const { return m_closed; }
+    bool IsClosed() const { return m_isClosed; }
     void TakeActions(std::vector<Action>& actions);
 
 private:
@@ -43,9 +43,9 @@ private:
     HWND m_frame = nullptr;
     HWND m_stage = nullptr;
     double m_aspectRatio = 0;
-    bool m_visible = false;
-    bool m_closed = false;
-    bool m_resized = false;
+    bool m_isVisible = false;
+    bool m_isClosed = false;
+    bool m_isResized = false;
     std::vector<Action> m_actions;
 };
 

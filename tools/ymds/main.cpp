@@ -36,7 +36,7 @@ int wmain(int argc, wchar_t** argv) {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
     if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
         ymds::Complain(L"COM cannot be initialised");
-        return ymds::ExitFailed;
+        return ymds::kExitFailed;
     }
     const int code = Run({argv + 1, argv + argc});
     CoUninitialize();
