@@ -43,8 +43,7 @@ struct YMDSHOW_API LoadReport {
     std::vector<Filter> filters;
     std::vector<Attempt> attempts;
 
-    /// Why the load failed, in one line; empty after a load that succeeded or ran out of
-    /// memory.
+    /// Why the load failed, in one line; empty after a load that succeeded.
     std::wstring failure;
     HRESULT failureResult = S_OK; ///< the HRESULT behind `failure`
 };

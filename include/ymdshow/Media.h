@@ -322,10 +322,9 @@ public:
     // --- Media information ------------------------------------------------------
     //
     // Read with MediaInfo.dll, which is found like any DLL of the host program and stays
-    // loaded. Its options are process-wide, and these are set: "ParseSpeed" 0 and
-    // "Complete" empty; and, where the process's ANSI code page is not 936, "CharSet"
-    // UTF-8, so that a host that calls the same DLL's narrow interface gives and gets
-    // UTF-8 there (its wide interface is not touched). Text is in code page 936;
+    // loaded. Its options are process-wide, and these are set: "ParseSpeed" 0, "Complete"
+    // empty, and "CharSet" UTF-8: a host that calls the same DLL's narrow interface gives
+    // and gets UTF-8 there (its wide interface is not touched). Text is in code page 936;
     // characters that it lacks are "?". Durations end at 2147483647 ms (596 hours).
 
     /// The media information library's report of the file; empty without it.
@@ -343,7 +342,7 @@ public:
     /// it was handed over, 0 when nothing was set.
     static int SetMediaInfoLanguage(const std::string& languageFile);
 
-    struct Inside;
+    struct Inside; ///< the library's own
 
 protected:
     friend class CMediaPlayer;

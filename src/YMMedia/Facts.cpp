@@ -1,8 +1,6 @@
 // What the media information library knows of the file.
 
 #include <algorithm>
-#include <cstdio>
-#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -20,34 +18,6 @@ namespace {
 using mediainfo::MediaInfoFile;
 using mediainfo::StreamKind;
 
-/// The whole file; empty when it cannot be read.
-std::string ReadFile(const std::string& path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-        _wfopen(text::ToWide(path).c_str(), L"rb"), &std::fclose);
-    std::string bytes;
-    if (file != nullptr) {
-        char block[16384];
-        while (const std::size_t got = std::fread(block, 1, sizeof block, file.get())) {
-            bytes.append(block, got);
-        }
-    }
-    return bytes;
-}
-
-/// Empty when `bytes` are not UTF-8.
-std::wstring FromUtf8(std::string_view bytes) {
-    constexpr std::string_view mark = "\xEF\xBB\xBF";
-    if (bytes.starts_with(mark)) {
-        bytes.remove_prefix(mark.size());
-    }
-    const int size = static_cast<int>(bytes.size());
-    const int units =
-        MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), size, nullptr, 0);
-    std::wstring text(static_cast<std::size_t>(units), L'\0');
-    MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), size, text.data(), units);
-    return text;
-}
-
 /// Language files are UTF-8; those saved by an editor on a Chinese system are UTF-16 with
 /// a byte-order mark, or code page 936. A zero ends the text.
 std::wstring LanguageText(const std::string& bytes) {
@@ -56,7 +26,7 @@ std::wstring LanguageText(const std::string& bytes) {
         return text.substr(0, text.find(L'\0'));
     }
     const std::string text = bytes.substr(0, bytes.find('\0'));
-    const std::wstring wide = FromUtf8(text);
+    const std::wstring wide = text::DecodeUtf8(text, text::Utf8::Full);
     return wide.empty() ? text::ToWide(text) : wide;
 }
 
@@ -132,7 +102,9 @@ int CMedia::SetMediaInfoLanguage(const std::string& languageFile) {
         if (!library.IsCreated()) {
             return 0;
         }
-        const std::wstring text = LanguageText(ReadFile(languageFile));
+        std::string bytes;
+        text::ReadFile(text::ToWide(languageFile), bytes);
+        const std::wstring text = LanguageText(bytes);
         if (text.empty()) {
             return 0;
         }
