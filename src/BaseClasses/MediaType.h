@@ -83,7 +83,6 @@ public:
     AM_MEDIA_TYPE* Get() const noexcept { return m_type; }
     AM_MEDIA_TYPE* operator->() const noexcept { return m_type; }
     AM_MEDIA_TYPE& operator*() const noexcept { return *m_type; }
-    explicit operator bool() const noexcept { return m_type != nullptr; }
 
 private:
     AM_MEDIA_TYPE* m_type = nullptr;

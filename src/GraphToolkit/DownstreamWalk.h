@@ -52,7 +52,6 @@ public:
     /// The output pin through which it came to that filter, without a reference; null at the
     /// start.
     IPin* Arriving() const noexcept { return m_arriving.Get(); }
-    void ForgetArriving() { m_arriving.Reset(); }
 
     /// Walks the current filter's pins. `decide(ComPtr<IPin>&) -> OutputPin` is asked for
     /// each output pin and may detach the pin that it does not have followed.
@@ -145,7 +144,5 @@ private:
     std::vector<ComPtr<IPin>> m_pending;
     std::size_t m_oldest = 0; // what is before it has been followed; 0 in a depth-first walk
 };
-
-using ArrivingPinWalk = DownstreamWalk;
 
 } // namespace ymdshow::toolkit

@@ -1,12 +1,9 @@
 // Linking the whole graph and taking it apart again.
 
-#include <deque>
-
 #include <ymdshow/GraphToolkit.h>
 
-#include "BaseClasses/ComTypes.h"
 #include "GraphToolkit/Attempts.h"
-#include "GraphToolkit/Ranges.h"
+#include "GraphToolkit/DownstreamWalk.h"
 #include "YMMedia/Inside.h"
 #include "YMMedia/Seeking.h"
 
@@ -35,24 +32,17 @@ template <class Tracks> void MarkUnlinked(const Tracks& tracks) {
 /// The connected pins downstream of `source`, breadth first: an output pin, then its peer.
 std::vector<ComPtr<IPin>> ConnectionsBehind(IBaseFilter* source) {
     std::vector<ComPtr<IPin>> connections;
-    std::deque<ComPtr<IBaseFilter>> filters{source};
-    while (!filters.empty()) {
-        const ComPtr<IBaseFilter> filter = std::move(filters.front());
-        filters.pop_front();
-        for (ComPtr<IPin>& pin : toolkit::Pins(filter.Get())) {
+    toolkit::DownstreamWalk walk(source, toolkit::WalkOrder::BreadthFirst);
+    for (; walk.Current() != nullptr; walk.Next()) {
+        walk.Scan([&](const ComPtr<IPin>& pin) {
             ComPtr<IPin> peer;
-            if (!toolkit::HasDirection(pin.Get(), PINDIR_OUTPUT) ||
-                FAILED(pin->ConnectedTo(&peer)) || peer == nullptr) {
-                continue;
+            if (FAILED(pin->ConnectedTo(&peer)) || peer == nullptr) {
+                return toolkit::OutputPin::Leave;
             }
-            PinInfo info;
-            if (SUCCEEDED(peer->QueryPinInfo(info.Put())) && info->pFilter != nullptr) {
-                filters.emplace_back();
-                toolkit::Adopt(filters.back(), info.DetachInterface());
-            }
-            connections.push_back(std::move(pin));
+            connections.push_back(pin);
             connections.push_back(std::move(peer));
-        }
+            return toolkit::OutputPin::Follow;
+        });
     }
     return connections;
 }

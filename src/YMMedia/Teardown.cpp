@@ -1,7 +1,5 @@
 // From the last stop to the end: the graph emptied, everything on it given back.
 
-#include <algorithm>
-
 #include <ymdshow/GraphToolkit.h>
 #include <ymdshow/MediaPlayer.h>
 
@@ -12,17 +10,10 @@ namespace ymdshow {
 
 namespace {
 
-/// The filters that wait in a graph's cache.
-class CachedFilters : public toolkit::EnumeratorRange<IEnumFilters, IBaseFilter> {
-public:
-    explicit CachedFilters(IGraphConfig* config) { SetResult(config->EnumCacheFilter(Receive())); }
-};
-
 /// Hands the first filter of a list to `remove`, which takes it out and gives the reference
 /// back, until none is left. A filter that stays listed is tried three times and then
 /// left, with all behind it.
-template <class Filters, class Remove>
-void RemoveFirstUntilEmpty(Filters&& filters, Remove&& remove) {
+template <class Remove> void RemoveFirstUntilEmpty(toolkit::Filters&& filters, Remove&& remove) {
     const IBaseFilter* previous = nullptr;
     int tries = 0;
     for (ComPtr<IBaseFilter>& filter : filters) {
@@ -179,7 +170,7 @@ void CMedia::_RemoveAllCachedFilterInGraphConfig() {
     if (m_pGraphConfig == nullptr) {
         return;
     }
-    RemoveFirstUntilEmpty(CachedFilters(m_pGraphConfig), [this](IBaseFilter* filter) {
+    RemoveFirstUntilEmpty(toolkit::Filters(m_pGraphConfig), [this](IBaseFilter* filter) {
         RemoveFilterFromGraphBuilderCache(m_pGraphConfig, filter);
         filter->Release();
     });

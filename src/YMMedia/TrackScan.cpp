@@ -95,7 +95,7 @@ void CMedia::_ScanAllFilterAndGetAVTrackInfo(std::vector<IBaseFilter*>& candidat
 }
 
 void CMedia::Inside::TrackScan::WalkGraph() {
-    toolkit::ArrivingPinWalk walk(m_media.m_pSourceFilter);
+    toolkit::DownstreamWalk walk(m_media.m_pSourceFilter);
     for (; walk.Current() != nullptr; walk.Next()) {
         IBaseFilter* const filter = walk.Current();
         const toolkit::PinTally pins = walk.ScanAll();
@@ -105,7 +105,6 @@ void CMedia::Inside::TrackScan::WalkGraph() {
             }
         } else if (pins.enumerated && walk.Arriving() != nullptr) {
             AddRenderer(filter, walk.Arriving());
-            walk.ForgetArriving();
         }
         m_visited.try_emplace(filter, filter);
     }
@@ -139,7 +138,8 @@ void CMedia::Inside::TrackScan::ListStreams(IBaseFilter* filter) {
             continue;
         }
         const std::unique_ptr<WCHAR, decltype(&CoTaskMemFree)> ownedName(name, CoTaskMemFree);
-        if (!type || (type->majortype != MEDIATYPE_Video && type->majortype != MEDIATYPE_Audio)) {
+        if (type.Get() == nullptr ||
+            (type->majortype != MEDIATYPE_Video && type->majortype != MEDIATYPE_Audio)) {
             continue;
         }
         auto stream = std::make_unique<StreamSelectTrackInfo>();
