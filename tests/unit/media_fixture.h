@@ -4,6 +4,7 @@
 // look into the graph, schemes of fake filters and what is compared of a graph.
 
 #include <array>
+#include <climits>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -99,6 +100,32 @@ protected:
         log.Clear();
     }
     FakeGraph& Graph() { return graphs.Last(); }
+};
+
+/// While it lives, does something in the midst of the first matching call of a fake, or of each, on
+/// the thread that makes it and before it is carried out.
+class Midst {
+public:
+    using Act = std::function<void(std::string_view)>;
+    Midst(const std::string& pattern, const Act& act, bool each = false) {
+        std::tie(s_pattern, s_act) = std::tie(pattern, act);
+        s_left = each ? INT_MAX : 1;
+        Journal::Get().SetListener([](std::string_view line) {
+            if (Matches(line, s_pattern) && s_left-- > 0) {
+                s_act(line);
+            }
+        });
+    }
+    ~Midst() { Journal::Get().SetListener(nullptr); }
+
+private:
+    static inline std::string s_pattern;
+    static inline Act s_act;
+    static inline std::atomic<int> s_left;
+};
+
+struct OpenPlayer : ymdshow::CMediaPlayer {
+    using CMediaPlayer::_NotifyMediaDestroy, CMediaPlayer::m_medias;
 };
 
 /// A directory of the test's own, removed with what is in it.

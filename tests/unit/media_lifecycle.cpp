@@ -123,17 +123,18 @@ TEST_F(MediaLifecycle, FailuresAreNamedAndNoObstacleToTheNextLoad) {
         EXPECT_NE(media.m_pSourceFilter, nullptr);
         EXPECT_HR(E_NOINTERFACE, media.GetLoadReport().failureResult);
     }
-    // The interfaces that a graph may lack.
-    configure = [](FakeGraph& graph) {
-        graph.config.present = graph.mediaFilter.present = graph.seeking.present = false;
-        graph.video.present = graph.audio.present = false;
-        graph.events.present = graph.window.present = false;
-    };
-    EXPECT_EQ(media.Load(nullptr, 0), 1);
-    EXPECT_EQ(media.GetLoadReport().attempts.size(), 2U); // of this load
-    EXPECT_TRUE(media.IsLiveStream());
-    EXPECT_EQ(media.SetMediaPath(kPath), 1);
-    EXPECT_FALSE(media.IsLiveStream());
+    // Interfaces that a graph may lack, and a picture without a size.
+    sourcePins = {Out(fakes::Video(0, 0))};
+    for (const bool hasVideo : {true, false}) {
+        configure = [=](FakeGraph& graph) {
+            graph.config.present = graph.seeking.present = false;
+            graph.video.present = hasVideo;
+            graph.video.source = {};
+        };
+        EXPECT_TRUE(media.Load(nullptr, 0) && media.GetDisplayAspectRatio() == 1.0F);
+        EXPECT_TRUE(media.GetLoadReport().attempts.size() == 2 && media.IsLiveStream());
+        EXPECT_TRUE(media.SetMediaPath(hasVideo ? "u://b" : "u://c") && !media.IsLiveStream());
+    }
 }
 
 TEST_F(MediaLifecycle, FactsAreThoseOfTheFileAndTheGraphAtHand) {
@@ -178,17 +179,14 @@ TEST_F(MediaLifecycle, FactsAreThoseOfTheFileAndTheGraphAtHand) {
         EXPECT_EQ(full,
                   std::tuple(800, 400, enabled ? 333333 : 400000, 90.0F, ratio > 0 ? ratio : 2.0F,
                              enabled, 100000000, 100000000, 250, false, 100000000, 1U));
-        load(false);
-        EXPECT_EQ(media.GetOriginalDuration() + media.m_frameCount, 0);
-        EXPECT_TRUE(media.IsLiveStream());
-        EXPECT_EQ(media.m_audioInfos.size(), 0U);
-        EXPECT_EQ(load(true), full);
+        // What a graph does not tell stays as it was, with the same path too.
+        EXPECT_EQ(load(false), full);
         EXPECT_EQ(log.Count("*Load MediaInfo DLL Failed"), 1U); // for the path alone
+        EXPECT_EQ(media.SetMediaPath(kPath), 1);
+        EXPECT_EQ(known(media), full);
+        EXPECT_EQ(load(false), full);
         EXPECT_EQ(media.SetMediaPath("u://b"), 1);
         EXPECT_EQ(known(media), known(Media("u://b", nullptr)));
-        media.Know({}, {"aac", "aac"});
-        load(true);
-        EXPECT_EQ(media.m_audioInfos.size(), 2U);
         log.Clear();
     }
 }
@@ -204,7 +202,7 @@ TEST_F(MediaLifecycle, WhatTheHostChoseIsAppliedAgainAndOutlivesThePath) {
         {10000000, 20000000}, {10000000, 100000000}, {0, 20000000}};
     for (const auto& [start, end] : clips) {
         ASSERT_EQ(media.TimeClip(start, end), 1);
-        EXPECT_EQ(media.SetMediaPath(kPath), 1);
+        EXPECT_EQ(media.SetMediaPath("u://b") + media.SetMediaPath(kPath), 2);
         EXPECT_EQ(media.GetClipEndTime(), end);
         EXPECT_EQ(media.m_videoDisplayRange[3], 0); // that was the picture's
         EXPECT_EQ(std::exchange(clipHeight, 80), media.m_videoClipRange[3]);
@@ -282,9 +280,6 @@ TEST_F(MediaLifecycle, CopiesShareTheGraphWithoutAReferenceAndLockForThemselves)
     EXPECT_EQ(Graph().Refs(), references);
 }
 
-struct OpenPlayer : ymdshow::CMediaPlayer {
-    using CMediaPlayer::_NotifyMediaDestroy, CMediaPlayer::m_medias;
-};
 using Items = std::vector<CMedia*>;
 
 class Player : public MediaTest {
@@ -367,6 +362,29 @@ TEST_F(Player, RemovesByPathIndexPointerAndWhenDeleted) {
     player.m_medias.push_back(&stranger);
     player._NotifyMediaDestroy(&stranger);
     EXPECT_TRUE(player.m_medias.empty() && stranger.m_pMediaPlayer == nullptr);
+}
+
+TEST_F(Player, ItemsLeaveTheListBeforeTheyEnd) {
+    OpenPlayer player;
+    const std::function<void()> ways[] = {
+        [&] { player.RemoveMedia(std::string(kPath)); }, [&] { player.RemoveMedia(0U); },
+        [&] { player.RemoveMedia(player.GetMedia(0)); }, [&] { player.RemoveAllMedias(); }};
+    for (int i = 0; i < 16; ++i) { // a way, and in the midst of it another
+        SCOPED_TRACE(i);
+        for (int items = 0; items < 3; ++items) {
+            ASSERT_NE(player.AddMedia(kPath, 1), nullptr);
+        }
+        CMedia* const first = player.GetMedia(0);
+        log.Clear();
+        const Midst midst("window.put_Owner(0)", [&](auto) {
+            ASSERT_EQ(std::count(player.m_medias.begin(), player.m_medias.end(), first), 0);
+            ways[i % 4]();
+        });
+        ways[i / 4]();
+        EXPECT_EQ(log.Count("*CYMMedia Destroy*") + player.GetMediaNum(), 3U);
+        player.RemoveAllMedias();
+        EXPECT_EQ(log.Count("*CYMMedia Destroy*"), 3U);
+    }
 }
 
 TEST_F(Player, CopiesListTheSameItemsWhichGoInOrderWithTheLastOne) {

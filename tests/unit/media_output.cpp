@@ -189,6 +189,10 @@ TEST_F(MediaOutput, VisitorAndSearchReachTheFilters) {
     EXPECT_EQ(visit(1), Graph().FilterNames());
     EXPECT_EQ(visit(0), Lines({"AudioRenderer2", "VideoRenderer1", "Source"}));
     media.EnumMediaFilter(nullptr, &seen, 1);
+    EXPECT_NO_THROW(media.EnumMediaFilter([](auto...) { throw 1; }, &seen, 1));
+    Graph().Find("Source")->results["QueryFilterInfo"] = {kThrows};
+    std::wstring listing;
+    EXPECT_NO_THROW(media.GetFilterInfo(listing));
     // The first that has the interface; on pins only when asked to.
     first.InPin().Expose(IID_IAMVideoCompression);
     EXPECT_EQ(media.FindInterfaceInGraphFilters(IID_IAMVideoCompression, 0), nullptr);

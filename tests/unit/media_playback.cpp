@@ -28,6 +28,7 @@ TEST_F(MediaPlayback, OperationsByState) {
         {&Media::Play, 2, 2, {}},
         {&Media::Play, 0, 0, {"control.Run"}, 0, "Run"},
         {&Media::Play, 1, 2, run, 1, "Run", S_FALSE},
+        {&Media::Play, 1, 1, {"control.Run"}, 0, "Run", kThrows},
         {&Media::Pause, 0, 0, {}},
         {&Media::Pause, 1, 1, {}},
         {&Media::Pause, 2, 1, {"control.Pause"}},
@@ -35,6 +36,7 @@ TEST_F(MediaPlayback, OperationsByState) {
         {&Media::Stop, 0, 0, stop},
         {&Media::Stop, 2, 0, stop},
         {&Media::Stop, 2, 2, {"control.Stop"}, 0, "Stop"},
+        {&Media::Stop, 1, 1, {"control.Stop"}, 0, "Stop", kThrows},
         {&Media::StopWhenReady, 2, 2, {"control.StopWhenReady"}},
         {&Media::StopWhenReady, 2, 2, {"control.StopWhenReady"}, 0, "StopWhenReady"},
         {&Media::StepFrame, 2, 1, {"control.Pause", "step.Step(1, null)"}},
@@ -46,6 +48,7 @@ TEST_F(MediaPlayback, OperationsByState) {
         // Questions of the state are the graph's to answer.
         {&Media::IsStopped, 0, 0, state},
         {&Media::IsStopped, 0, 0, state, 0, "GetState"},
+        {&Media::IsStopped, 0, 0, state, 0, "GetState", kThrows},
         {&Media::IsStopped, 2, 2, state, 0},
         {&Media::IsPaused, 1, 1, state},
         {&Media::IsPaused, 0, 0, state, 0},
@@ -59,7 +62,7 @@ TEST_F(MediaPlayback, OperationsByState) {
         // A volume is sent when it changes something; muteness forgets the last.
         {volume(0), 0, 0, {}},
         {volume(-500), 0, 0, {"audio.put_Volume(-500)"}},
-        {volume(-600), 0, 0, {"audio.put_Volume(-600)"}, 0, "put_Volume"},
+        {volume(-600), 0, 0, {"audio.put_Volume(-600)"}, 0, "put_Volume", kThrows},
         {&Media::MuteAudio, 0, 0, {"audio.put_Volume(-10000)"}, 0, "put_Volume"},
         {volume(-500), 0, 0, {}},
         {&Media::MuteAudio, 0, 0, {"audio.put_Volume(-10000)"}},
