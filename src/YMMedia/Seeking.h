@@ -48,6 +48,19 @@ enum class TimeFormat {
     Other,           ///< frames, or media time for the one operation
 };
 
+/// Restores a time format at the end of its scope.
+class KeptFormat {
+public:
+    KeptFormat(IMediaSeeking* seeking, const GUID& format) : m_seeking(seeking), m_format(format) {}
+    ~KeptFormat() { m_seeking->SetTimeFormat(&m_format); }
+    KeptFormat(const KeptFormat&) = delete;
+    KeptFormat& operator=(const KeptFormat&) = delete;
+
+private:
+    IMediaSeeking* m_seeking;
+    GUID m_format;
+};
+
 /// Calls `seek(unit, format)` in a time format of the graph's: `unit` is the length of one
 /// position in 100 ns units (1 for media time, `frameTime` for frames). A format that was
 /// changed is restored. Answers what `seek` answers, or `otherwise` when no format fits.
@@ -66,16 +79,13 @@ HRESULT SeekInUnits(IMediaSeeking* seeking, std::int64_t frameTime, HRESULT othe
     if (format == TIME_FORMAT_FRAME && frameTime > 0) {
         return seek(frameTime, TimeFormat::Other);
     }
-    HRESULT result = otherwise;
-    if (SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))) {
-        result = seek(1, TimeFormat::Other);
-    } else if (frameTime >= 1 && SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_FRAME))) {
-        result = seek(frameTime, TimeFormat::Other);
-    } else {
+    const bool inMediaTime = SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME));
+    if (!inMediaTime &&
+        (frameTime < 1 || FAILED(seeking->SetTimeFormat(&TIME_FORMAT_FRAME)))) {
         return otherwise;
     }
-    seeking->SetTimeFormat(&format);
-    return result;
+    const KeptFormat kept(seeking, format);
+    return seek(inMediaTime ? 1 : frameTime, TimeFormat::Other);
 }
 
 /// Calls `read()` with the graph in media time and restores the format; does nothing when
@@ -85,14 +95,9 @@ template <class Read> void InMediaTime(IMediaSeeking* seeking, Read&& read) {
     const bool known = SUCCEEDED(seeking->GetTimeFormat(&format));
     if (known && format == TIME_FORMAT_MEDIA_TIME) {
         read();
-        return;
-    }
-    if (FAILED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))) {
-        return;
-    }
-    read();
-    if (known) {
-        seeking->SetTimeFormat(&format);
+    } else if (SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))) {
+        const KeptFormat kept(seeking, known ? format : TIME_FORMAT_MEDIA_TIME);
+        read();
     }
 }
 
