@@ -1,7 +1,8 @@
 // What a person who plays feels: the time from a seek to its first picture, the gap of a
 // loop, the time that a stop takes; and how fast a file runs without a clock, beside
-// `ffmpeg -f null` on the same file. Plays the test source, and YMD_MEDIA_DIR/sample.mp4 or
-// the file that is named.
+// `ffmpeg -f null` on the same file; and what a host's questions cost beside the graph's own,
+// with a limit of the ratio. Plays the test source, and YMD_MEDIA_DIR/sample.mp4 or the file that
+// is named.
 
 #include <windows.h>
 
@@ -30,6 +31,7 @@ using ymdshow::CMedia;
 
 constexpr LONGLONG kSecond = 10'000'000;
 constexpr DWORD kPatience = 30'000;
+constexpr double kRatioLimit = 1.5; // of a question to the graph's own
 
 constexpr const char* kScheme = R"({"Filter": [
   {"Name": "Source", "CLSID": "{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C001}", "Type": "source",
@@ -75,6 +77,7 @@ public:
 
     CMedia* operator->() { return &m_media; }
     ITestRecorder& Recorder() { return *m_recorder.Get(); }
+    IGraphBuilder* Graph() { return m_media.Graph(); }
     bool Played(int ends) {
         const auto begin = Clock::now();
         while (m_ends < ends && Since(begin) < kPatience) {
@@ -91,9 +94,14 @@ public:
     }
 
 private:
+    struct OpenMedia : CMedia {
+        using CMedia::CMedia;
+        IGraphBuilder* Graph() { return m_pGB; }
+    };
+
     ymdshow::CCoderScheme m_scheme;
     std::atomic<int> m_ends{0};
-    CMedia m_media{nullptr};
+    OpenMedia m_media{nullptr};
     ComPtr<ITestRecorder> m_recorder;
 };
 
@@ -171,6 +179,57 @@ void Stops(const char* what, bool hasEvents) {
         }
     }
     Print(what, times);
+}
+
+/// The least time of a call in nanoseconds, ours and the bare one in turns.
+template <class Ours, class Bare> bool Calls(const char* what, Ours&& ours, Bare&& bare) {
+    constexpr int kCalls = 2000;
+    const auto time = [](auto&& call, double& least) {
+        const auto begin = Clock::now();
+        for (int i = 0; i < kCalls; ++i) {
+            call();
+        }
+        least = std::min(least, Since(begin) * 1e6 / kCalls);
+    };
+    double least[2] = {1e12, 1e12};
+    for (int round = 0; round < 100; ++round) {
+        time(ours, least[0]);
+        time(bare, least[1]);
+    }
+    const double ratio = least[0] / least[1];
+    std::printf("%-44s %9.0f %9.0f %9.2f\n", what, least[0], least[1], ratio);
+    return ratio <= kRatioLimit;
+}
+
+/// What a host asks all the time while it plays, with an event thread and without.
+bool Questions(bool hasEvents) {
+    Item item;
+    ComPtr<IMediaSeeking> seeking;
+    ComPtr<IMediaControl> control;
+    if (!item.Load("test://640x360@25/60s?audio=440") ||
+        FAILED(item.Graph()->QueryInterface(IID_PPV_ARGS(&seeking))) ||
+        FAILED(item.Graph()->QueryInterface(IID_PPV_ARGS(&control)))) {
+        return false;
+    }
+    if (!hasEvents) {
+        item->SetEventCallBackFun(nullptr, nullptr);
+    }
+    item->Play();
+    item.Recorder().WaitFor(TestRecord::Sample, 1, kPatience);
+    const bool isQuick = Calls(
+        hasEvents ? "GetMediaPosition, event thread" : "GetMediaPosition",
+        [&] { item->GetMediaPosition(); },
+        [&] {
+            LONGLONG position = 0;
+            seeking->GetCurrentPosition(&position);
+        });
+    return Calls(
+               hasEvents ? "IsPlaying, event thread" : "IsPlaying", [&] { item->IsPlaying(); },
+               [&] {
+                   OAFilterState state = State_Stopped;
+                   control->GetState(500, &state);
+               }) &&
+           isQuick;
 }
 
 /// The path as the machine under Wine knows it, as it is on Windows.
@@ -272,5 +331,10 @@ int main(int argc, char** argv) {
     Stops("stop", false);
     Stops("stop with an event thread", true);
     FreeRunning(file);
+    std::printf("%-44s %9s %9s %9s\n", "nanoseconds a call, the least", "ours", "bare", "ratio");
+    const bool isQuick = Questions(false);
+    const bool withinLimit = Questions(true) && isQuick;
+    std::printf("limit of the ratio: %.2f\n", kRatioLimit);
     CoUninitialize();
+    return withinLimit ? 0 : 1;
 }
