@@ -92,6 +92,7 @@ struct CMedia::Inside {
     static bool EndPlayback(CMedia& media);
     static bool TakeDown(CMedia& media);
     static int IsInState(const CMedia& media, OAFilterState wanted);
+    static void Rewind(CMedia& media);
     static int ApplyClip(CMedia& media);
     static void StartEvents(CMedia& media);
     static bool HasVisibleVideo(const CMedia& media);

@@ -71,19 +71,22 @@ int CMedia::Stop() {
             if (item.IsDestroyed()) { // by a window that was told
                 return 1;
             }
-            if (m_pMediaSeeking != nullptr) {
-                if (m_clipStartTime != 0 || m_clipEndTime != m_originalDuration) {
-                    Inside::ApplyClip(*this);
-                } else {
-                    LONGLONG start = 0;
-                    m_pMediaSeeking->SetPositions(&start, AM_SEEKING_AbsolutePositioning, nullptr,
-                                                  AM_SEEKING_NoPositioning);
-                }
-            }
+            Quietly([&] { Inside::Rewind(*this); }); // what it answers does not matter
         }
         m_inside->events->End(*this, begin);
         return 1;
     });
+}
+
+/// To the clip's start.
+void CMedia::Inside::Rewind(CMedia& media) {
+    if (media.m_clipStartTime != 0 || media.m_clipEndTime != media.m_originalDuration) {
+        ApplyClip(media);
+    } else if (media.m_pMediaSeeking != nullptr) {
+        LONGLONG start = 0;
+        media.m_pMediaSeeking->SetPositions(&start, AM_SEEKING_AbsolutePositioning, nullptr,
+                                            AM_SEEKING_NoPositioning);
+    }
 }
 
 int CMedia::StopWhenReady() {

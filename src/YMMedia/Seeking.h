@@ -48,17 +48,21 @@ enum class TimeFormat {
     Other,           ///< frames, or media time for the one operation
 };
 
-/// Restores a time format at the end of its scope.
+/// Restores a time format at the end of its scope; none when it is null.
 class KeptFormat {
 public:
-    KeptFormat(IMediaSeeking* seeking, const GUID& format) : m_seeking(seeking), m_format(format) {}
-    ~KeptFormat() { m_seeking->SetTimeFormat(&m_format); }
+    KeptFormat(IMediaSeeking* seeking, const GUID* format) : m_seeking(seeking), m_format(format) {}
+    ~KeptFormat() {
+        if (m_format != nullptr) {
+            m_seeking->SetTimeFormat(m_format);
+        }
+    }
     KeptFormat(const KeptFormat&) = delete;
     KeptFormat& operator=(const KeptFormat&) = delete;
 
 private:
     IMediaSeeking* m_seeking;
-    GUID m_format;
+    const GUID* m_format;
 };
 
 /// Calls `seek(unit, format)` in a time format of the graph's: `unit` is the length of one
@@ -80,11 +84,10 @@ HRESULT SeekInUnits(IMediaSeeking* seeking, std::int64_t frameTime, HRESULT othe
         return seek(frameTime, TimeFormat::Other);
     }
     const bool inMediaTime = SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME));
-    if (!inMediaTime &&
-        (frameTime < 1 || FAILED(seeking->SetTimeFormat(&TIME_FORMAT_FRAME)))) {
+    if (!inMediaTime && (frameTime < 1 || FAILED(seeking->SetTimeFormat(&TIME_FORMAT_FRAME)))) {
         return otherwise;
     }
-    const KeptFormat kept(seeking, format);
+    const KeptFormat kept(seeking, &format);
     return seek(inMediaTime ? 1 : frameTime, TimeFormat::Other);
 }
 
@@ -96,7 +99,7 @@ template <class Read> void InMediaTime(IMediaSeeking* seeking, Read&& read) {
     if (known && format == TIME_FORMAT_MEDIA_TIME) {
         read();
     } else if (SUCCEEDED(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME))) {
-        const KeptFormat kept(seeking, known ? format : TIME_FORMAT_MEDIA_TIME);
+        const KeptFormat kept(seeking, known ? &format : nullptr);
         read();
     }
 }

@@ -131,9 +131,9 @@ TEST_F(MediaLifecycle, FailuresAreNamedAndNoObstacleToTheNextLoad) {
             graph.video.present = hasVideo;
             graph.video.source = {};
         };
+        EXPECT_TRUE(media.SetMediaPath(hasVideo ? "u://b" : "u://c") && !media.IsLiveStream());
         EXPECT_TRUE(media.Load(nullptr, 0) && media.GetDisplayAspectRatio() == 1.0F);
         EXPECT_TRUE(media.GetLoadReport().attempts.size() == 2 && media.IsLiveStream());
-        EXPECT_TRUE(media.SetMediaPath(hasVideo ? "u://b" : "u://c") && !media.IsLiveStream());
     }
 }
 
