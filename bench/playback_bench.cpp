@@ -215,7 +215,10 @@ bool Questions(bool hasEvents) {
         item->SetEventCallBackFun(nullptr, nullptr);
     }
     item->Play();
-    item.Recorder().WaitFor(TestRecord::Sample, 1, kPatience);
+    // Until the clock runs the graph answers without asking it.
+    for (int tries = 0; tries < 1000 && item->GetMediaPosition() == 0; ++tries) {
+        Sleep(1);
+    }
     const bool isQuick = Calls(
         hasEvents ? "GetMediaPosition, event thread" : "GetMediaPosition",
         [&] { item->GetMediaPosition(); },
