@@ -15,7 +15,10 @@ function(ymd_room name)
   add_library(${name} OBJECT ${ARGN})
   target_compile_definitions(${name} PUBLIC YMDSPLAYER_BUILD)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
-  target_link_libraries(${name} PUBLIC ymd_settings ymlib)
+  target_link_libraries(${name} PUBLIC ymd_settings)
+  if(NOT name STREQUAL ymd_text) # the utility library stands on it
+    target_link_libraries(${name} PUBLIC ymlib)
+  endif()
   set_property(GLOBAL APPEND PROPERTY YMD_ROOMS ${name})
 endfunction()
 

@@ -9,10 +9,10 @@
 #include <cwchar>
 #include <string_view>
 
+#include "Text/Text.h"
+
 namespace ymlib {
 namespace {
-
-constexpr UINT kCodePage936 = 936;
 
 // The runtime's own functions: the compiler's ANSI replacements read %s as narrow in wide
 // formats too.
@@ -81,36 +81,21 @@ template <class Char> std::basic_string<Char> Format(const Char* format, std::va
     return text;
 }
 
-bool Decode(UINT codePage, DWORD flags, std::string_view bytes, std::wstring& text) {
-    const int size = static_cast<int>(bytes.size());
-    const int length = MultiByteToWideChar(codePage, flags, bytes.data(), size, nullptr, 0);
-    if (length <= 0) {
-        return false;
-    }
-    text.resize(static_cast<std::size_t>(length));
-    return MultiByteToWideChar(codePage, flags, bytes.data(), size, text.data(), length) == length;
-}
-
 std::wstring DecodeNarrow(std::string_view bytes) {
-    std::wstring text;
-    const bool isAscii =
-        std::all_of(bytes.begin(), bytes.end(), [](char byte) { return (byte & 0x80) == 0; });
-    if (isAscii) {
-        text.assign(bytes.begin(), bytes.end());
-        return text;
+    namespace text = ymdshow::text;
+    // Text that is not valid in the code page is most often UTF-8; failing that, each byte beyond
+    // ASCII shows as a replacement character.
+    std::wstring wide = text::ToWide(bytes);
+    if (wide.empty()) {
+        wide = text::DecodeUtf8(bytes, text::Utf8::Full);
     }
-    // Text that is not valid in the code page is most often UTF-8; failing that, each bad
-    // byte shows as a replacement character.
-    if (Decode(kCodePage936, MB_ERR_INVALID_CHARS, bytes, text) ||
-        Decode(CP_UTF8, MB_ERR_INVALID_CHARS, bytes, text) ||
-        Decode(kCodePage936, 0, bytes, text)) {
-        return text;
+    if (wide.empty()) {
+        wide.resize(bytes.size());
+        std::transform(bytes.begin(), bytes.end(), wide.begin(), [](char byte) {
+            return (byte & 0x80) == 0 ? static_cast<wchar_t>(byte) : L'\xfffd';
+        });
     }
-    text.resize(bytes.size());
-    std::transform(bytes.begin(), bytes.end(), text.begin(), [](char byte) {
-        return (byte & 0x80) == 0 ? static_cast<wchar_t>(byte) : L'\xfffd';
-    });
-    return text;
+    return wide;
 }
 
 } // namespace

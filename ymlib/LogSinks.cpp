@@ -1,24 +1,15 @@
 #include "LogSinks.h"
 
+#include "Text/Text.h"
+
 #include <windows.h>
 
 #include <cstdio>
-#include <cwchar>
 #include <memory>
 #include <string>
 
 namespace ymlib {
 namespace {
-
-void AppendUtf8(std::string& line, const wchar_t* text) {
-    const int source = static_cast<int>(std::wcslen(text));
-    const int length = WideCharToMultiByte(CP_UTF8, 0, text, source, nullptr, 0, nullptr, nullptr);
-    if (length > 0) {
-        const std::size_t start = line.size();
-        line.resize(start + static_cast<std::size_t>(length));
-        WideCharToMultiByte(CP_UTF8, 0, text, source, &line[start], length, nullptr, nullptr);
-    }
-}
 
 std::string MakeLine(const LogRecord& record) {
     SYSTEMTIME time;
@@ -32,7 +23,7 @@ std::string MakeLine(const LogRecord& record) {
     line += ' ';
     line += record.function;
     line += ": ";
-    AppendUtf8(line, record.text);
+    line += ymdshow::text::EncodeUtf8(record.text, ymdshow::text::Utf8::Full);
     for (char& character : line) {
         if (character == '\r' || character == '\n') {
             character = ' ';

@@ -149,9 +149,10 @@ void CCoderScheme::MakeFilters(const Scheme& scheme, const PlaceFilter& place,
             list->reserve(list->size() + 1);
         }
         if (place != nullptr) {
-            result.result = place(filter.Get(), *info);
-            result.added = SUCCEEDED(result.result);
+            const HRESULT placed = place(filter.Get(), *info);
+            result.added = SUCCEEDED(placed);
             if (!result.added) {
+                result.result = placed;
                 continue;
             }
         }
