@@ -2,6 +2,7 @@
 // that are in its way.
 
 #include "media_play.h"
+#include "media_resources.h"
 
 #include <stdexcept>
 #include <thread>
@@ -410,6 +411,41 @@ TEST_F(MediaEvents, WaitsAnswerMessagesWhateverAWindowDoesThen) {
     std::thread other([&] { EXPECT_EQ(media.Pause(), 1); });
     EXPECT_TRUE(Within([] { return isAsked.load(); }) && media.GetVolume() == 0 && !isInside);
     other.join();
+}
+
+TEST_F(MediaEvents, TwoHundredCyclesFromTwoThreads) {
+    configure = [](FakeGraph& graph) {
+        for (int i = 0; i < 16; ++i) {
+            graph.PushEvent(i % 3 == 0 ? EC_USERABORT : EC_COMPLETE);
+        }
+    };
+    Hear();
+    media.SetLoop(1);
+    journal.SetKinds(0);
+    const auto cycle = [this](int count, unsigned seed) {
+        for (int i = 0; i < count; ++i) {
+            seed = seed * 1103515245 + 12345;
+            EXPECT_EQ(media.Play(), 1);
+            host.isHeld = true;
+            Sleep(seed >> 16 & 3);
+            host.isHeld = false;
+            media.Pause();
+            media.SetMediaPosition(kSecond);
+            if ((seed >> 20 & 1) != 0) {
+                media.Play();
+                Sleep(seed >> 22 & 3);
+            }
+            EXPECT_EQ(media.Unload(), 1);
+        }
+    };
+    cycle(5, 1);
+    const unsigned before = Resources::Now().handles;
+    std::thread other(cycle, 100, 2);
+    cycle(100, 3);
+    other.join();
+    EXPECT_TRUE(Within([&] { return Resources::Now().handles < before + 20; }));
+    EXPECT_GT(host.calls, 50);
+    EXPECT_EQ(log.Count("16 *"), 0U);
 }
 
 } // namespace
