@@ -165,7 +165,8 @@ CYMAutoUnlock::~CYMAutoUnlock() {
 }
 
 bool WaitAnswering(HANDLE object, DWORD patience) {
-    const DWORD woke = MsgWaitForMultipleObjects(1, &object, FALSE, patience, QS_SENDMESSAGE);
+    const DWORD woke =
+        MsgWaitForMultipleObjectsEx(1, &object, patience, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE);
     if (woke == WAIT_OBJECT_0 + 1) {
         MSG message;
         PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);

@@ -13,7 +13,8 @@ namespace ymdshow {
 /// failed. Text is UTF-16. It is written by CMedia::Load, replaced by the next
 /// load that builds a graph, and kept by Unload.
 struct YMDSHOW_API LoadReport {
-    /// A scheme name that was looked up, in the order of the look-ups.
+    /// A scheme name that was looked up, in the order of the look-ups; empty for a stream
+    /// whose format is not known.
     struct Name {
         std::wstring name;
         bool found = false; ///< the scheme set has a scheme under this name
@@ -22,9 +23,9 @@ struct YMDSHOW_API LoadReport {
     /// A filter description of the schemes found, in script order.
     struct Filter {
         std::wstring name;
-        std::wstring module; ///< path of the module it was made from; empty otherwise
+        std::wstring module; ///< path of the module that was asked for it; empty otherwise
         GUID clsid{};
-        int role = 0;          ///< 1 source, 2 transform, 4 render; 0 when no filter came out
+        int role = 0;          ///< 1 source, 2 transform, 4 render; 0 when it is not known
         HRESULT result = S_OK; ///< of the creation, or of adding it to the graph
         bool created = false;  ///< a filter came out
         bool added = false;    ///< it stands in the graph or its filter cache

@@ -26,19 +26,19 @@ using EventCallBack = int (*)(CMedia* media, void* user, long eventCode, std::in
 
 /// Called on the loading thread when a scheme filter has entered the graph or its
 /// filter cache. The filter is not transferred. The callback must not load into or
-/// unload the scheme set that the item loads with.
+/// unload the scheme set that the item loads with, nor unload or delete the item.
 using AddFilterCallBack = void (*)(IBaseFilter* filter, void* user);
 
 /// One media item: a path or URL, what is known about its streams, and the filter
-/// graph that plays it. Every operation but the plain getters holds the item's
-/// recursive lock for its whole run. An exception of a filter or a callback becomes
-/// the failure value of the operation that it was thrown in.
+/// graph that plays it. Every operation but the plain getters and setters of stored
+/// values holds the item's recursive lock for its whole run. An exception of a filter or a callback
+/// becomes the failure value of the operation that it was thrown in.
 ///
-/// A thread that waits, for another one in an operation of the item or for a callback in
-/// Stop, Unload and the destructor, handles the messages that are sent to its windows.
-/// A window procedure may then do anything with the item, delete it and remove it from its
-/// player included: the operation that was waiting answers its failure value (Unload 1) and
-/// does no more.
+/// A thread that waits, for another one in an operation of the item or, where the item is
+/// stopped or its graph given up, for a callback to end, handles the messages that are sent
+/// to its windows. A window procedure may then do anything with the item, delete it and remove
+/// it from its player included: the operation that was waiting answers its failure value
+/// (Unload, and Stop once the graph has stopped, 1) and does no more.
 ///
 /// A copy is member-wise: it shares the graph of a loaded item without a reference
 /// on it, so copy items that are not loaded.
@@ -245,9 +245,10 @@ public:
     /// that initialises no COM; null ends that. A call that has begun may still run
     /// afterwards: `user` must live until Stop or Unload has returned.
     /// `fn` may call every operation of the item, to unload it or load another path
-    /// included, but must not delete it. Stop, Unload and the destructor on another
-    /// thread wait 500 ms for `fn` to return and then terminate the thread where it stands:
-    /// `fn` keeps short, and holds no lock then that another thread needs, the heap's
+    /// included, but must not delete it. What stops the item or gives its graph up on another
+    /// thread (Stop, Unload, the destructor; SetMediaPath and UnlinkAllFilter where the item
+    /// is loaded or plays) waits 500 ms for `fn` to return and then terminates the thread where
+    /// it stands: `fn` keeps short, and holds no lock then that another thread needs, the heap's
     /// included. An operation of the item that `fn` calls meanwhile waits for that end. No
     /// other operation waits for `fn`; Pause holds the events back from when it returns.
     void SetEventCallBackFun(EventCallBack fn, void* user);
@@ -259,7 +260,7 @@ public:
 
     /// The interface of the first filter of the graph that has it, with one
     /// reference for the caller, or null. With a non-zero `flag` only the graph's
-    /// first filter counts, with its pins.
+    /// first filter counts, with its first pin.
     void* FindInterfaceInGraphFilters(const GUID& iid, int flag);
 
     // --- Video and audio output -------------------------------------------------

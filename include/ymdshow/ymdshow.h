@@ -15,7 +15,7 @@
 // TIME UNITS  100 ns, signed 64-bit, for every position, duration and frame time.
 //             Volume is in hundredths of a decibel, -10000 to 0.
 // RESULTS     1 or true on success, 0, false or null on failure. Out-pointers are
-//             cleared first. The one exception that leaves the library is
+//             cleared first unless said otherwise. The one exception that leaves the library is
 //             std::runtime_error ("index out of range") of the track operations;
 //             host and library must share one C++ runtime.
 // OWNERSHIP   A player owns its items; an item owns its graph. Pointers that the
@@ -25,8 +25,9 @@
 //             destroy the player before CoUninitialize and before the library is
 //             unloaded. Release every filter that a module made before
 //             CCoderScheme::UnloadModules.
-// CALLBACKS   Events come on a thread of the item's own, which takes no lock; see
-//             CMedia::SetEventCallBackFun for what a callback must not do.
+// CALLBACKS   Events come on a thread of the item's own, which holds no lock of the
+//             library's in a callback; see CMedia::SetEventCallBackFun for what a
+//             callback must not do.
 
 #include <ymdshow/CoderScheme.h>
 #include <ymdshow/GraphToolkit.h>

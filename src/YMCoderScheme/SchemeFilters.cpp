@@ -36,8 +36,8 @@ HRESULT CreateFromDmo(const FilterInfo& info, ComPtr<IBaseFilter>& filter) {
     ComPtr<IDMOWrapperFilter> dmo;
     HRESULT result = wrapper->QueryInterface(
         IID_IDMOWrapperFilter, reinterpret_cast<void**>(dmo.ReleaseAndGetAddressOf()));
-    if (SUCCEEDED(result) && dmo != nullptr) {
-        result = dmo->Init(info.clsid, info.clsidDMOCategory);
+    if (SUCCEEDED(result)) {
+        result = dmo != nullptr ? dmo->Init(info.clsid, info.clsidDMOCategory) : E_NOINTERFACE;
     }
     if (SUCCEEDED(result)) {
         filter = wrapper;

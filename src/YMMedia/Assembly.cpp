@@ -31,15 +31,20 @@ int CMedia::_InitFilters(CCoderScheme* scheme, int tryRenderSource) {
     }
     // The scan takes what is left of the sources; whatever keeps it from that gives them back.
     struct Sources {
-        CMedia& media;
-        std::vector<IBaseFilter*> filters;
+        explicit Sources(CMedia& owner) : media(owner), item(owner.m_lock) {}
         ~Sources() {
             for (IBaseFilter* source : filters) {
-                Quietly([&] { media._RemoveFilter(source); });
-                source->Release();
+                if (item.IsDestroyed()) {
+                    source->Release();
+                } else {
+                    Inside::Drop(media, source);
+                }
             }
         }
-    } unused{*this, {}};
+        CMedia& media;
+        const ymlib::CYMAutoLock item;
+        std::vector<IBaseFilter*> filters;
+    } unused(*this);
     std::vector<IBaseFilter*>& sources = unused.filters;
     _LoadFilterWithScheme(scheme, sources);
     if (_TrySourceFilter(sources, tryRenderSource) == 0) {
@@ -122,6 +127,12 @@ HRESULT CMedia::Inside::Add(CMedia& media, IBaseFilter* filter, const wchar_t* n
         media.m_pAddFilterCallBack(filter, media.m_pAddFilterCallBackUser);
     }
     return added;
+}
+
+/// Takes a filter out of the graph and gives a reference back. The references that are left.
+ULONG CMedia::Inside::Drop(CMedia& media, IBaseFilter* filter) {
+    Quietly([&] { media._RemoveFilter(filter); });
+    return filter->Release();
 }
 
 int CMedia::_AddFilter(IBaseFilter* filter, const wchar_t* name, int cache) {

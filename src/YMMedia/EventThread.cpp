@@ -3,6 +3,9 @@
 #include "YMMedia/EventThread.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "GraphToolkit/Ranges.h"
 
 namespace ymdshow {
 
@@ -62,11 +65,6 @@ void CMedia::Inside::StartEvents(CMedia& media) {
     }
 }
 
-bool CMedia::Inside::HasVisibleVideo(const CMedia& media) {
-    return media.m_pVideoWindow != nullptr && media.m_playWindow != nullptr &&
-           media.m_videoTrackNum > 0;
-}
-
 void CMedia::Inside::EventThread::Start(CMedia& media) {
     m_mustLeave = false;
     m_isFinished = false;
@@ -106,11 +104,18 @@ void CMedia::Inside::EventThread::Resume(CMedia& media) {
 
 void CMedia::Inside::EventThread::Suspend(CMedia& media) {
     // As it starts and leaves it may hold the system's loader lock, in a callback any lock.
-    if (m_place == Place::Starting || m_place == Place::InCallback || m_place == Place::Left ||
-        media.m_hEventThread == nullptr || !IsAlive(media.m_hEventThread)) {
+    // It parks by itself then.
+    if (m_place != Place::Resting || !IsAlive(media.m_hEventThread)) {
         return;
     }
-    if (SuspendThread(media.m_hEventThread) == kThreadCallFailed) {
+    if (SuspendThread(media.m_hEventThread) != kThreadCallFailed) {
+        CONTEXT context{};
+        context.ContextFlags = CONTEXT_CONTROL;
+        GetThreadContext(media.m_hEventThread, &context); // waits until it stands
+        if (m_place != Place::Resting) {
+            ResumeThread(media.m_hEventThread);
+        }
+    } else {
         YMD_LOG_ERROR("ymdshow::CMedia::Pause", "Suspend Event Thread Failed, Error Code %d : %s",
                       static_cast<int>(GetLastError()), media.m_mediaPath.c_str());
     }
@@ -126,8 +131,10 @@ void CMedia::Inside::EventThread::End(CMedia& media, ULONGLONG begin) {
     }
     // Of its own: a message that is handled meanwhile may close the item's and start another.
     HANDLE thread = nullptr;
-    DuplicateHandle(GetCurrentProcess(), media.m_hEventThread, GetCurrentProcess(), &thread, 0,
-                    FALSE, DUPLICATE_SAME_ACCESS);
+    if (DuplicateHandle(GetCurrentProcess(), media.m_hEventThread, GetCurrentProcess(), &thread, 0,
+                        FALSE, DUPLICATE_SAME_ACCESS) == FALSE) {
+        thread = media.m_hEventThread; // all handles of the process are in use
+    }
     const ymlib::CYMAutoLock item(media.m_lock);
     const unsigned ends = m_ends;
     bool isOurs = true;
@@ -144,19 +151,31 @@ void CMedia::Inside::EventThread::End(CMedia& media, ULONGLONG begin) {
                 TerminateThread(thread, 0);
                 // It ends some time after the call; the interfaces that it uses go next.
                 WaitForSingleObject(thread, static_cast<DWORD>(kEndTime));
-                m_gate.Abandon(m_id);
+                m_gate.Abandon(GetThreadId(thread));
                 hasEnded = true;
             }
         }
     }
-    CloseHandle(thread);
-    if (isOurs) { // not ended, nor wanted again, by what a message has done
+    if (!isOurs) { // ended, or wanted again, by what a message has done
+        CloseHandle(thread);
+    } else {
+        if (thread != media.m_hEventThread) {
+            CloseHandle(thread);
+        }
         CloseHandle(media.m_hEventThread);
         media.m_hEventThread = nullptr;
         m_id = 0;
         m_place = Place::Outside;
         ++m_ends;
     }
+}
+
+void CMedia::Inside::EventThread::GiveUpQueue(CMedia& media) {
+    ++m_queues;
+    if (IsCurrent() && m_parting == nullptr) {
+        toolkit::Adopt(m_parting, std::exchange(media.m_pMediaEvent, nullptr));
+    }
+    ReleaseMember(media.m_pMediaEvent);
 }
 
 void CMedia::Inside::EventThread::Run(CMedia& media) {
@@ -210,8 +229,11 @@ void CMedia::Inside::EventThread::Drain(CMedia& media) {
     while (known == m_queues && SUCCEEDED(events->GetEvent(&code, &param1, &param2, 0))) {
         m_isFinished = (code == EC_COMPLETE || code == EC_END_OF_SEGMENT) && HandleEnd(media);
         Forward(media, code, param1, param2);
-        if (known == m_queues) { // else the callback has unloaded the item
+        if (known == m_queues) {
             events->FreeEventParams(code, param1, param2);
+        } else if (m_parting != nullptr) { // the callback has unloaded the item
+            m_parting->FreeEventParams(code, param1, param2);
+            m_parting.Reset();
         }
         while (known == m_queues && media.m_playState == State_Paused && !m_mustLeave) {
             Rest(nullptr);
@@ -231,8 +253,8 @@ bool CMedia::Inside::EventThread::HandleEnd(CMedia& media) {
         media.m_pMediaControl->Run();
         return false;
     }
-    if (media.m_isLoop == 0 && HasVisibleVideo(media)) {
-        media.m_pVideoWindow->put_Visible(OAFALSE);
+    if (media.m_isLoop == 0) {
+        ShowVideo(media, OAFALSE);
     }
     return true;
 }

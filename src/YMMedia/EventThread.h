@@ -16,7 +16,7 @@ public:
     EventThread(const EventThread&) = delete;
     EventThread& operator=(const EventThread&) = delete;
 
-    // Host threads call these under the item's lock and, but for End, behind the gate.
+    // Host threads call these under the item's lock, the first three behind the gate as well.
 
     /// Starts the thread.
     void Start(CMedia& media);
@@ -28,8 +28,9 @@ public:
     /// GetTickCount64). On the thread itself the handle stays, for others to wait for. The
     /// item may be gone afterwards.
     void End(CMedia& media, ULONGLONG begin);
-    /// The item's event queue is given up.
-    void ForgetQueue() { ++m_queues; }
+    /// Gives the item's event queue back; one whose event the host's callback still has when that
+    /// is over.
+    void GiveUpQueue(CMedia& media);
 
     /// On the thread itself: in the host's callback.
     bool IsCurrent() const { return m_id == GetCurrentThreadId(); }
@@ -53,6 +54,7 @@ private:
     std::atomic<bool> m_isFinished{false};
     std::atomic<unsigned> m_queues{0}; ///< the queues that were given up
     unsigned m_ends = 0;               ///< the threads that have ended
+    ComPtr<IMediaEventEx> m_parting;   ///< given up in the host's callback
 };
 
 } // namespace ymdshow

@@ -83,6 +83,7 @@ struct CMedia::Inside {
     static int BuildGraph(CMedia& media, CCoderScheme* scheme, int flag);
     static void ApplyStoredSettings(CMedia& media);
     static HRESULT Add(CMedia& media, IBaseFilter* filter, const wchar_t* name, int cache);
+    static ULONG Drop(CMedia& media, IBaseFilter* filter);
     static bool IsComplete(const CMedia& media, unsigned video, unsigned audio);
     static void TakeRatio(CMedia& media, const VideoInfo& record, std::int32_t width,
                           std::int32_t height);
@@ -92,10 +93,10 @@ struct CMedia::Inside {
     static bool EndPlayback(CMedia& media);
     static bool TakeDown(CMedia& media);
     static int IsInState(const CMedia& media, OAFilterState wanted);
+    static void ShowVideo(const CMedia& media, long visible);
     static void Rewind(CMedia& media);
     static int ApplyClip(CMedia& media);
     static void StartEvents(CMedia& media);
-    static bool HasVisibleVideo(const CMedia& media);
 };
 
 /// Gives a member's reference back and clears it.

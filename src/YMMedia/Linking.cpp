@@ -93,7 +93,8 @@ int CMedia::UnlinkAllFilter() {
         const bool isActive = Inside::OnGraph(*this, false, [&] {
             OAFilterState state = State_Stopped;
             return isLinked() && m_pMediaControl != nullptr &&
-                   SUCCEEDED(m_pMediaControl->GetState(kStateTimeout, &state)) &&
+                   SUCCEEDED(
+                       ComPtr<IMediaControl>(m_pMediaControl)->GetState(kStateTimeout, &state)) &&
                    state != State_Stopped;
         });
         if (item.IsDestroyed() || (isActive && (Stop(), item.IsDestroyed()))) {

@@ -48,10 +48,12 @@ void CMedia::EnumMediaFilter(void (*fn)(IBaseFilter*, void*), void* user, int al
             if (all == 0 && IsFilterLinked(filter.Get()) == 0) {
                 continue;
             }
-            const ymlib::CYMAutoUnlock outside(m_inside->gate);
-            fn(filter.Get(), user);
-            if (item.IsDestroyed()) {
-                return; // by the visitor
+            {
+                const ymlib::CYMAutoUnlock outside(m_inside->gate);
+                fn(filter.Get(), user); // what it throws ends the visit
+            }
+            if (item.IsDestroyed()) { // by the visitor, or a message
+                return;
             }
         }
     });

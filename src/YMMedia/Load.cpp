@@ -45,8 +45,9 @@ int CMedia::Load(CCoderScheme* scheme, int flag) {
         Quietly([&] { loaded = Inside::Load(*this, scheme, flag); });
         if (loaded < 0) {
             // Half a graph would pass for a loaded one.
-            _FreeFilters();
-            _FreeDirectShow();
+            if (!Inside::TakeDown(*this)) {
+                return 0;
+            }
             m_inside->load.Fail(L"a filter or a callback threw an exception, or memory ran out",
                                 E_UNEXPECTED);
         }
@@ -70,7 +71,7 @@ int CMedia::Inside::Load(CMedia& media, CCoderScheme* scheme, int flag) {
     record.Succeed();
     const ymlib::CYMAutoLock item(media.m_lock);
     ApplyStoredSettings(media);
-    if (item.IsDestroyed()) { // by a window that was told
+    if (item.IsDestroyed()) {
         return 0;
     }
     YMD_LOG_PROGRESS("ymdshow::CMedia::Load", "LoadMedia OK : %s", media.m_mediaPath.c_str());
@@ -90,14 +91,23 @@ int CMedia::Inside::BuildGraph(CMedia& media, CCoderScheme* scheme, int flag) {
     if (!media.m_hasMediaInfo && media._ReadInfoByMediaIfo() == 0) {
         media._FreeMediaInfo();
     }
+    // Freeing waits for a callback that may still run, and messages may destroy the item.
+    const ymlib::CYMAutoLock item(media.m_lock);
     if (media.m_pSourceFilter != nullptr) {
         media._FreeFilters();
+    }
+    if (item.IsDestroyed()) {
+        return 0;
     }
     if (media._InitDirectShow() == 0) {
         YMD_LOG_ERROR("ymdshow::CMedia::Load", "m_pGB is NULL And _InitDirectShow Failed");
         return 0;
     }
-    if (media._InitFilters(scheme, flag) == 0) {
+    const int isBuilt = media._InitFilters(scheme, flag);
+    if (item.IsDestroyed()) {
+        return 0;
+    }
+    if (isBuilt == 0) {
         YMD_LOG_WARNING("ymdshow::CMedia::Load", "_InitFilters Failed");
         return record.Fail(L"no filter graph could be built", E_FAIL);
     }
@@ -117,23 +127,32 @@ int CMedia::Inside::BuildGraph(CMedia& media, CCoderScheme* scheme, int flag) {
     return 1;
 }
 
+/// A window that is told of one may destroy the item.
 void CMedia::Inside::ApplyStoredSettings(CMedia& media) {
+    const ymlib::CYMAutoLock item(media.m_lock);
     if (media.m_clipStartTime != 0 || media.m_clipEndTime != media.m_originalDuration) {
         media.TimeClip(media.m_clipStartTime, media.m_clipEndTime);
     }
-    media.SetLoop(media.m_isLoop);
-    media.SetVolume(static_cast<long>(media.m_volume));
-    media.SetAmain(media.m_isAmain);
-    media.SetPlayWindow(media.m_playWindow);
+    if (!item.IsDestroyed()) {
+        media.SetLoop(media.m_isLoop);
+        media.SetVolume(static_cast<long>(media.m_volume));
+        media.SetAmain(media.m_isAmain);
+    }
+    if (!item.IsDestroyed()) {
+        media.SetPlayWindow(media.m_playWindow);
+    }
 }
 
 int CMedia::_InitDirectShow() {
     if (m_pGB != nullptr) {
         return 1;
     }
-    const HRESULT created =
+    HRESULT created =
         CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER,
                          IID_PPV_ARGS(&m_pGB));
+    if (SUCCEEDED(created) && m_pGB == nullptr) {
+        created = E_NOINTERFACE;
+    }
     if (FAILED(created)) {
         YMD_LOG_WARNING("ymdshow::CMedia::_InitDirectShow",
                         "CoCreateInstance CLSID_FilterGraph Failed: %x, %s",

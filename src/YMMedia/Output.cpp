@@ -135,7 +135,8 @@ int CMedia::ResumeAudio() {
 
 void CMedia::SetAmain(int on) {
     Inside::OnGraph(*this, [&] {
-        if (IsPlaying() != 0) {
+        const ymlib::CYMAutoLock item(m_lock);
+        if (IsPlaying() != 0 || item.IsDestroyed()) {
             return;
         }
         m_isAmain = on;

@@ -13,15 +13,24 @@ constexpr DWORD kStopPatience = 500; // ms for what the event thread does on the
 
 } // namespace
 
+// In a call that may take its time the graph answers messages, and a window procedure may then
+// unload the item or destroy it: what is called is held, and the item is looked at afterwards.
+
 int CMedia::Play() {
     return Inside::OnGraph(*this, 0, [&] {
-        if ((m_pGB == nullptr && Load(nullptr, 0) == 0) || m_pMediaControl == nullptr) {
+        const ymlib::CYMAutoLock item(m_lock);
+        if ((m_pGB == nullptr && Load(nullptr, 0) == 0) || item.IsDestroyed() ||
+            m_pMediaControl == nullptr) {
             return 0;
         }
         if (m_playState == State_Running) {
             return 1;
         }
-        if (FAILED(m_pMediaControl->Run())) {
+        const HRESULT run = ComPtr<IMediaControl>(m_pMediaControl)->Run();
+        if (item.IsDestroyed()) {
+            return 0;
+        }
+        if (FAILED(run)) {
             YMD_LOG_ERROR("ymdshow::CMedia::Play", "DShow Run Failed : %s", m_mediaPath.c_str());
             return 0;
         }
@@ -29,9 +38,7 @@ int CMedia::Play() {
             m_inside->events->Resume(*this);
         }
         m_playState = State_Running;
-        if (Inside::HasVisibleVideo(*this)) {
-            m_pVideoWindow->put_Visible(OATRUE);
-        }
+        Inside::ShowVideo(*this, OATRUE);
         return 1;
     });
 }
@@ -44,7 +51,8 @@ int CMedia::Pause() {
         if (m_playState != State_Running) {
             return 1;
         }
-        if (FAILED(m_pMediaControl->Pause())) {
+        const ymlib::CYMAutoLock item(m_lock);
+        if (FAILED(ComPtr<IMediaControl>(m_pMediaControl)->Pause()) || item.IsDestroyed()) {
             return 0;
         }
         m_inside->events->Suspend(*this);
@@ -56,26 +64,36 @@ int CMedia::Pause() {
 int CMedia::Stop() {
     return Inside::Locked(*this, 0, [&] {
         const ymlib::CYMAutoLock item(m_lock);
-        const ULONGLONG begin = GetTickCount64();
+        ULONGLONG begin = GetTickCount64();
         {
             // A graph that hangs in the event thread's hands may still stop in this one's.
             const ymlib::CYMAutoLock turn(m_inside->gate, kStopPatience);
             if (item.IsDestroyed() || m_pMediaControl == nullptr ||
-                FAILED(m_pMediaControl->Stop())) {
+                FAILED(ComPtr<IMediaControl>(m_pMediaControl)->Stop()) || item.IsDestroyed()) {
                 return 0;
             }
             m_playState = State_Stopped;
-            if (Inside::HasVisibleVideo(*this)) {
-                m_pVideoWindow->put_Visible(OAFALSE);
+            Quietly([&] { Inside::ShowVideo(*this, OAFALSE); });
+            if (!item.IsDestroyed()) {
+                Quietly([&] { Inside::Rewind(*this); }); // what it answers does not matter
             }
-            if (item.IsDestroyed()) { // by a window that was told
-                return 1;
+            if (turn.IsHeld()) {
+                begin = GetTickCount64(); // the event thread could not leave before
             }
-            Quietly([&] { Inside::Rewind(*this); }); // what it answers does not matter
         }
-        m_inside->events->End(*this, begin);
+        if (!item.IsDestroyed()) {
+            m_inside->events->End(*this, begin);
+        }
         return 1;
     });
+}
+
+/// Of an item that has a window to draw into.
+void CMedia::Inside::ShowVideo(const CMedia& media, long visible) {
+    if (media.m_pVideoWindow != nullptr && media.m_playWindow != nullptr &&
+        media.m_videoTrackNum > 0) {
+        ComPtr<IVideoWindow>(media.m_pVideoWindow)->put_Visible(visible);
+    }
 }
 
 /// To the clip's start.
@@ -205,7 +223,7 @@ long CMedia::GetPlayState() const {
         OAFilterState state = State_Stopped;
         if (m_pMediaControl != nullptr) {
             // Whatever the query wrote counts, an intermediate state included.
-            m_pMediaControl->GetState(kStateTimeout, &state);
+            ComPtr<IMediaControl>(m_pMediaControl)->GetState(kStateTimeout, &state);
         }
         return static_cast<long>(state);
     });
@@ -215,7 +233,8 @@ int CMedia::Inside::IsInState(const CMedia& media, OAFilterState wanted) {
     return OnGraph(media, 0, [&] {
         OAFilterState state = State_Stopped;
         return media.m_pGB != nullptr && media.m_pMediaControl != nullptr &&
-                       SUCCEEDED(media.m_pMediaControl->GetState(kStateTimeout, &state)) &&
+                       SUCCEEDED(ComPtr<IMediaControl>(media.m_pMediaControl)
+                                     ->GetState(kStateTimeout, &state)) &&
                        state == wanted
                    ? 1
                    : 0;

@@ -10,6 +10,8 @@
 
 #include <cstdint>
 
+#include "Guard.h"
+
 namespace ymdshow {
 
 /// Milliseconds that a state query waits for a state change to complete.
@@ -26,11 +28,13 @@ public:
         }
     }
     ~PausedGraph() {
-        if (m_state == State_Stopped) {
-            m_control->Stop();
-        } else if (m_state == State_Running) {
-            m_control->Run();
-        }
+        Quietly([&] {
+            if (m_state == State_Stopped) {
+                m_control->Stop();
+            } else if (m_state == State_Running) {
+                m_control->Run();
+            }
+        });
     }
     PausedGraph(const PausedGraph&) = delete;
     PausedGraph& operator=(const PausedGraph&) = delete;
@@ -54,7 +58,7 @@ public:
     KeptFormat(IMediaSeeking* seeking, const GUID* format) : m_seeking(seeking), m_format(format) {}
     ~KeptFormat() {
         if (m_format != nullptr) {
-            m_seeking->SetTimeFormat(m_format);
+            Quietly([&] { m_seeking->SetTimeFormat(m_format); });
         }
     }
     KeptFormat(const KeptFormat&) = delete;

@@ -83,7 +83,11 @@ void CMedia::Inside::SourceSearch::FromGraph(bool toRenderers) {
     const int way = toRenderers ? 2 : 4;
     try {
         ComPtr<IBaseFilter> source;
-        const HRESULT added = m_media.m_pGB->AddSourceFilter(m_path.c_str(), nullptr, &source);
+        HRESULT added = E_POINTER;
+        if (m_media.m_pGB != nullptr) { // else a callback has unloaded the item
+            added = m_media.m_pGB->AddSourceFilter(m_path.c_str(), nullptr, &source);
+        }
+        added = SUCCEEDED(added) && source == nullptr ? E_POINTER : added;
         m_media.m_inside->load.Attempt(way, L"AddSourceFilter", LoadRecorder::kGraphSource, added);
         if (FAILED(added)) {
             Warn("Auto AddSourceFilter FAILED : %s");

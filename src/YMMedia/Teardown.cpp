@@ -30,11 +30,14 @@ template <class Remove> void RemoveFirstUntilEmpty(toolkit::Filters&& filters, R
 } // namespace
 
 CMedia::~CMedia() {
-    Inside::Locked(*this, [&] {
-        Stop();
-        _FreeFilters();
-        _FreeDirectShow();
-    });
+    // First: a message that is handled in the following may look at the player's list.
+    if (m_pMediaPlayer != nullptr) {
+        m_pMediaPlayer->_NotifyMediaDestroy(this);
+        m_pMediaPlayer = nullptr;
+    }
+    Stop();
+    Inside::Locked(*this, [&] { _FreeFilters(); });
+    Inside::Locked(*this, [&] { _FreeDirectShow(); });
     _FreeMediaInfo();
     m_originalDuration = 0;
     m_durationByMediaInfo = 0;
@@ -43,10 +46,6 @@ CMedia::~CMedia() {
     m_originalAudioTrackNum = 0;
     m_videoTracks.clear();
     m_audioTracks.clear();
-    if (m_pMediaPlayer != nullptr) {
-        m_pMediaPlayer->_NotifyMediaDestroy(this);
-        m_pMediaPlayer = nullptr;
-    }
     YMD_LOG_PROGRESS("ymdshow::CMedia::~CMedia", "CYMMedia Destroy : %s", m_mediaPath.c_str());
 }
 
@@ -64,7 +63,9 @@ int CMedia::Unload() {
 
 bool CMedia::Inside::TakeDown(CMedia& media) {
     const ymlib::CYMAutoLock item(media.m_lock);
-    if (media.IsPlaying() != 0) {
+    // A graph that hangs in the event thread's hands is not asked: that waits for it.
+    const bool isPlaying = media.m_playState == State_Running || media.IsPlaying() != 0;
+    if (!item.IsDestroyed() && isPlaying) {
         media.Stop();
     }
     if (!item.IsDestroyed()) {
@@ -78,10 +79,10 @@ bool CMedia::Inside::TakeDown(CMedia& media) {
 
 bool CMedia::Inside::EndPlayback(CMedia& media) {
     const ymlib::CYMAutoLock item(media.m_lock);
-    const ULONGLONG begin = GetTickCount64();
     // Again for what such a message has started.
     while (!item.IsDestroyed() && media.m_playState == State_Running && media.Stop() != 0) {
     }
+    const ULONGLONG begin = GetTickCount64();
     while (!item.IsDestroyed() && media.m_hEventThread != nullptr &&
            !media.m_inside->events->IsCurrent()) {
         media.m_inside->events->End(media, begin);
@@ -100,13 +101,16 @@ void CMedia::_FreeFilters() {
         return;
     }
     if (m_pMediaEvent != nullptr) {
-        m_pMediaEvent->SetNotifyWindow(0, 0, 0);
+        Quietly([&] { m_pMediaEvent->SetNotifyWindow(0, 0, 0); });
     }
     if (const ComPtr<IVideoWindow> video(m_pVideoWindow); video != nullptr) {
         const ymlib::CYMAutoLock item(m_lock);
-        video->put_Visible(OAFALSE);
-        video->put_Owner(0);
-        if (item.IsDestroyed()) { // by a window that was told
+        Quietly([&] {
+            video->put_Visible(OAFALSE);
+            video->put_Owner(0);
+        });
+        // A window that was told may have destroyed the item or played it anew.
+        if (item.IsDestroyed() || !Inside::EndPlayback(*this)) {
             return;
         }
     }
@@ -114,8 +118,7 @@ void CMedia::_FreeFilters() {
     ReleaseMember(m_pMediaFilter);
     ReleaseMember(m_pMediaSeeking);
     ReleaseMember(m_pBasicVideo);
-    ReleaseMember(m_pMediaEvent);
-    m_inside->events->ForgetQueue();
+    m_inside->events->GiveUpQueue(*this);
     ReleaseMember(m_pVideoWindow);
     ReleaseMember(m_pStreamSelect);
     for (IBaseFilter* filter : m_usedFilters) {
@@ -134,8 +137,7 @@ void CMedia::_FreeFilters() {
     m_isAllFilterLinked = false;
 
     const auto drop = [this](IBaseFilter* filter, const char* warning) {
-        _RemoveFilter(filter);
-        if (filter->Release() != 0) {
+        if (Inside::Drop(*this, filter) != 0) {
             YMD_LOG_WARNING("ymdshow::CMedia::_FreeFilters", warning, GetIUnknownRef(filter));
         }
     };
@@ -158,7 +160,7 @@ void CMedia::_RemoveAllFilterInGraphBuilder() {
         return;
     }
     RemoveFirstUntilEmpty(toolkit::Filters(m_pGB), [this](IBaseFilter* filter) {
-        m_pGB->RemoveFilter(filter);
+        Quietly([&] { m_pGB->RemoveFilter(filter); });
         if (filter->Release() != 0) {
             YMD_LOG_WARNING("ymdshow::CMedia::_RemoveAllFilterInGraphBuilder",
                             "Remove Filter Warning! RefCount : %d", GetIUnknownRef(filter));
@@ -177,8 +179,12 @@ void CMedia::_RemoveAllCachedFilterInGraphConfig() {
 }
 
 void CMedia::_FreeDirectShow() {
+    const ymlib::CYMAutoLock item(m_lock);
     if (m_playState == State_Running) {
         _FreeFilters();
+    }
+    if (item.IsDestroyed()) {
+        return;
     }
     if (m_playState == State_Running) {
         YMD_LOG_WARNING("ymdshow::CMedia::_FreeDirectShow",

@@ -79,7 +79,6 @@ private:
     void CorrectVideoRecord(VideoInfo& record, const AM_MEDIA_TYPE& type) const;
     bool IsVisited(IBaseFilter* filter) const { return m_visited.count(filter) != 0; }
     void DropUnused(std::vector<IBaseFilter*>& filters);
-    ULONG Drop(IBaseFilter* filter);
 
     CMedia& m_media;
     std::unordered_map<IBaseFilter*, ComPtr<IBaseFilter>> m_visited;
@@ -234,19 +233,13 @@ void CMedia::Inside::TrackScan::DropUnused(std::vector<IBaseFilter*>& filters) {
         if (IsVisited(filter)) {
             return false;
         }
-        if (const ULONG references = Drop(filter); references != 0) {
+        if (const ULONG references = Drop(m_media, filter); references != 0) {
             YMD_LOG_WARNING(kFunction, "Remove Unused Filter Warning! RefCount %d : %s",
                             static_cast<int>(references), m_media.m_mediaPath.c_str());
         }
         return true;
     };
     filters.erase(std::remove_if(filters.begin(), filters.end(), drop), filters.end());
-}
-
-/// The references that are left.
-ULONG CMedia::Inside::TrackScan::Drop(IBaseFilter* filter) {
-    m_media._RemoveFilter(filter);
-    return filter->Release();
 }
 
 void CMedia::Inside::TrackScan::CollectUsedFilters() {
@@ -265,7 +258,7 @@ void CMedia::Inside::TrackScan::CollectUsedFilters() {
             m_media.m_usedFilters.push_back(filter.Detach());
             continue;
         }
-        if (const ULONG references = Drop(filter.Detach()); references != 0) {
+        if (const ULONG references = Drop(m_media, filter.Detach()); references != 0) {
             YMD_LOG_WARNING(kFunction, "Remove Unused Filter Warning! RefCount : %d",
                             static_cast<int>(references));
         }

@@ -1,6 +1,8 @@
 // The track operations, once for both kinds.
 
 #include <algorithm>
+#include <optional>
+#include <stdexcept>
 
 #include "YMMedia/Inside.h"
 
@@ -25,7 +27,8 @@ struct CMedia::Inside::VideoKind {
     static constexpr auto kOtherTracks = &CMedia::m_audioTracks;
 };
 
-/// The tracks of one kind; `Media` is CMedia or const CMedia.
+/// The tracks of one kind; `Media` is CMedia or const CMedia. There is no answer for an index out
+/// of range.
 template <class Kind, class Media> class CMedia::Inside::Tracks {
 public:
     explicit Tracks(Media& media)
@@ -33,21 +36,25 @@ public:
           m_areRenderers(media.*Kind::kStreamNum < media.*Kind::kTrackNum) {}
 
     std::uint32_t Num() const {
-        return m_media.IsLoaded() != 0
+        return m_media.m_pGB != nullptr
                    ? std::max(m_media.*Kind::kStreamNum, m_media.*Kind::kTrackNum)
                    : static_cast<std::uint32_t>((m_media.*Kind::kInfos).size());
     }
 
-    IBaseFilter* Render(std::uint32_t index) const {
-        CheckIndex(index);
+    std::optional<IBaseFilter*> Render(std::uint32_t index) const {
+        if (!HasIndex(index)) {
+            return {};
+        }
         if (m_areRenderers) {
             return m_tracks[index]->renderer;
         }
         return m_tracks.empty() ? nullptr : m_tracks.front()->renderer;
     }
 
-    bool IsEnabled(std::uint32_t index) const {
-        CheckIndex(index);
+    std::optional<bool> IsEnabled(std::uint32_t index) const {
+        if (!HasIndex(index)) {
+            return {};
+        }
         return m_areRenderers ? m_tracks[index]->enabled : m_streams[index]->enabled;
     }
 
@@ -55,8 +62,10 @@ public:
         return m_areRenderers ? FirstEnabled(m_tracks) : FirstEnabled(m_streams);
     }
 
-    bool Enable(std::uint32_t index) {
-        CheckIndex(index);
+    std::optional<bool> Enable(std::uint32_t index) {
+        if (!HasIndex(index)) {
+            return {};
+        }
         if (m_areRenderers) {
             LinkTrack(index);
         } else {
@@ -78,8 +87,10 @@ public:
         return true;
     }
 
-    bool Disable(std::uint32_t index) {
-        CheckIndex(index);
+    std::optional<bool> Disable(std::uint32_t index) {
+        if (!HasIndex(index)) {
+            return {};
+        }
         if (!m_areRenderers) {
             return SetStream(*m_streams[index], 0);
         }
@@ -92,7 +103,7 @@ public:
         if (m_areRenderers) {
             return LinkAll();
         }
-        if (m_tracks.empty() || m_streams.empty()) {
+        if (m_tracks.empty()) {
             return false;
         }
         LinkTrack(0);
@@ -113,8 +124,10 @@ public:
                                  [this](Stream* stream) { return SetStream(*stream, 0); });
     }
 
-    bool EnableOnlyOne(std::uint32_t index) {
-        CheckIndex(index);
+    std::optional<bool> EnableOnlyOne(std::uint32_t index) {
+        if (!HasIndex(index)) {
+            return {};
+        }
         if (m_areRenderers) {
             if (!m_tracks[index]->enabled) {
                 LinkAll();
@@ -160,10 +173,8 @@ public:
 private:
     using Stream = StreamSelectTrackInfo;
 
-    void CheckIndex(std::uint32_t index) const {
-        if (index >= (m_areRenderers ? m_tracks.size() : m_streams.size())) {
-            throw IndexError();
-        }
+    bool HasIndex(std::uint32_t index) const {
+        return index < (m_areRenderers ? m_tracks.size() : m_streams.size());
     }
 
     template <class Records> static int FirstEnabled(const Records& records) {
@@ -202,6 +213,18 @@ private:
     bool m_areRenderers; ///< else the listed streams are the tracks
 };
 
+namespace {
+
+/// The one exception that leaves the library.
+template <class Result> Result Checked(const std::optional<Result>& answer) {
+    if (!answer.has_value()) {
+        throw std::runtime_error("index out of range");
+    }
+    return *answer;
+}
+
+} // namespace
+
 std::uint32_t CMedia::GetAudioTrackNum() const {
     return Inside::Tracks<Inside::AudioKind, const CMedia>(*this).Num();
 }
@@ -209,14 +232,14 @@ std::uint32_t CMedia::GetOriginalAudioTrackNum() const {
     return m_originalAudioTrackNum;
 }
 IBaseFilter* CMedia::GetAudioTrackRender(std::uint32_t index) const {
-    return Inside::Locked(*this, static_cast<IBaseFilter*>(nullptr), [&] {
+    return Checked(Inside::Locked(*this, std::optional<IBaseFilter*>(nullptr), [&] {
         return Inside::Tracks<Inside::AudioKind, const CMedia>(*this).Render(index);
-    });
+    }));
 }
 bool CMedia::IsAudioTrackEnable(std::uint32_t index) {
-    return Inside::Locked(*this, false, [&] {
+    return Checked(Inside::Locked(*this, std::optional<bool>(false), [&] {
         return Inside::Tracks<Inside::AudioKind, const CMedia>(*this).IsEnabled(index);
-    });
+    }));
 }
 int CMedia::GetFirstEnabledAudioTrackIndex() {
     return Inside::Locked(*this, -1, [&] {
@@ -224,14 +247,14 @@ int CMedia::GetFirstEnabledAudioTrackIndex() {
     });
 }
 bool CMedia::EnableAudioTrack(std::uint32_t index) {
-    return Inside::OnGraph(*this, false, [&] {
+    return Checked(Inside::OnGraph(*this, std::optional<bool>(false), [&] {
         return Inside::Tracks<Inside::AudioKind, CMedia>(*this).Enable(index);
-    });
+    }));
 }
 bool CMedia::DisableAudioTrack(std::uint32_t index) {
-    return Inside::OnGraph(*this, false, [&] {
+    return Checked(Inside::OnGraph(*this, std::optional<bool>(false), [&] {
         return Inside::Tracks<Inside::AudioKind, CMedia>(*this).Disable(index);
-    });
+    }));
 }
 bool CMedia::EnableAllAudioTrack() {
     return Inside::OnGraph(
@@ -243,9 +266,9 @@ bool CMedia::DisableAllAudioTrack() {
     });
 }
 bool CMedia::EnableOnlyOneAudioTrack(std::uint32_t index) {
-    return Inside::OnGraph(*this, false, [&] {
+    return Checked(Inside::OnGraph(*this, std::optional<bool>(false), [&] {
         return Inside::Tracks<Inside::AudioKind, CMedia>(*this).EnableOnlyOne(index);
-    });
+    }));
 }
 bool CMedia::LinkAllAudioTrack() {
     return Inside::OnGraph(
@@ -263,14 +286,14 @@ std::uint32_t CMedia::GetOriginalVideoTrackNum() const {
     return m_originalVideoTrackNum;
 }
 IBaseFilter* CMedia::GetVideoTrackRender(std::uint32_t index) const {
-    return Inside::Locked(*this, static_cast<IBaseFilter*>(nullptr), [&] {
+    return Checked(Inside::Locked(*this, std::optional<IBaseFilter*>(nullptr), [&] {
         return Inside::Tracks<Inside::VideoKind, const CMedia>(*this).Render(index);
-    });
+    }));
 }
 bool CMedia::IsVideoTrackEnable(std::uint32_t index) const {
-    return Inside::Locked(*this, false, [&] {
+    return Checked(Inside::Locked(*this, std::optional<bool>(false), [&] {
         return Inside::Tracks<Inside::VideoKind, const CMedia>(*this).IsEnabled(index);
-    });
+    }));
 }
 int CMedia::GetFirstEnabledVideoTrackIndex() {
     return Inside::Locked(*this, -1, [&] {
@@ -278,14 +301,14 @@ int CMedia::GetFirstEnabledVideoTrackIndex() {
     });
 }
 bool CMedia::EnableVideoTrack(std::uint32_t index) {
-    return Inside::OnGraph(*this, false, [&] {
+    return Checked(Inside::OnGraph(*this, std::optional<bool>(false), [&] {
         return Inside::Tracks<Inside::VideoKind, CMedia>(*this).Enable(index);
-    });
+    }));
 }
 bool CMedia::DisableVideoTrack(std::uint32_t index) {
-    return Inside::OnGraph(*this, false, [&] {
+    return Checked(Inside::OnGraph(*this, std::optional<bool>(false), [&] {
         return Inside::Tracks<Inside::VideoKind, CMedia>(*this).Disable(index);
-    });
+    }));
 }
 bool CMedia::EnableAllVideoTrack() {
     return Inside::OnGraph(
@@ -297,9 +320,9 @@ bool CMedia::DisableAllVideoTrack() {
     });
 }
 bool CMedia::EnableOnlyOneVideoTrack(std::uint32_t index) {
-    return Inside::OnGraph(*this, false, [&] {
+    return Checked(Inside::OnGraph(*this, std::optional<bool>(false), [&] {
         return Inside::Tracks<Inside::VideoKind, CMedia>(*this).EnableOnlyOne(index);
-    });
+    }));
 }
 bool CMedia::LinkAllVideoTrack() {
     return Inside::OnGraph(
