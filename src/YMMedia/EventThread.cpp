@@ -131,9 +131,11 @@ void CMedia::Inside::EventThread::End(CMedia& media, ULONGLONG begin) {
     }
     // Of its own: a message that is handled meanwhile may close the item's and start another.
     HANDLE thread = nullptr;
-    if (DuplicateHandle(GetCurrentProcess(), media.m_hEventThread, GetCurrentProcess(), &thread, 0,
-                        FALSE, DUPLICATE_SAME_ACCESS) == FALSE) {
-        thread = media.m_hEventThread; // all handles of the process are in use
+    const bool isDuplicate =
+        DuplicateHandle(GetCurrentProcess(), media.m_hEventThread, GetCurrentProcess(), &thread, 0,
+                        FALSE, DUPLICATE_SAME_ACCESS) != FALSE;
+    if (!isDuplicate) {
+        thread = media.m_hEventThread; // the process has as many handles as it can
     }
     const ymlib::CYMAutoLock item(media.m_lock);
     const unsigned ends = m_ends;
@@ -156,12 +158,10 @@ void CMedia::Inside::EventThread::End(CMedia& media, ULONGLONG begin) {
             }
         }
     }
-    if (!isOurs) { // ended, or wanted again, by what a message has done
+    if (isDuplicate) {
         CloseHandle(thread);
-    } else {
-        if (thread != media.m_hEventThread) {
-            CloseHandle(thread);
-        }
+    }
+    if (isOurs) { // not ended, nor wanted again, by what a message has done
         CloseHandle(media.m_hEventThread);
         media.m_hEventThread = nullptr;
         m_id = 0;
