@@ -1,10 +1,7 @@
 // The player's window and its keys, pressed as a person presses them.
 #include "integration/ymds_program.h"
 
-#include <windows.h>
-
 #include <algorithm>
-#include <filesystem>
 #include <regex>
 #include <sstream>
 
@@ -14,16 +11,32 @@ namespace ymds_tests {
 
 namespace {
 
+/// The lines of a text, without their ends.
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream all(text);
+    for (std::string line; std::getline(all, line);) {
+        lines.push_back(line.substr(0, line.find('\r')));
+    }
+    return lines;
+}
+
+/// Waits until it is so, at most 60 s.
+bool Await(const std::function<bool()>& condition) {
+    for (int waited = 0; waited < 60'000 && !condition(); waited += 20) {
+        Sleep(20);
+    }
+    return condition();
+}
+
 /// The player's window, once it has the keyboard.
-HWND AwaitWindow(const Running& player) {
-    HWND window = nullptr;
-    EXPECT_TRUE(player.Await([&] {
-        window = GetForegroundWindow();
-        wchar_t name[64] = {};
-        GetClassNameW(window, name, 64);
+HWND AwaitWindow() {
+    wchar_t name[64] = {};
+    EXPECT_TRUE(Await([&] {
+        GetClassNameW(GetForegroundWindow(), name, 64);
         return std::wstring(name) == L"YmdsPlayWindow";
     }));
-    return window;
+    return GetForegroundWindow();
 }
 
 void Send(INPUT input) {
@@ -31,9 +44,9 @@ void Send(INPUT input) {
 }
 
 /// Presses keys, for the window in front. Each of `noted` is answered by a line of the player.
-void Press(const Running& player, const std::vector<WORD>& keys, const std::string& noted = "") {
+void Press(const Notes& notes, const std::vector<WORD>& keys, const std::string& noted = "") {
     for (const WORD key : keys) {
-        const std::size_t lines = player.Notes().size();
+        const std::size_t before = notes().size();
         INPUT input{};
         input.type = INPUT_KEYBOARD;
         input.ki.wVk = key;
@@ -43,7 +56,7 @@ void Press(const Running& player, const std::vector<WORD>& keys, const std::stri
         input.ki.dwFlags |= KEYEVENTF_KEYUP;
         Send(input);
         if (noted.find(static_cast<char>(key)) != std::string::npos || key >= VK_OEM_1) {
-            EXPECT_TRUE(player.Await([&] { return player.Notes().size() > lines; })) << key;
+            EXPECT_TRUE(Await([&] { return notes().size() > before; })) << key;
         }
     }
 }
@@ -53,9 +66,9 @@ void Click(HWND window) {
     RECT area{};
     GetWindowRect(window, &area);
     SetCursorPos((area.left + area.right) / 2, (area.top + area.bottom) / 2);
+    INPUT input{};
+    input.type = INPUT_MOUSE;
     for (const DWORD flag : {MOUSEEVENTF_LEFTDOWN, MOUSEEVENTF_LEFTUP}) {
-        INPUT input{};
-        input.type = INPUT_MOUSE;
         input.mi.dwFlags = flag;
         Send(input);
     }
@@ -70,28 +83,26 @@ std::pair<double, double> ClipOf(const std::string& note) {
                          : std::pair(std::stod(match[1]), std::stod(match[2]));
 }
 
-constexpr WORD kDot = VK_OEM_PERIOD;
 constexpr WORD kOpen = VK_OEM_4;
-constexpr WORD kClose = VK_OEM_6;
 
 TEST(YmdsKeys, DriveThePlayerFromItsWindow) {
     const Scratch scratch;
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(scratch.Path(L"")); // where pictures are saved
     long clientWidth = 0;
-    const Result result =
-        RunYmds({L"play", L"test://640x360@25/10s", L"--window", L"--json", L"--no-snapshot"},
-                [&](const Running& player) {
-                    const HWND window = AwaitWindow(player);
-                    RECT client{};
-                    GetClientRect(window, &client);
-                    clientWidth = client.right;
-                    Press(player, {VK_SPACE, 'M', 'M', 'L', 'L', kOpen}, "ML");
-                    Sleep(500); // paused: the second is the same place
-                    Press(player, {kOpen, VK_RIGHT, kClose, VK_LEFT, kDot, 'A', 'S'}, "AS");
-                    Click(window); // the picture now has the keyboard
-                    Press(player, {'M', 'M', 'Q'}, "M");
-                });
+    const Result result = RunYmds(
+        {L"play", L"test://640x360@25/10s", L"--window", L"--json", L"--no-snapshot"},
+        [&](const Notes& player) {
+            const HWND window = AwaitWindow();
+            RECT client{};
+            GetClientRect(window, &client);
+            clientWidth = client.right;
+            Press(player, {VK_SPACE, 'M', 'M', 'L', 'L', kOpen}, "ML");
+            Sleep(500); // paused: the second is the same place
+            Press(player, {kOpen, VK_RIGHT, VK_OEM_6, VK_LEFT, VK_OEM_PERIOD, 'A', 'S'}, "AS");
+            Click(window); // the picture now has the keyboard
+            Press(player, {'M', 'M', 'Q'}, "M");
+        });
     std::filesystem::current_path(before);
     ASSERT_EQ(result.code, 0) << result.err;
     EXPECT_EQ(clientWidth, 640);
@@ -118,8 +129,8 @@ TEST(YmdsKeys, DriveThePlayerFromItsWindow) {
 TEST(YmdsKeys, ChangeTheAudioTrack) {
     const Result result =
         RunYmds({L"play", L"test://320x180@25/30s?audio=440,880", L"--window", L"--json"},
-                [](const Running& player) {
-                    AwaitWindow(player);
+                [](const Notes& player) {
+                    AwaitWindow();
                     Press(player, {'A', 'A', 'Q'}, "A");
                 });
     ASSERT_EQ(result.code, 0) << result.err;
