@@ -3,6 +3,8 @@
 
 #include <ymdshow/CoderScheme.h>
 
+#include "fakes/Journal.h"
+
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -13,18 +15,10 @@ namespace {
 using namespace std::string_literals;
 using namespace ymdshow;
 
-std::string Ascii(const std::wstring& wide) {
-    std::string text;
-    for (const wchar_t c : wide) {
-        text += c < 0x80 ? static_cast<char>(c) : '?';
-    }
-    return text;
-}
-
 std::string Names(const CCoderScheme::Scheme& scheme) {
     std::string names;
     for (const FilterInfo* info : scheme.listFilter) {
-        names += (names.empty() ? "" : ",") + Ascii(info->strName);
+        names += (names.empty() ? "" : ",") + fakes::Narrow(info->strName);
     }
     return names;
 }
@@ -51,8 +45,9 @@ std::string Report(const CCoderScheme& set) {
     }
     for (const SchemeLoadReport::Entry& entry : report.entries) {
         const std::size_t quote = std::min(entry.reason.find(L'"'), entry.reason.size());
-        text << static_cast<int>(entry.kind) << " " << Ascii(entry.place) << " " << entry.line
-             << ":" << entry.column << " " << Ascii(entry.reason.substr(quote, 9)) << "; ";
+        text << static_cast<int>(entry.kind) << " " << fakes::Narrow(entry.place) << " "
+             << entry.line << ":" << entry.column << " "
+             << fakes::Narrow(entry.reason.substr(quote, 9)) << "; ";
     }
     return text.str();
 }
@@ -291,13 +286,12 @@ TEST(SchemeText, LiteralsAreCodePage936OrUtf8) {
     }
 }
 
-std::string Utf16(const std::wstring& text, bool bigEndian) {
-    std::string bytes;
-    for (const wchar_t c : L"\xFEFF" + text) {
-        const char pair[] = {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
-        bytes += {pair[bigEndian], pair[!bigEndian]};
+std::string Utf16(std::wstring text, bool isSwapped) {
+    text.insert(0, 1, L'\xFEFF');
+    for (wchar_t& c : text) {
+        c = isSwapped ? static_cast<wchar_t>(c << 8 | c >> 8) : c;
     }
-    return bytes;
+    return {reinterpret_cast<const char*>(text.data()), 2 * text.size()};
 }
 
 TEST(SchemeText, FilesComeInFourEncodings) {
@@ -367,29 +361,26 @@ TEST(SchemeReport, CountsInTheTextAsItWasGiven) {
                "}],\n/*\xE4\xB8\xAD\xE4\xB8\xAD*/\"Filter\":[{}," +
                Filter("n", ",\"Path\":" + emoji) + "]}");
     EXPECT_EQ(Report(set),
-              "0 Filter[0] 4:17 \"Name\"; 10 Filter[1].Path 4:88 ; 9 Schemes[0].? 3:43 ; "
+              "0 Filter[0] 4:17 \"Name\"; 10 Filter[1].Path 4:88 ; 9 Schemes[0].誠 3:43 ; "
               "10 Schemes[1].Type 3:67 \"?\"; 4 Schemes[1].Type 3:67 ; ");
     EXPECT_FALSE(set.LoadSchemeByScript(head + "]", 0));
     EXPECT_EQ(Report(set), "failure 5 3:26");
     ASSERT_TRUE(LoadFile(set, "\xEF\xBB\xBF{\"Schemes\":[/*\xE4\xB8\xAD*/ 5\n]}"));
     EXPECT_EQ(Report(set), "4 Schemes[0] 1:19 ; ");
 
-    constexpr std::size_t most = SchemeLoadReport::maxEntries;
-    const std::string unknown = "{\"Name\":\"" + std::string(300, 'n') + "\"}";
-    std::string filters;
-    for (std::size_t i = 0; i < most + 3; ++i) {
-        filters += "7,"; // two characters an entry
+    std::string filters = "{\"Name\":\"" + std::string(300, 'n') + "\"}";
+    for (std::size_t i = 0; i < SchemeLoadReport::maxEntries + 3; ++i) {
+        filters += ",7"; // two characters an entry
     }
-    const SchemeLoadReport report = Loaded(Script("x", filters + unknown)).GetLoadReport();
-    ASSERT_EQ(report.entries.size(), most);
+    const SchemeLoadReport report = Loaded(Script("x", filters)).GetLoadReport();
+    ASSERT_EQ(report.entries.size(), SchemeLoadReport::maxEntries);
     EXPECT_EQ(report.omitted, 4U);
-    EXPECT_EQ(report.entries.back().reason, report.entries.front().reason);
-    EXPECT_EQ(report.entries.back().column, Script("x", "").find("]}]}") + 2 * most - 1);
-    set = Loaded(Script("x", unknown));
-    EXPECT_LT(set.GetLoadReport().entries.at(0).reason.size(), 200U);
+    EXPECT_EQ(report.entries.back().column,
+              report.entries[1].column + 2 * (SchemeLoadReport::maxEntries - 2));
+    EXPECT_LT(report.entries[0].reason.size(), 200U);
 }
 
-TEST(HostileScript, NestedBeyondMeasureIsRefused) {
+TEST(HostileScript, NestedBeyondMeasureOrCutShortIsRefused) {
     CCoderScheme set;
     EXPECT_FALSE(
         set.LoadSchemeByScript(R"(/*[*/{"[":[],"Schemes":)" + std::string(1'000'000, '['), 0));
@@ -399,31 +390,17 @@ TEST(HostileScript, NestedBeyondMeasureIsRefused) {
     };
     EXPECT_FALSE(set.LoadSchemeByScript(nested(1000), 0));
     EXPECT_TRUE(set.LoadSchemeByScript(nested(999), 0));
-}
-
-TEST(HostileScript, CutShortOrDamagedAnywhereLoadsOrFails) {
     const std::string good =
         "// \xD5\x5C\n" + Script("mp4;\xD2\xF4", Filter("\xD5\x5C\\u4e2d") + "," + ref,
                                  Filter("a", ",\"Type\":\"\xE4\xB8\xAD\""));
-    const auto load = [](const std::string& script) {
-        CCoderScheme set;
-        const bool loaded = set.LoadSchemeByScript(script, 0);
-        EXPECT_EQ(loaded, set.GetLoadReport().failureReason.empty()) << script;
-        EXPECT_TRUE(loaded || Describe(set).empty()) << script;
-        return loaded;
-    };
-    EXPECT_TRUE(load(good));
-    for (std::size_t at = 0; at < good.size(); ++at) {
-        EXPECT_FALSE(load(good.substr(0, at))) << at;
-        for (const char c : "\"\\/{}[],:\x81\xFF\0"s) {
-            std::string damaged = good;
-            damaged[at] = c;
-            load(damaged);
-        }
+    set = Loaded(good);
+    for (std::size_t size = 1; size < good.size(); ++size) {
+        EXPECT_FALSE(set.LoadSchemeByScript(good.substr(0, size), 0));
+        EXPECT_TRUE(Report(set).starts_with("failure 5 ")) << size;
     }
 }
 
-TEST(HostileScript, ListsThatMultiplyAreBoundedAndLongTextsLoad) {
+TEST(HostileScript, ListsThatMultiplyAreBounded) {
     std::string types;
     std::string filters;
     for (int i = 0; i < 20000; ++i) {
@@ -433,11 +410,6 @@ TEST(HostileScript, ListsThatMultiplyAreBoundedAndLongTextsLoad) {
     CCoderScheme set = Loaded(Script(types, filters + ref, a));
     EXPECT_EQ(set.GetSchemeTypes().size(), 202U);
     EXPECT_EQ(Report(set), "11 Schemes[0] 1:86 \"t202\"; ");
-
-    const std::string name(20'000'000, '\xD6');
-    CCoderScheme large =
-        Loaded("/*" + std::string(80'000'000, '*') + "*/" + Script("x", Filter(name)));
-    EXPECT_TRUE(FilterOf(large, "x").strName == std::wstring(10'000'000, L'种'));
 }
 
 TEST(SchemeSamples, LoadWithoutAFault) {
