@@ -18,7 +18,7 @@ const struct {
     {L"two_audio.mkv",
      "matroska, avc 640x360 1.778 0 333667 0 0, aac 44100000 1 0 0 0, ac-3 48000000 2 32 0 0", ""},
     {L"anamorphic.mp4", "mpeg-4, avc 720x576 1.778 0 400000 0 0", "anamorphic.mp4"},
-    {L"still.jpg", "jpeg, jpeg 642x362 -1 0 0 0 0", ""},
+    {L"still.jpg", "jpeg, jpeg 642x362 -1 0 0 0 0", "still.jpg"},
     {L"sequence/frame_0001.dpx", "dpx, dpx 64x48 1.333 0 0 0 0", "frame_0040.dpx"},
     {L"\u7535\u5F71/\u7247\u5B50.mp4",
      "mpeg-4, avc 640x360 1.778 0 400000 0 0, aac 48000000 2 0 0 0", "\xC6\xAC\xD7\xD3.mp4"}};

@@ -15,7 +15,6 @@ constexpr GUID kCategory = {0x51c7a003, 0, 0, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr GUID kDmoCategory = {0x51c7a004, 0, 0, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr DWORD kAll = 0xffffffff;
 constexpr const wchar_t* kMissing = L"filters\\none.ax";
-constexpr const wchar_t* kModule = L"filters\\ymdpattern.ax";
 
 /// A media item on a fake graph, with a cache or without one.
 class Item : public media_tests::Media {
@@ -111,7 +110,7 @@ TEST_F(SchemeFilters, EachEntryIsMadeInOneWay) {
                  {L"", true, false, "Wrapper"},
                  {L"", true, true, "Wrapper"},
                  {kMissing, false, false, "Registered"},
-                 {kModule, true, true, "", CLASS_E_CLASSNOTAVAILABLE},
+                 {L"filters\\ymdpattern.ax", true, true, "", CLASS_E_CLASSNOTAVAILABLE},
                  {L"ymlib.dll", true, true, "", E_FAIL}, // no module of filters
                  {L"", false, false, "Registered", REGDB_E_CLASSNOTREG, E_FAIL},
                  {kMissing, false, false, "Registered", noModule, E_FAIL},
@@ -151,9 +150,9 @@ TEST_F(SchemeFilters, EachEntryIsMadeInOneWay) {
         EXPECT_NE(report.module.empty(), *test.made == '\0');
     }
     set.UnloadScheme();
-    EXPECT_NE(GetModuleHandleW(kModule), nullptr) << "modules outlive the scheme";
+    EXPECT_NE(GetModuleHandleW(L"ymdpattern.ax"), nullptr) << "modules outlive the scheme";
     set.UnloadModules();
-    EXPECT_EQ(GetModuleHandleW(kModule), nullptr);
+    EXPECT_EQ(GetModuleHandleW(L"ymdpattern.ax"), nullptr);
 }
 
 TEST_F(SchemeFilters, RolesMasksAndLists) {
