@@ -28,15 +28,14 @@ std::vector<TestRecord> Records(IBaseFilter* renderer, LONG kind);
 /// Waits while it handles this thread's messages: a renderer's window belongs to the thread
 /// that loads.
 template <class Condition> bool Within(ULONGLONG milliseconds, Condition&& condition) {
-    const ULONGLONG end = GetTickCount64() + milliseconds;
-    bool is = false;
-    while (!(is = condition()) && GetTickCount64() < end) {
-        Sleep(2);
+    for (const ULONGLONG end = GetTickCount64() + milliseconds;; Sleep(2)) {
         for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
-            DispatchMessageW(&message);
+            DispatchMessageW(&message); // first: what a look draws comes behind them
+        }
+        if (const bool is = condition(); is || GetTickCount64() >= end) {
+            return is;
         }
     }
-    return is;
 }
 
 /// A file of the sample directory, in code page 936.
