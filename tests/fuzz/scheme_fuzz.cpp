@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
-#include <cstdlib>
 #include <set>
 
 #include <sys/mman.h>
@@ -17,9 +16,7 @@ namespace {
 
 bool LoadFile(CCoderScheme& set, const std::string& bytes, bool replace) {
     const int file = memfd_create("script", 0);
-    if (write(file, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
-        std::abort();
-    }
+    assert(write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
     const bool loaded = set.LoadScheme("/proc/self/fd/" + std::to_string(file), replace);
     close(file);
     return loaded;

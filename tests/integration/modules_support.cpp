@@ -9,10 +9,8 @@ namespace modules {
 std::vector<TestRecord> Records(IBaseFilter* renderer, LONG kind) {
     ComPtr<ITestRecorder> recorder;
     ULONG count = 0;
-    if (FAILED(renderer->QueryInterface(IID_PPV_ARGS(&recorder))) ||
-        FAILED(recorder->GetCount(&count))) {
-        return {};
-    }
+    EXPECT_EQ(renderer->QueryInterface(IID_PPV_ARGS(&recorder)), S_OK);
+    recorder->GetCount(&count);
     std::vector<TestRecord> records(count);
     recorder->GetRecords(0, count, records.data(), nullptr);
     std::erase_if(records, [&](const TestRecord& record) {
@@ -23,7 +21,7 @@ std::vector<TestRecord> Records(IBaseFilter* renderer, LONG kind) {
 
 std::string Sample(const std::string& name) {
     const char* const directory = std::getenv("YMD_MEDIA_DIR");
-    return (directory != nullptr ? std::string(directory) + "\\" : std::string()) + name;
+    return std::string(directory != nullptr ? directory : "") + "\\" + name;
 }
 
 unsigned HandlesKeptByGraphs(int count) {

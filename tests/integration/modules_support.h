@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <wrl/client.h>
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -19,31 +18,24 @@
 namespace modules {
 
 using Microsoft::WRL::ComPtr;
-using Clock = std::chrono::steady_clock;
 
 constexpr LONGLONG kMillisecond = 10'000;
 constexpr LONGLONG kSecond = 10'000'000;
-
-inline long Milliseconds(Clock::time_point since) {
-    return static_cast<long>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count());
-}
 
 /// What a test renderer has recorded of the kinds of interest.
 std::vector<TestRecord> Records(IBaseFilter* renderer, LONG kind);
 
 /// Waits while it handles this thread's messages: a renderer's window belongs to the thread
 /// that loads.
-template <class Condition> bool Within(long milliseconds, Condition&& condition) {
-    for (const auto begin = Clock::now(); Milliseconds(begin) < milliseconds; Sleep(2)) {
+template <class Condition> bool Within(ULONGLONG milliseconds, Condition&& condition) {
+    for (const ULONGLONG end = GetTickCount64() + milliseconds;; Sleep(2)) {
         for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
-            DispatchMessageW(&message);
+            DispatchMessageW(&message); // first: what a look draws comes behind them
         }
-        if (condition()) {
-            return true;
+        if (const bool is = condition(); is || GetTickCount64() >= end) {
+            return is;
         }
     }
-    return condition();
 }
 
 /// A file of the sample directory, in code page 936.

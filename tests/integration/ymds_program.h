@@ -1,6 +1,10 @@
 #pragma once
 
+#include <windows.h>
+
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -9,11 +13,8 @@
 
 namespace ymds_tests {
 
-/// The lines of a text, without their ends.
-std::vector<std::string> Lines(const std::string& text);
-
 struct Result {
-    int code = -1; ///< exit status; -1 when it did not end in time
+    int code = -1; ///< exit status
     std::string out;
     std::string err;
 
@@ -21,18 +22,13 @@ struct Result {
     Json::Value Json() const;
 };
 
-/// The program while it runs.
-struct Running {
-    std::function<std::vector<std::string>()> Notes; ///< its lines on standard error so far
-
-    /// Waits until it is so, at most 60 s.
-    bool Await(const std::function<bool()>& condition) const;
-};
+/// What the program has written on standard error so far.
+using Notes = std::function<std::string()>;
 
 /// Runs ymds.exe from beside the test with files for its output, at most 200 s. `during` is
 /// called while it runs.
 Result RunYmds(const std::vector<std::wstring>& arguments,
-               const std::function<void(const Running&)>& during = {});
+               const std::function<void(const Notes&)>& during = {});
 
 /// A file of YMD_MEDIA_DIR.
 std::wstring Media(const std::wstring& name);
@@ -40,16 +36,22 @@ std::wstring Media(const std::wstring& name);
 /// A directory of its own in the system's temporary directory, removed at the end.
 class Scratch {
 public:
-    Scratch();
-    ~Scratch();
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
-
-    std::wstring Path(const std::wstring& name) const;
-    std::wstring Write(const std::wstring& name, const std::string& text) const;
+    Scratch() { std::filesystem::create_directories(m_path); }
+    ~Scratch() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    std::wstring Path(const std::wstring& name) const { return (m_path / name).wstring(); }
+    std::wstring Write(const std::wstring& name, const std::string& text) const {
+        std::ofstream(m_path / name, std::ios::binary) << text;
+        return Path(name);
+    }
 
 private:
-    std::wstring m_path;
+    static inline int s_count = 0;
+    const std::filesystem::path m_path =
+        std::filesystem::temp_directory_path() /
+        ("ymds-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++s_count));
 };
 
 struct Image {
@@ -60,7 +62,5 @@ struct Image {
 
 /// Empty when it is no readable picture.
 Image ReadPng(const std::wstring& path);
-
-std::string Utf8(const std::wstring& text);
 
 } // namespace ymds_tests

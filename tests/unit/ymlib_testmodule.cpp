@@ -20,10 +20,6 @@ struct Announcer {
     ~Announcer() { Say("down"); }
 } g_announcer;
 
-HRESULT ClaimSuccess(IUnknown*, REFIID, void**) {
-    return S_OK;
-}
-
 HRESULT LeaveGarbage(IUnknown*, REFIID, void** out) {
     static int garbage;
     *out = &garbage;
@@ -32,7 +28,7 @@ HRESULT LeaveGarbage(IUnknown*, REFIID, void** out) {
 
 const ymdshow::ClassObject kClasses[] = {
     {&kTestClock, L"Clock", &ymdshow::SystemClock::Create},
-    {&kTestClaimsSuccess, L"Claims success", &ClaimSuccess},
+    {&kTestClaimsSuccess, L"Claims", [](IUnknown*, REFIID, void**) { return S_OK; }},
     {&kTestLeavesGarbage, L"Leaves garbage", &LeaveGarbage},
 };
 
