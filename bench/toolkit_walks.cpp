@@ -53,9 +53,9 @@ struct Scene {
     size_t pins = 0;
 
     void Add(bool hasInput, size_t outputs) {
-        fakes::PinSpecs specs(outputs, fakes::Named("Out", fakes::Out(fakes::Video())));
+        fakes::PinSpecs specs(outputs, fakes::Out(fakes::Video()));
         if (hasInput) {
-            specs.insert(specs.begin(), fakes::Named("In", fakes::In(fakes::Video())));
+            specs.insert(specs.begin(), fakes::In(fakes::Video()));
         }
         pins += specs.size();
         filters.push_back(&graph->Add("F", specs));

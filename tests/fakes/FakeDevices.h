@@ -14,29 +14,24 @@ struct Device {
 
     // Oddities.
     std::optional<std::wstring> clsidText{}; ///< instead of the CLSID's registry form
-    HRESULT bindToStorage = S_OK;
-    HRESULT readClsid = S_OK;
-    HRESULT readName = S_OK;
+    ResultTable answers{};                   ///< of the moniker and its property bag
 };
 
 using DeviceCategories = std::map<GUID, std::vector<Device>, GuidLess>;
 
 class Bag final : public FakeOf<IPropertyBag> {
 public:
-    explicit Bag(const Device& device) : FakeOf(Narrow(device.friendlyName)), m_device(device) {}
+    explicit Bag(const Device& device) : FakeOf(Narrow(device.friendlyName)), m_device(device) {
+        results = device.answers;
+    }
     STDMETHODIMP Read(LPCOLESTR name, VARIANT* value, IErrorLog*) override {
         return Call("Read", std::tie(name), [&] {
             wchar_t clsid[39] = {};
             StringFromGUID2(m_device.clsid, clsid, 39);
             const bool isName = std::wstring_view(name) == L"FriendlyName";
-            const HRESULT result = isName ? m_device.readName : m_device.readClsid;
-            if (SUCCEEDED(result)) {
-                value->vt = VT_BSTR;
-                value->bstrVal =
-                    SysAllocString(isName ? m_device.friendlyName.c_str()
-                                          : m_device.clsidText.value_or(clsid).c_str());
-            }
-            return result;
+            value->vt = VT_BSTR;
+            value->bstrVal = SysAllocString(isName ? m_device.friendlyName.c_str()
+                                                   : m_device.clsidText.value_or(clsid).c_str());
         });
     }
     FAKE_UNEXPECTED(Write(LPCOLESTR, VARIANT*))
@@ -47,14 +42,13 @@ private:
 
 class Moniker final : public FakeOf<IMoniker> {
 public:
-    explicit Moniker(const Device& device)
-        : FakeOf(Narrow(device.friendlyName)), m_device(device) {}
+    explicit Moniker(const Device& device) : FakeOf(Narrow(device.friendlyName)), m_device(device) {
+        results = device.answers;
+    }
     STDMETHODIMP BindToStorage(IBindCtx*, IMoniker*, REFIID iid, void** out) override {
         *out = nullptr;
-        return Call("BindToStorage", [&] {
-            const HRESULT refused = m_device.bindToStorage;
-            return FAILED(refused) ? refused : Adopt(new Bag(m_device))->QueryInterface(iid, out);
-        });
+        return Call("BindToStorage",
+                    [&] { return Adopt(new Bag(m_device))->QueryInterface(iid, out); });
     }
     STDMETHODIMP BindToObject(IBindCtx*, IMoniker*, REFIID iid, void** out) override {
         *out = nullptr;

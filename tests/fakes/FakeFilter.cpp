@@ -62,12 +62,6 @@ void Join(FakeFilter& up, FakeFilter& down) {
     throw std::logic_error(up.Name() + " and " + down.Name() + " do not fit");
 }
 
-void Chain(std::initializer_list<FakeFilter*> filters) {
-    for (auto down = filters.begin() + 1; down < filters.end(); ++down) {
-        Join(**(down - 1), **down);
-    }
-}
-
 void Part(FakePin& pin) {
     if (pin.IsConnected()) {
         pin.m_peer->Unjoin();

@@ -14,7 +14,6 @@ class FakeFilter;
 struct PinSpec {
     PIN_DIRECTION direction;
     std::vector<MediaType> types;
-    std::string name{}; ///< "In1", "Out1" and so on when empty
 };
 
 template <class... Types> PinSpec In(Types... types) {
@@ -22,9 +21,6 @@ template <class... Types> PinSpec In(Types... types) {
 }
 template <class... Types> PinSpec Out(Types... types) {
     return {PINDIR_OUTPUT, {std::move(types)...}};
-}
-inline PinSpec Named(const std::string& name, const PinSpec& pin) {
-    return {pin.direction, pin.types, name};
 }
 using PinSpecs = std::vector<PinSpec>;
 
@@ -99,9 +95,8 @@ inline IPin* HandOut(FakePin& pin) {
 class FileSourceFacet final : public Facet<IFileSourceFilter, IID_IFileSourceFilter> {
 public:
     using Facet::Facet;
-    std::wstring path; ///< what was loaded
     STDMETHODIMP Load(LPCOLESTR file, const AM_MEDIA_TYPE* type) override {
-        return Call("Load", std::tuple(file, type != nullptr), [&] { path = file; });
+        return Call("Load", std::tuple(file, type != nullptr), [] {});
     }
     FAKE_UNEXPECTED(GetCurFile(LPOLESTR*, AM_MEDIA_TYPE*))
 };
@@ -111,57 +106,30 @@ struct SelectableStream {
     MediaType type;
     std::wstring name;
     DWORD flags = 0;
-    DWORD group = 0;
     HRESULT info = S_OK; ///< of Info
 };
 
+/// Info takes no null pointer but for the objects, which it does not have.
 class StreamSelectFacet final : public Facet<IAMStreamSelect, IID_IAMStreamSelect> {
 public:
     using Facet::Facet;
     std::vector<SelectableStream> streams;
     FAKE_GIVE(Count, DWORD, static_cast<DWORD>(streams.size()))
     STDMETHODIMP Info(long index, AM_MEDIA_TYPE** type, DWORD* flags, LCID* lcid, DWORD* group,
-                      WCHAR** name, IUnknown** object, IUnknown** unknown) override {
-        return Call("Info", std::tie(index), [&]() -> HRESULT {
-            const auto at = static_cast<std::size_t>(index);
-            if (at >= streams.size() || FAILED(streams[at].info)) {
-                return at < streams.size() ? streams[at].info : S_FALSE;
+                      WCHAR** name, IUnknown**, IUnknown**) override {
+        return Call("Info", std::tie(index), [&] {
+            const SelectableStream& stream = streams.at(static_cast<std::size_t>(index));
+            if (SUCCEEDED(stream.info)) {
+                const std::size_t size = (stream.name.size() + 1) * sizeof(WCHAR);
+                *type = HandOut(stream.type);
+                *flags = stream.flags;
+                *lcid = *group = 0;
+                *name = static_cast<WCHAR*>(NewTaskCopy(stream.name.c_str(), size, "a name"));
             }
-            const SelectableStream& stream = streams[at];
-            const std::size_t size = (stream.name.size() + 1) * sizeof(WCHAR);
-            const auto give = [](auto* out, auto&& value) {
-                if (out != nullptr) {
-                    *out = static_cast<std::remove_pointer_t<decltype(out)>>(value());
-                }
-            };
-            give(type, [&] { return HandOut(stream.type); });
-            give(flags, [&] { return stream.flags; });
-            give(lcid, [] { return 0; });
-            give(group, [&] { return stream.group; });
-            give(name, [&] {
-                return stream.name.empty() ? nullptr
-                                           : NewTaskCopy(stream.name.c_str(), size, "a name");
-            });
-            give(object, [] { return nullptr; });
-            give(unknown, [] { return nullptr; });
             return stream.info;
         });
     }
-    STDMETHODIMP Enable(long index, DWORD flags) override {
-        return Call("Enable", std::tie(index, flags), [&] {
-            const auto at = static_cast<std::size_t>(index);
-            if (at >= streams.size()) {
-                return E_INVALIDARG;
-            }
-            for (SelectableStream& stream : streams) {
-                if (flags != 0 && stream.group == streams[at].group) {
-                    stream.flags = flags == AMSTREAMSELECTENABLE_ENABLEALL ? 1 : 0;
-                }
-            }
-            streams[at].flags = flags != 0 ? 1 : 0;
-            return S_OK;
-        });
-    }
+    STDMETHODIMP Enable(long index, DWORD flags) override { return Note("Enable", index, flags); }
 };
 
 class PropertyPagesFacet final : public Facet<ISpecifyPropertyPages, IID_ISpecifyPropertyPages> {
@@ -205,9 +173,8 @@ public:
 
     FakePin& AddPin(const PinSpec& pin) {
         const auto number = 1 + std::ranges::count(m_pins, pin.direction, &FakePin::direction);
-        const std::string name =
-            (pin.direction == PINDIR_INPUT ? "In" : "Out") + std::to_string(number);
-        return m_pins.emplace_back(*this, pin, pin.name.empty() ? name : pin.name);
+        const std::string kind = pin.direction == PINDIR_INPUT ? "In" : "Out";
+        return m_pins.emplace_back(*this, pin, kind + std::to_string(number));
     }
     std::deque<FakePin>& Pins() { return m_pins; }
     /// "In1"
@@ -253,8 +220,6 @@ ComPtr<FakeFilter> MakeFilter(std::string name, const PinSpecs& pins, GUID clsid
 void Join(FakePin& out, FakePin& in);
 /// The first free output of `up` with the first free input of `down` that agrees.
 void Join(FakeFilter& up, FakeFilter& down);
-/// Joins each with the next.
-void Chain(std::initializer_list<FakeFilter*> filters);
 /// Disconnects both ends quietly.
 void Part(FakePin& pin);
 

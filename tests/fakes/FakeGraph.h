@@ -362,12 +362,6 @@ public:
         const auto found = std::ranges::find(m_filters, name, &NameOf);
         return found != m_filters.end() ? AsFake<FakeFilter>(*found) : nullptr;
     }
-    /// As EnumFilters lists them.
-    Lines FilterNames() const {
-        Lines names;
-        std::ranges::transform(m_filters, std::back_inserter(names), &NameOf);
-        return names;
-    }
     Lines Connections() const; ///< "A.Out1 -> B.In1", sorted
 
     HRESULT RenderPin(FakePin& out);

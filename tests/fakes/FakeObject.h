@@ -88,13 +88,11 @@ public:
 
     /// Name and reference counts, for the report of leaks.
     std::string Describe() const {
-        ULONG own = m_refs;
-        std::string parts;
+        std::string text = m_name + ": " + std::to_string(m_refs) + " references";
         for (const FakeObject* part : m_parts) {
-            own -= part->m_refs;
-            parts += part->m_refs != 0 ? ", " + part->Describe() : "";
+            text += part->m_refs != 0 ? ", " + part->Describe() : "";
         }
-        return m_name + ": " + std::to_string(own) + " references" + parts;
+        return text;
     }
 
     /// The interface without a reference, or null.
@@ -119,11 +117,9 @@ public:
         if (m_owner != nullptr) {
             m_owner->AddReference();
         }
-        Journalise(".AddRef");
         return ++m_refs;
     }
     ULONG DropReference() {
-        Journalise(".Release");
         if (m_refs == 0) {
             ReportFailure(m_name + " is released more often than it is referenced");
             return 0;
@@ -190,12 +186,6 @@ protected:
 
 private:
     friend class Ledger;
-    void Journalise(const char* method) const {
-        if ((Journal::Get().Kinds() & kRefCall) != 0) {
-            Journal::Get().Append(m_name + method);
-        }
-    }
-
     std::string m_name;
     FakeObject* m_owner;
     std::vector<FakeObject*> m_parts;

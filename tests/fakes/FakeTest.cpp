@@ -26,29 +26,21 @@ FakeTest::~FakeTest() {
     CoUninitialize();
 }
 
-std::size_t RunFaultPlan(const std::function<void()>& scenario, const FaultOptions& options) {
+std::size_t
+RunFaultPlan(const std::function<void()>& scenario, HRESULT result,
+             const std::function<void(std::size_t n, const std::string& where)>& check) {
     std::size_t calls = 0;
     for (std::size_t n = 0; n <= calls; ++n) {
         const Ledger::Mark mark = Ledger::Get().Now();
-        const FaultPlan plan(n, options.result);
+        const FaultPlan plan(n, result);
         scenario();
         calls = n == 0 ? plan.Calls() : calls;
         EXPECT_GE(plan.Calls(), n) << "call " << n << " of " << calls << " was not reached";
-        if (options.check) {
-            options.check(n, plan.Where());
-        }
+        check(n, plan.Where());
         ReportLeaks(mark, n == 0 ? " without a fault"
                                  : " after call " + std::to_string(n) + " failed: " + plan.Where());
     }
     return calls;
-}
-
-Lines JournalLike(const Lines& patterns) {
-    Lines lines = Journal::Get().Take();
-    for (std::size_t i = 0; i < std::min(lines.size(), patterns.size()); ++i) {
-        lines[i] = Matches(lines[i], patterns[i]) ? patterns[i] : lines[i];
-    }
-    return lines;
 }
 
 } // namespace fakes

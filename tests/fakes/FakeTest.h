@@ -22,23 +22,16 @@ private:
     Ledger::Mark m_mark = ledger.Now();
 };
 
-struct FaultOptions {
-    HRESULT result = E_FAIL;
+/// Runs the scenario once counting its calls, then once for each call with that call answering
+/// `result`. Every run must leave no fake alive that it has made. The scenario makes its own
+/// fakes, and makes them quietly. `check` is told after each run the number of the failing call
+/// (0: the run without) and its text. Gives the number of calls of the first run.
+std::size_t RunFaultPlan(
+    const std::function<void()>& scenario, HRESULT result = E_FAIL,
+    const std::function<void(std::size_t n, const std::string& where)>& check = [](auto...) {});
 
-    /// After each run: the number of the failing call (0: the run without) and its text.
-    std::function<void(std::size_t n, const std::string& where)> check;
-};
-
-/// Runs the scenario once counting its calls, then once for each call with that call failing.
-/// Every run must leave no fake alive that it has made. The scenario makes its own fakes, and
-/// makes them quietly. Gives the number of calls of the first run.
-std::size_t RunFaultPlan(const std::function<void()>& scenario, const FaultOptions& options = {});
-
-/// The journal, which it clears; a line that matches the pattern of its place ("*" matches any
-/// run of characters) is given as the pattern.
-Lines JournalLike(const Lines& patterns);
-#define EXPECT_JOURNAL(...)                                                                        \
-    EXPECT_EQ(::fakes::JournalLike(__VA_ARGS__), ::fakes::Lines(__VA_ARGS__))
+// Compares the whole journal and clears it.
+#define EXPECT_JOURNAL(...) EXPECT_EQ(::fakes::Journal::Get().Take(), ::fakes::Lines(__VA_ARGS__))
 #define EXPECT_HR(expected, actual) EXPECT_EQ(HRESULT{expected}, HRESULT{actual})
 
 } // namespace fakes

@@ -24,7 +24,6 @@ enum CallKind : unsigned {
     kCall = 1,      ///< methods of filters, pins, graphs, classes
     kEnumCall = 2,  ///< methods of enumerators
     kQueryCall = 4, ///< QueryInterface
-    kRefCall = 8    ///< AddRef and Release (journal only)
 };
 
 using Lines = std::vector<std::string>;

@@ -7,21 +7,13 @@
 /// One thing that happened to a test renderer. Times are in 100 ns units.
 struct TestRecord {
     enum Kind : LONG {
-        Sample = 0,  ///< a sample was shown: at its time, or when it came during a pause
-        NewSegment,  ///< start and stop are the segment's
-        BeginFlush,  ///< a flush that began
-        EndFlush,    ///< and one that ended
-        EndOfStream, ///< the stream's end arrived
-        Complete,    ///< EC_COMPLETE was sent
-        Stopped,     ///< the filter stopped
-        Paused,      ///< the filter was paused
-        Running,     ///< the filter was run
+        Sample = 0, ///< a sample was shown: at its time, or when it came during a pause
+        NewSegment, ///< start and stop are the segment's
         KindCount
     };
 
     LONG kind;
     LONG frame = -1;           ///< frame number read from an RGB32 picture, else -1
-    LONG bytes = 0;            ///< length of the sample's data
     LONGLONG start = 0;        ///< time stamps, relative to the segment
     LONGLONG stop = 0;         ///<
     LONGLONG segmentStart = 0; ///< start of the segment in force: add to start for media time
@@ -30,8 +22,7 @@ struct TestRecord {
 };
 
 /// The record of a test renderer, asked of its filter. All threads may use it.
-/// {6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C101}
-struct ITestRecorder : public IUnknown {
+struct DECLSPEC_UUID("6b0c0e2a-4f35-4b0e-9b52-6d7e3a51c101") ITestRecorder : public IUnknown {
     /// The number of records so far.
     virtual HRESULT STDMETHODCALLTYPE GetCount(ULONG* count) = 0;
 
@@ -53,5 +44,3 @@ struct ITestRecorder : public IUnknown {
 __CRT_UUID_DECL(ITestRecorder, 0x6b0c0e2a, 0x4f35, 0x4b0e, 0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc1,
                 0x01)
 #endif
-inline constexpr IID IID_ITestRecorder = {
-    0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc1, 0x01}};

@@ -44,13 +44,12 @@ double Frequency(const std::int16_t* samples, int count, const WAVEFORMATEX& for
 
 TestRecord Describe(IMediaSample& sample, const AM_MEDIA_TYPE& type) {
     TestRecord record{TestRecord::Sample};
-    record.bytes = sample.GetActualDataLength();
     sample.GetTime(&record.start, &record.stop);
     BYTE* data = nullptr;
     sample.GetPointer(&data);
     if (const WAVEFORMATEX* const sound = ReadPcm(type)) {
         record.frequency = Frequency(reinterpret_cast<const std::int16_t*>(data),
-                                     record.bytes / (2 * sound->nChannels), *sound);
+                                     sample.GetActualDataLength() / (2 * sound->nChannels), *sound);
     } else if (const VIDEOINFOHEADER* const picture = ReadVideo(type)) {
         record.frame = ReadFrameNumber(picture->bmiHeader.biWidth, picture->bmiHeader.biHeight,
                                        reinterpret_cast<const std::uint32_t*>(data));
@@ -117,7 +116,7 @@ public:
 
 protected:
     void* Interface(REFIID iid) override {
-        if (iid == IID_ITestRecorder) {
+        if (iid == __uuidof(ITestRecorder)) {
             return static_cast<ITestRecorder*>(this);
         }
         return iid == IID_IMediaSeeking ? static_cast<IMediaSeeking*>(&m_seeking)
@@ -128,14 +127,14 @@ protected:
         Filter::OnDeactivate();
         const std::lock_guard lock(m_mutex);
         m_isRunning = false;
-        Append({TestRecord::Stopped});
+        m_changed.notify_all();
     }
 
     HRESULT OnPause() override {
         const std::lock_guard lock(m_mutex);
         m_isRunning = false;
         m_isCompleteSent = false;
-        Append({TestRecord::Paused});
+        m_changed.notify_all();
         return S_OK;
     }
 
@@ -143,7 +142,7 @@ protected:
         std::unique_lock lock(m_mutex);
         m_base = StartTime();
         m_isRunning = true;
-        Append({TestRecord::Running});
+        m_changed.notify_all();
         // The graph waits for every renderer, so one without a stream is complete at once.
         if (!m_isStreaming || m_hasEnded) {
             SendComplete(lock);
@@ -190,14 +189,8 @@ private:
         }
         HRESULT OnSample(IMediaSample& sample) override { return m_owner.Render(sample); }
         HRESULT OnEndOfStream() override { return m_owner.TakeEndOfStream(); }
-        HRESULT OnBeginFlush() override {
-            m_owner.TakeFlush(TestRecord::BeginFlush);
-            return S_OK;
-        }
-        HRESULT OnEndFlush() override {
-            m_owner.TakeFlush(TestRecord::EndFlush);
-            return S_OK;
-        }
+        HRESULT OnBeginFlush() override { return m_owner.TakeFlush(); }
+        HRESULT OnEndFlush() override { return m_owner.TakeFlush(); }
         HRESULT OnNewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double) override {
             const std::lock_guard lock(m_owner.m_mutex);
             m_owner.m_segmentStart = start;
@@ -215,19 +208,19 @@ private:
         ++m_epoch;
         m_isShown = m_hasEnded = m_isCompleteSent = false;
         m_end = 0;
+        m_changed.notify_all();
     }
 
     void BeginStream(bool isStreaming) {
         const std::lock_guard lock(m_mutex);
-        BeginEpoch();
         m_isStreaming = isStreaming;
-        m_changed.notify_all();
+        BeginEpoch();
     }
 
-    void TakeFlush(TestRecord::Kind kind) {
+    HRESULT TakeFlush() {
         const std::lock_guard lock(m_mutex);
         BeginEpoch();
-        Append({kind});
+        return S_OK;
     }
 
     void Append(TestRecord record) {
@@ -270,7 +263,7 @@ private:
             return S_FALSE;
         }
         m_hasEnded = true;
-        Append({TestRecord::EndOfStream});
+        m_changed.notify_all();
         // The stream is complete when its last sample is over. A pause leaves that to Run.
         if (WaitUntil(m_end, m_epoch, lock) == Wait::Due) {
             SendComplete(lock);
@@ -280,7 +273,6 @@ private:
 
     void SendComplete(std::unique_lock<std::mutex>& lock) {
         if (!std::exchange(m_isCompleteSent, true)) {
-            Append({TestRecord::Complete});
             lock.unlock();
             Notify(EC_COMPLETE, S_OK, reinterpret_cast<LONG_PTR>(static_cast<IBaseFilter*>(this)));
         }

@@ -1,7 +1,5 @@
 // Real files through the system's filters, snapshots, and the picture in a window.
 
-#include <set>
-
 #include "../filters/pattern/FramePattern.h"
 #include "integration/media_support.h"
 
@@ -45,9 +43,6 @@ public:
         return std::abs(GetRValue(is) - GetRValue(wanted)) < 40 &&
                std::abs(GetGValue(is) - GetGValue(wanted)) < 40 &&
                std::abs(GetBValue(is) - GetBValue(wanted)) < 40;
-    }
-    bool BecomesGrey() {
-        return Within(kPatience, [&] { return Frame() == -1 && Has(200, 136, kGrey); });
     }
     HWND handle = nullptr;
 
@@ -124,29 +119,20 @@ TEST_F(MediaFiles, PlayToTheirEndAndAgain) {
         ASSERT_EQ(media.SetMediaPath(Sample(unreadable)), 1);
         EXPECT_EQ(media.Load(nullptr, 0), 0);
         EXPECT_EQ(media.GetLoadReport().attempts.back().way, 4);
-        EXPECT_FALSE(media.GetLoadReport().failure.empty());
-        EXPECT_TRUE(FAILED(media.GetLoadReport().failureResult));
     }
 }
 
 TEST_F(MediaFiles, SnapshotsAreTheFramesThatWereSought) {
-    for (const bool isFile : {true, false}) {
-        if (isFile) {
-            LoadFile("playback\\frames.mp4");
-        } else {
-            Load("test://320x180@25/3s?audio=0", {"Source", "Window"});
-        }
-        for (const int frame : {0, 41, 10, 74, 5}) {
-            PauseAt(frame);
-        }
-        ASSERT_EQ(media.Stop(), 1);
-        ASSERT_EQ(media.SetMediaPosition(50 * 40 * kMillisecond), 1);
-        PauseAt(60);
-        StopQuietly();
+    LoadFile("playback\\frames.mp4");
+    for (const int frame : {0, 41, 10, 74, 5}) {
+        PauseAt(frame);
     }
+    ASSERT_EQ(media.Stop(), 1);
+    ASSERT_EQ(media.SetMediaPosition(50 * 40 * kMillisecond), 1);
+    PauseAt(60);
 }
 
-TEST_F(MediaFiles, TheWindowFollowsSeeksLoopsAndTheEnd) {
+TEST_F(MediaFiles, TheWindowFollowsSeeksAndTheEnd) {
     Window window;
     media.SetPlayWindow(window.handle);
     LoadFile("playback\\frames.mp4");
@@ -167,19 +153,6 @@ TEST_F(MediaFiles, TheWindowFollowsSeeksLoopsAndTheEnd) {
             << frame << ", not " << shown;
         EXPECT_EQ(media.IsPlaying(), 1);
     }
-    // A clip of 0.8 s goes round and round, within its bounds.
-    ASSERT_EQ(media.TimeClip(10 * 40 * kMillisecond, 30 * 40 * kMillisecond), 1);
-    ends = 0;
-    std::set<int> shown;
-    ASSERT_TRUE(Within(2 * kPatience, [&] {
-        const int frame = window.Frame();
-        if (frame >= 0 && ends > 1) {
-            shown.insert(frame);
-        }
-        return ends > 4 && shown.size() > 5;
-    }));
-    EXPECT_GE(*shown.begin(), 9);
-    EXPECT_LE(*shown.rbegin(), 32);
     media.SetLoop(0);
     // Who asks for the position all the time keeps nobody from hiding the picture.
     const int before = ends;
@@ -187,11 +160,8 @@ TEST_F(MediaFiles, TheWindowFollowsSeeksLoopsAndTheEnd) {
         media.GetMediaPosition();
         return ends > before;
     }));
-    EXPECT_TRUE(window.BecomesGrey());
-    // Stepping is the graph manager's: what it refuses is refused.
-    EXPECT_EQ(media.StepFrame(), media.CanStep());
-    EXPECT_EQ(media.StopWhenReady(), 1);
-    EXPECT_TRUE(Within(kPatience, [&] { return media.IsStopped() == 1; }));
+    EXPECT_TRUE(
+        Within(kPatience, [&] { return window.Frame() == -1 && window.Has(200, 136, kGrey); }));
 }
 
 TEST_F(MediaFiles, TheWindowShowsWhatTheRectanglesSay) {
@@ -228,35 +198,6 @@ TEST_F(MediaFiles, TheWindowShowsWhatTheRectanglesSay) {
                window.Has(20 + 240, 136, RGB(255, 0, 0)) &&
                window.Has(20 + 336, 136, RGB(0, 0, 255));
     }));
-    // Without a window the picture is gone from it; with it again it is back.
-    media.SetPlayWindow(nullptr);
-    EXPECT_TRUE(window.BecomesGrey());
-    ASSERT_TRUE(media.SetVideoClipRange(0, 0, 384, 192));
-    media.SetPlayWindow(window.handle);
-    media.SetVideoDisplayRange(20, 40, 384, 192);
-    constexpr RECT kMoved = {20, 40, 404, 232};
-    EXPECT_TRUE(drawn(kMoved));
-    EXPECT_EQ(media.Stop(), 1);
-    EXPECT_TRUE(window.BecomesGrey()) << "stopped: hidden";
-    EXPECT_EQ(media.Play(), 1);
-    EXPECT_TRUE(Within(kPatience, [&] { return window.Frame(kMoved) > 0; }));
-}
-
-TEST_F(MediaFiles, AWindowThatIsGoneDoesNoHarm) {
-    auto window = std::make_unique<Window>();
-    const HWND gone = window->handle;
-    Load("test://320x180@25/1s?audio=0", {"Source", "Window"});
-    media.SetPlayWindow(gone);
-    ASSERT_EQ(media.Play(), 1);
-    window.reset();
-    EXPECT_TRUE(Ended(1));
-    media.SetPlayWindow(gone);
-    StopQuietly();
-    media.Unload();
-    EXPECT_EQ(media.Load(nullptr, 1), 1) << "the stored window is gone too";
-    media.SetPlayWindow(nullptr);
-    EXPECT_EQ(media.Play(), 1);
-    EXPECT_TRUE(Ended(2));
 }
 
 } // namespace

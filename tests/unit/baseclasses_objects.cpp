@@ -8,6 +8,7 @@
 #include <numeric>
 
 #include "BaseClasses/ClassFactory.h"
+#include "BaseClasses/ComObject.h"
 #include "BaseClasses/MediaType.h"
 
 namespace ymdshow {
@@ -23,23 +24,9 @@ constexpr CLSID kInner = Class(2);
 constexpr CLSID kNoMemory = Class(3);
 constexpr CLSID kThrowing = Class(4);
 
-class Plain : public IUnknown {
+class Plain final : public ComObject<IUnknown> {
 public:
-    virtual ~Plain() = default;
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        *out = iid == __uuidof(IUnknown) ? this : nullptr;
-        return *out != nullptr ? static_cast<HRESULT>(AddRef(), S_OK) : E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --references;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
-
-    ULONG references = 1;
+    ULONG References() { return AddRef(), Release(); }
 
 private:
     ServerObject m_serverObject;
@@ -80,7 +67,7 @@ TEST(BaseClassesFactory, AnswersAndCreates) {
     EXPECT_EQ(E_POINTER, FactoryOf(kPlain)->CreateInstance(nullptr, __uuidof(IUnknown), nullptr));
     EXPECT_TRUE(server::CanUnload()) << "a refused factory must not stay counted";
 
-    Plain outer;
+    Plain& outer = *new Plain;
     const struct {
         const CLSID& clsid;
         IUnknown* outer;
@@ -106,6 +93,7 @@ TEST(BaseClassesFactory, AnswersAndCreates) {
             EXPECT_EQ(0u, static_cast<IUnknown*>(out)->Release());
         }
     }
+    EXPECT_EQ(0u, outer.Release());
 }
 
 TEST(BaseClassesFactory, FactoriesObjectsAndLocksKeepTheServer) {
@@ -135,16 +123,16 @@ AM_MEDIA_TYPE MakeType(Plain& held) {
 }
 
 TEST(BaseClassesMediaType, FreedOnceCopiedWholeAndOwned) {
-    Plain held;
-    Plain second;
+    Plain& held = *new Plain;
+    Plain& second = *new Plain;
     AM_MEDIA_TYPE source = MakeType(held);
     AM_MEDIA_TYPE copy{};
     ASSERT_EQ(S_OK, CopyMediaType(copy, source));
-    EXPECT_EQ(3u, held.references);
+    EXPECT_EQ(3u, held.References());
     EXPECT_NE(source.pbFormat, copy.pbFormat);
     for (int round = 0; round < 2; ++round) {
         FreeMediaType(source);
-        EXPECT_EQ(2u, held.references);
+        EXPECT_EQ(2u, held.References());
         EXPECT_EQ(0u, source.cbFormat);
         EXPECT_TRUE(source.pbFormat == nullptr && source.pUnk == nullptr);
         EXPECT_EQ(77u, source.lSampleSize);
@@ -154,7 +142,7 @@ TEST(BaseClassesMediaType, FreedOnceCopiedWholeAndOwned) {
     EXPECT_EQ(15, copy.pbFormat[15]);
     EXPECT_EQ(77u, copy.lSampleSize);
     FreeMediaType(copy);
-    EXPECT_EQ(1u, held.references);
+    EXPECT_EQ(1u, held.References());
     DeleteMediaType(nullptr);
 
     ComPtr<IMalloc> allocator;
@@ -169,21 +157,20 @@ TEST(BaseClassesMediaType, FreedOnceCopiedWholeAndOwned) {
         MediaType holder;
         *holder.Put() = MakeType(held);
         MediaType moved(std::move(holder));
-        EXPECT_EQ(2u, held.references);
+        EXPECT_EQ(2u, held.References());
         *moved.Put() = MakeType(second);
-        EXPECT_EQ(1u, held.references);
+        EXPECT_EQ(1u, held.References());
         ASSERT_EQ(S_OK, moved.Assign(moved.Get()));
-        EXPECT_EQ(2u, second.references);
+        EXPECT_EQ(2u, second.References());
         EXPECT_EQ(16u, moved->cbFormat);
         holder = std::move(moved);
         AM_MEDIA_TYPE detached = holder.Detach();
-        EXPECT_EQ(2u, second.references);
+        EXPECT_EQ(2u, second.References());
         EXPECT_EQ(nullptr, holder->pUnk);
         FreeMediaType(detached);
         *holder.Put() = MakeType(held);
     }
-    EXPECT_EQ(1u, held.references);
-    EXPECT_EQ(1u, second.references);
+    EXPECT_EQ(0u, held.Release() + second.Release());
 }
 
 } // namespace

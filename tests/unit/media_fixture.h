@@ -36,7 +36,7 @@ public:
         CMedia::m_enableDisplayAspectRatio, CMedia::m_evenVideoSize, CMedia::m_fix1088Height,
         CMedia::m_frameCount, CMedia::m_hasMediaFormat, CMedia::m_hasMediaInfo,
         CMedia::m_hEventThread, CMedia::m_isAllFilterLinked, CMedia::m_isMediaPathURL,
-        CMedia::m_lock, CMedia::m_mediaFormat, CMedia::m_mediaInfo, CMedia::m_originalAudioTrackNum,
+        CMedia::m_lock, CMedia::m_mediaFormat, CMedia::m_originalAudioTrackNum,
         CMedia::m_originalVideoTrackNum, CMedia::m_pGB, CMedia::m_pGraphConfig, CMedia::m_playState,
         CMedia::m_playWindow, CMedia::m_pMediaControl, CMedia::m_pMediaPlayer,
         CMedia::m_pSourceFilter, CMedia::m_pStreamSelect, CMedia::m_renderFilters,
@@ -176,9 +176,6 @@ inline Lines Words(const std::string& text) {
     std::istringstream in(text);
     return {std::istream_iterator<std::string>(in), {}};
 }
-inline std::string Narrow(const std::wstring& text) {
-    return {text.begin(), text.end()};
-}
 
 /// The tracks ("name enabled linked broken-links"), and the streams of a list behind the
 /// counts: known and found pictures, known and found sounds, listed pictures and sounds.
@@ -259,8 +256,8 @@ protected:
         graph.onRender = [&graph](FakePin& out) {
             const std::string number = out.Name().substr(out.Name().find(".Out") + 4);
             if (graph.Find("Dec" + number) == nullptr) {
-                graph.Add("Dec" + number, {In(), {PINDIR_OUTPUT, out.types, {}}});
-                graph.Add("Ren" + number, {{PINDIR_INPUT, out.types, {}}});
+                graph.Add("Dec" + number, {In(), {PINDIR_OUTPUT, out.types}});
+                graph.Add("Ren" + number, {{PINDIR_INPUT, out.types}});
             }
             Join(out, graph.Find("Dec" + number)->InPin());
             Join(*graph.Find("Dec" + number), *graph.Find("Ren" + number));

@@ -146,13 +146,8 @@ TEST_F(MediaLifecycle, FactsAreThoseOfTheFileAndTheGraphAtHand) {
                           media.m_frameCount, media.IsLiveStream(), media.GetClipEndTime(),
                           media.m_audioInfos.size());
     };
-    const struct {
-        float ratio;
-        bool enabled; ///< beyond 0.048 from width / height
-        bool valid;   ///< beyond 0.1
-    } cases[] = {{-1.0F, false, false}, {0.0F, false, false}, {2.04F, false, false},
-                 {2.05F, true, false},  {2.09F, true, false}, {1.89F, true, true}};
-    for (const auto& [ratio, enabled, valid] : cases) {
+    for (const auto& [ratio, enabled, valid] : // beyond 0.048 from width / height, and 0.1
+         {std::tuple(-1.0F, false, false), {2.09F, true, false}, {1.89F, true, true}}) {
         Media media(kPath, nullptr);
         media.Know({"h264"}, {});
         ymdshow::VideoInfo& record = media.m_videoInfos.front();

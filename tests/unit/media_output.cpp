@@ -186,8 +186,9 @@ TEST_F(MediaOutput, VisitorAndSearchReachTheFilters) {
     Graph().Add("Pinless", {});
     Graph().Add("Last", {In(fakes::Video())}).Select({});
     FakeFilter& first = Graph().Add("First", {In(fakes::Video())}).Select({});
-    EXPECT_EQ(visit(1), Graph().FilterNames());
-    EXPECT_EQ(visit(0), Lines({"AudioRenderer2", "VideoRenderer1", "Source"}));
+    const Lines loaded{"AudioRenderer2", "VideoRenderer1", "Source"};
+    EXPECT_EQ(visit(0), loaded);
+    EXPECT_EQ(visit(1), (Lines{"First", "Last", "Pinless"}) + loaded);
     media.EnumMediaFilter(nullptr, &seen, 1);
     EXPECT_NO_THROW(media.EnumMediaFilter([](auto...) { throw 1; }, &seen, 1));
     Graph().Find("Source")->results["QueryFilterInfo"] = {kThrows};

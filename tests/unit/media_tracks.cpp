@@ -125,8 +125,7 @@ TEST_F(MediaScan, SourcesAndSplittersListStreams) {
     const auto list = [](FakeFilter& filter, const std::string& kinds) {
         std::vector<SelectableStream> streams;
         for (const char kind : kinds) {
-            streams.push_back(
-                {TypeOf(kind), L"English", kind != 'v', 0, kind == 'f' ? E_FAIL : S_OK});
+            streams.push_back({TypeOf(kind), L"English", kind != 'v', kind == 'f' ? E_FAIL : S_OK});
         }
         filter.Select(streams).streamSelect.present = !kinds.empty();
     };
@@ -225,9 +224,9 @@ protected:
     /// source lists streams of the kind behind one of text. Track 0 is that of the last output.
     void LoadTracks(std::size_t renderers, const std::vector<DWORD>& streams = {}) {
         sourcePins = Outs(std::string(renderers, isVideo ? 'v' : 'a') + (isVideo ? 'a' : 'v'));
-        sourceStreams = {{fakes::Text(), L"", 0, 0, S_OK}};
+        sourceStreams = {{fakes::Text(), L"", 0, S_OK}};
         for (const DWORD flags : streams) {
-            sourceStreams.push_back({TypeOf(isVideo ? 'v' : 'a'), L"", flags, 0, S_OK});
+            sourceStreams.push_back({TypeOf(isVideo ? 'v' : 'a'), L"", flags, S_OK});
         }
         configure = RenderThroughDecoders;
         Loaded(media);

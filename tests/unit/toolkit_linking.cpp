@@ -206,8 +206,7 @@ TEST_F(Linking, SourceFilterIsGivenThePathAlone) {
     source.AcceptFiles();
     EXPECT_EQ(TrySourceFilter(std::wstring(L"a.avi"), &source), 1);
     EXPECT_EQ(TrySourceFilter(std::string("\xBE\xB2.avi"), &source), 1);
-    EXPECT_EQ(source.fileSource.path, L"静.avi");
-    EXPECT_JOURNAL({"S.Load(a.avi, 0)", "S.Load(*.avi, 0)"});
+    EXPECT_JOURNAL({"S.Load(a.avi, 0)", "S.Load(静.avi, 0)"});
     journal.SetKinds(kCall | kQueryCall);
     EXPECT_EQ(TrySourceFilter(std::wstring(), &source), 0);
     EXPECT_EQ(TrySourceFilter(std::string(), &source), 0);
