@@ -238,4 +238,53 @@ TEST_F(MediaModules, CyclesLeaveNothing) {
     EXPECT_LE(Resources::Now().handles, early + kept + 6);
 }
 
+/// Load, play, pause, seek, stop and unload, with loops.
+TEST_F(MediaModules, CyclesFromTwoThreadsLeaveNothing) {
+    UseScript();
+    ASSERT_EQ(media.SetMediaPath("test://320x180@25/80ms?audio=440"), 1);
+    media.SetLoop(1);
+    const auto cycle = [this](int count, unsigned seed) {
+        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        for (int i = 0; i < count; ++i) {
+            seed = seed * 1103515245 + 12345;
+            EXPECT_EQ(media.Load(nullptr, 1), 1);
+            media.Play();
+            Sleep(i % 4 == 0 ? 400 : seed >> 16 & 63); // a loop now and then
+            media.Pause();
+            media.SetMediaPosition(40 * kMillisecond);
+            media.Play();
+            Sleep(seed >> 22 & 15);
+            media.SetMediaPosition(0);
+            if ((seed >> 27 & 1) != 0) {
+                media.Stop();
+            }
+            ComPtr<IReferenceClock> clock;
+            media.EnumMediaFilter(
+                [](IBaseFilter* filter, void* user) {
+                    filter->GetSyncSource(
+                        static_cast<ComPtr<IReferenceClock>*>(user)->ReleaseAndGetAddressOf());
+                },
+                std::addressof(clock), 1);
+            EXPECT_EQ(media.Unload(), 1);
+            LetClockRest(); // the other thread may be at the next load meanwhile
+        }
+        CoUninitialize();
+    };
+    const auto run = [&](int count) {
+        std::thread first(cycle, count, 1U);
+        std::thread second(cycle, count, 2U);
+        first.join();
+        second.join();
+    };
+    run(3);
+    const unsigned kept = HandlesKeptByGraphs(40);
+    const unsigned most = Resources::Now().handles + kept + 6;
+    run(20);
+    // Threads close the last of theirs a little later.
+    EXPECT_TRUE(Within(kPatience, [&] { return Resources::Now().handles <= most; })) << most;
+    EXPECT_EQ(media.Play(), 1);
+    EXPECT_TRUE(Ended(ends + 2));
+    log.Clear(); // a thread of the graph may have held a filter for a moment as it was dropped
+}
+
 } // namespace

@@ -252,4 +252,24 @@ TEST_F(Faults, LoadSourceFileTellsWhatRefusedThePath) {
     EXPECT_HR(toolkit::LoadSourceFile(L"a.avi", nullptr), E_POINTER);
 }
 
+TEST_F(Faults, ObjectsComeFromAModule) {
+    const HMODULE system = LoadLibraryA("quartz.dll");
+    const auto make = [](HMODULE module, const CLSID& clsid, const IID& iid) {
+        void* made = Stale<void>();
+        const HRESULT result = toolkit::CreateInstanceFromModule(module, clsid, iid, &made);
+        EXPECT_EQ(made != nullptr, result == S_OK);
+        EXPECT_EQ(made != nullptr ? static_cast<IUnknown*>(made)->Release() : 0u, 0u);
+        return result;
+    };
+    EXPECT_HR(make(system, CLSID_VideoRenderer, IID_IBaseFilter), S_OK);
+    EXPECT_HR(make(system, CLSID_VideoRenderer, IID_IGraphBuilder), E_NOINTERFACE);
+    EXPECT_HR(make(system, IID_IUnknown, IID_IBaseFilter), CLASS_E_CLASSNOTAVAILABLE);
+    const HMODULE plain = GetModuleHandleA("kernel32.dll");
+    EXPECT_HR(make(plain, CLSID_VideoRenderer, IID_IBaseFilter), E_FAIL);
+    EXPECT_HR(make(nullptr, CLSID_VideoRenderer, IID_IBaseFilter), E_FAIL);
+    EXPECT_HR(toolkit::CreateInstanceFromModule(system, CLSID_VideoRenderer, IID_IUnknown, nullptr),
+              E_FAIL);
+    FreeLibrary(system);
+}
+
 } // namespace
