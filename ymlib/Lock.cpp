@@ -65,6 +65,7 @@ public:
         m_depth = depth;
     }
     void Abandon(DWORD thread) {
+        m_isContended = true; // it may have been woken in another's place
         if (m_owner == thread) {
             Free();
         }

@@ -38,7 +38,8 @@ using AddFilterCallBack = void (*)(IBaseFilter* filter, void* user);
 /// stopped or its graph given up, for a callback to end, handles the messages that are sent
 /// to its windows. A window procedure may then do anything with the item, delete it and remove
 /// it from its player included: the operation that was waiting answers its failure value
-/// (Unload, and Stop once the graph has stopped, 1) and does no more.
+/// (Unload, and Stop once the graph has stopped, 1) and does no more. Only while Load and
+/// LinkAllFilter build the graph, a window procedure leaves the item alone.
 ///
 /// A copy is member-wise: it shares the graph of a loaded item without a reference
 /// on it, so copy items that are not loaded.
@@ -247,10 +248,11 @@ public:
     /// `fn` may call every operation of the item, to unload it or load another path
     /// included, but must not delete it. What stops the item or gives its graph up on another
     /// thread (Stop, Unload, the destructor; SetMediaPath and UnlinkAllFilter where the item
-    /// is loaded or plays) waits 500 ms for `fn` to return and then terminates the thread where
-    /// it stands: `fn` keeps short, and holds no lock then that another thread needs, the heap's
-    /// included. An operation of the item that `fn` calls meanwhile waits for that end. No
-    /// other operation waits for `fn`; Pause holds the events back from when it returns.
+    /// is loaded or plays) waits 500 ms for `fn` to be through with the queued events and then
+    /// terminates the thread where it stands: `fn` keeps short, and holds no lock then that another
+    /// thread needs, the heap's included. An operation of the item that `fn` calls meanwhile waits
+    /// for that end. No other operation waits for `fn`; Pause holds the events back from when it
+    /// returns.
     void SetEventCallBackFun(EventCallBack fn, void* user);
     void SetAddFilterCallBack(AddFilterCallBack fn, void* user);
 

@@ -23,7 +23,7 @@ public:
     bool TryLock(DWORD patience = 0);
     void Unlock();
 
-    /// Frees the lock if the thread with this id held it, which has been terminated.
+    /// Forgets the thread with this id, which has been terminated: frees the lock if it held it.
     void Abandon(DWORD thread);
 
 private:

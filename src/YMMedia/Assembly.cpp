@@ -143,12 +143,14 @@ void CMedia::_RemoveFilter(IBaseFilter* filter) {
     if (filter == nullptr || m_pGB == nullptr) {
         return;
     }
-    UnlinkFilter(m_pGB, filter);
-    if (FAILED(m_pGB->RemoveFilter(filter))) {
+    const ComPtr<IGraphBuilder> graph(m_pGB);
+    const ComPtr<IGraphConfig> config(m_pGraphConfig);
+    UnlinkFilter(graph.Get(), filter);
+    if (FAILED(graph->RemoveFilter(filter))) {
         YMD_LOG_WARNING("ymdshow::CMedia::_RemoveFilter", "RemoveFilter FAILED");
     }
-    if (m_pGraphConfig != nullptr) {
-        RemoveFilterFromGraphBuilderCache(m_pGraphConfig, filter);
+    if (config != nullptr) {
+        RemoveFilterFromGraphBuilderCache(config.Get(), filter);
     }
 }
 

@@ -154,6 +154,7 @@ void CMedia::Inside::EventThread::End(CMedia& media, ULONGLONG begin) {
                 // It ends some time after the call; the interfaces that it uses go next.
                 WaitForSingleObject(thread, static_cast<DWORD>(kEndTime));
                 m_gate.Abandon(GetThreadId(thread));
+                media.m_lock.Abandon(GetThreadId(thread));
                 hasEnded = true;
             }
         }

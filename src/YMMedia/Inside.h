@@ -7,8 +7,10 @@
 #include <wrl/client.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <ymdshow/Media.h>
@@ -95,6 +97,7 @@ struct CMedia::Inside {
     static int IsInState(const CMedia& media, OAFilterState wanted);
     static void ShowVideo(const CMedia& media, long visible);
     static void Rewind(CMedia& media);
+    static std::function<bool()> IsAsBefore(const CMedia& media);
     static int ApplyClip(CMedia& media);
     static void StartEvents(CMedia& media);
 };
@@ -102,8 +105,7 @@ struct CMedia::Inside {
 /// Gives a member's reference back and clears it.
 template <class T> void ReleaseMember(T*& member) {
     if (member != nullptr) {
-        member->Release();
-        member = nullptr;
+        std::exchange(member, nullptr)->Release(); // which may let others look at the member
     }
 }
 

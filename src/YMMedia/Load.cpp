@@ -71,7 +71,7 @@ int CMedia::Inside::Load(CMedia& media, CCoderScheme* scheme, int flag) {
     record.Succeed();
     const ymlib::CYMAutoLock item(media.m_lock);
     ApplyStoredSettings(media);
-    if (item.IsDestroyed()) {
+    if (item.IsDestroyed() || media.m_pGB == nullptr) {
         return 0;
     }
     YMD_LOG_PROGRESS("ymdshow::CMedia::Load", "LoadMedia OK : %s", media.m_mediaPath.c_str());
@@ -157,8 +157,9 @@ int CMedia::_InitDirectShow() {
         YMD_LOG_WARNING("ymdshow::CMedia::_InitDirectShow",
                         "CoCreateInstance CLSID_FilterGraph Failed: %x, %s",
                         static_cast<unsigned>(created), CreationErrorName(created));
+        m_inside->load.Fail(L"the filter graph manager could not be created", created);
         _FreeDirectShow();
-        return m_inside->load.Fail(L"the filter graph manager could not be created", created);
+        return 0;
     }
     ReleaseMember(m_pGraphConfig);
     if (FAILED(m_pGB->QueryInterface(IID_PPV_ARGS(&m_pGraphConfig)))) {

@@ -1,6 +1,8 @@
 // Running, pausing, stopping, stepping, seeking, the clip, the play state.
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "YMMedia/EventThread.h"
 #include "YMMedia/Seeking.h"
@@ -26,18 +28,21 @@ int CMedia::Play() {
         if (m_playState == State_Running) {
             return 1;
         }
-        const HRESULT run = ComPtr<IMediaControl>(m_pMediaControl)->Run();
-        if (item.IsDestroyed()) {
+        const std::int32_t before = std::exchange(m_playState, State_Running);
+        const HRESULT run =
+            AnswerOr(E_UNEXPECTED,
+                     [control = ComPtr<IMediaControl>(m_pMediaControl)] { return control->Run(); });
+        if (item.IsDestroyed() || m_playState != State_Running) {
             return 0;
         }
         if (FAILED(run)) {
+            m_playState = before;
             YMD_LOG_ERROR("ymdshow::CMedia::Play", "DShow Run Failed : %s", m_mediaPath.c_str());
             return 0;
         }
         if ((m_pEventCallBack != nullptr || m_isLoop != 0) && m_pMediaEvent != nullptr) {
             m_inside->events->Resume(*this);
         }
-        m_playState = State_Running;
         Inside::ShowVideo(*this, OATRUE);
         return 1;
     });
@@ -52,7 +57,8 @@ int CMedia::Pause() {
             return 1;
         }
         const ymlib::CYMAutoLock item(m_lock);
-        if (FAILED(ComPtr<IMediaControl>(m_pMediaControl)->Pause()) || item.IsDestroyed()) {
+        if (FAILED(ComPtr<IMediaControl>(m_pMediaControl)->Pause()) || item.IsDestroyed() ||
+            m_playState != State_Running) {
             return 0;
         }
         m_inside->events->Suspend(*this);
@@ -68,8 +74,11 @@ int CMedia::Stop() {
         {
             // A graph that hangs in the event thread's hands may still stop in this one's.
             const ymlib::CYMAutoLock turn(m_inside->gate, kStopPatience);
-            if (item.IsDestroyed() || m_pMediaControl == nullptr ||
-                FAILED(ComPtr<IMediaControl>(m_pMediaControl)->Stop()) || item.IsDestroyed()) {
+            if (item.IsDestroyed() || m_pMediaControl == nullptr) {
+                return 0;
+            }
+            const ComPtr<IMediaControl> control(m_pMediaControl);
+            if (FAILED(control->Stop()) || item.IsDestroyed() || m_pMediaControl != control.Get()) {
                 return 0;
             }
             m_playState = State_Stopped;
@@ -102,14 +111,18 @@ void CMedia::Inside::Rewind(CMedia& media) {
         ApplyClip(media);
     } else if (media.m_pMediaSeeking != nullptr) {
         LONGLONG start = 0;
-        media.m_pMediaSeeking->SetPositions(&start, AM_SEEKING_AbsolutePositioning, nullptr,
-                                            AM_SEEKING_NoPositioning);
+        ComPtr<IMediaSeeking>(media.m_pMediaSeeking)
+            ->SetPositions(&start, AM_SEEKING_AbsolutePositioning, nullptr,
+                           AM_SEEKING_NoPositioning);
     }
 }
 
 int CMedia::StopWhenReady() {
     return Inside::OnGraph(*this, 0, [&] {
-        return m_pMediaControl != nullptr && SUCCEEDED(m_pMediaControl->StopWhenReady()) ? 1 : 0;
+        return m_pMediaControl != nullptr &&
+                       SUCCEEDED(ComPtr<IMediaControl>(m_pMediaControl)->StopWhenReady())
+                   ? 1
+                   : 0;
     });
 }
 
@@ -137,6 +150,14 @@ int CMedia::StepFrame() {
     });
 }
 
+/// Answers later whether the item is in the state that it is in now.
+std::function<bool()> CMedia::Inside::IsAsBefore(const CMedia& media) {
+    return [&media, before = media.m_playState,
+            item = std::make_shared<ymlib::CYMAutoLock>(media.m_lock)] {
+        return !item->IsDestroyed() && media.m_playState == before;
+    };
+}
+
 int CMedia::SetMediaPosition(std::int64_t position) {
     return Inside::OnGraph(*this, 0, [&] {
         if (m_pMediaSeeking == nullptr || m_pMediaControl == nullptr) {
@@ -144,7 +165,7 @@ int CMedia::SetMediaPosition(std::int64_t position) {
         }
         const ComPtr<IMediaSeeking> seeking(m_pMediaSeeking);
         const std::int64_t frameTime = m_videoOriginalAvgFrameTime;
-        const PausedGraph paused(m_pMediaControl);
+        const PausedGraph paused(m_pMediaControl, Inside::IsAsBefore(*this));
         const HRESULT result = SeekInUnits(
             seeking.Get(), frameTime, paused.StateResult(), [&](std::int64_t unit, TimeFormat) {
                 LONGLONG target = position / unit;
@@ -189,7 +210,7 @@ int CMedia::Inside::ApplyClip(CMedia& media) {
     const std::int64_t frameTime = media.m_videoOriginalAvgFrameTime;
     const std::int64_t start = media.m_clipStartTime;
     const std::int64_t end = media.m_clipEndTime;
-    const PausedGraph paused(media.m_pMediaControl);
+    const PausedGraph paused(media.m_pMediaControl, IsAsBefore(media));
     const HRESULT result = SeekInUnits(
         seeking.Get(), frameTime, paused.StateResult(), [&](std::int64_t unit, TimeFormat format) {
             LONGLONG first = start / unit;

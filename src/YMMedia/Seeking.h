@@ -9,6 +9,8 @@
 #include <wrl/client.h>
 
 #include <cstdint>
+#include <functional>
+#include <utility>
 
 #include "Guard.h"
 
@@ -17,11 +19,13 @@ namespace ymdshow {
 /// Milliseconds that a state query waits for a state change to complete.
 constexpr LONG kStateTimeout = 500;
 
-/// Pauses a running graph for an operation and restores its state afterwards. A stopped
-/// graph is told to stop again, as some sources start to prepare data when they are seeked.
+/// Pauses a running graph for an operation and restores its state afterwards, unless another
+/// has changed it meanwhile. A stopped graph is told to stop again, as some sources start to
+/// prepare data when they are seeked.
 class PausedGraph {
 public:
-    explicit PausedGraph(IMediaControl* control) : m_control(control) {
+    PausedGraph(IMediaControl* control, std::function<bool()>&& isAsBefore)
+        : m_control(control), m_isAsBefore(std::move(isAsBefore)) {
         m_stateResult = m_control->GetState(kStateTimeout, &m_state);
         if (SUCCEEDED(m_stateResult) && m_state == State_Running) {
             m_control->Pause();
@@ -29,6 +33,9 @@ public:
     }
     ~PausedGraph() {
         Quietly([&] {
+            if (m_state == State_Paused || !m_isAsBefore()) {
+                return;
+            }
             if (m_state == State_Stopped) {
                 m_control->Stop();
             } else if (m_state == State_Running) {
@@ -43,6 +50,7 @@ public:
 
 private:
     const Microsoft::WRL::ComPtr<IMediaControl> m_control; // outlives what a message does
+    const std::function<bool()> m_isAsBefore;
     HRESULT m_stateResult = S_OK;
     OAFilterState m_state = State_Paused;
 };

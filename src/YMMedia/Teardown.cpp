@@ -1,5 +1,7 @@
 // From the last stop to the end: the graph emptied, everything on it given back.
 
+#include <utility>
+
 #include <ymdshow/GraphToolkit.h>
 #include <ymdshow/MediaPlayer.h>
 
@@ -79,13 +81,17 @@ bool CMedia::Inside::TakeDown(CMedia& media) {
 
 bool CMedia::Inside::EndPlayback(CMedia& media) {
     const ymlib::CYMAutoLock item(media.m_lock);
+    ULONGLONG begin = GetTickCount64();
     // Again for what such a message has started.
-    while (!item.IsDestroyed() && media.m_playState == State_Running && media.Stop() != 0) {
-    }
-    const ULONGLONG begin = GetTickCount64();
-    while (!item.IsDestroyed() && media.m_hEventThread != nullptr &&
-           !media.m_inside->events->IsCurrent()) {
-        media.m_inside->events->End(media, begin);
+    for (bool canStop = true; !item.IsDestroyed();) {
+        if (media.m_playState == State_Running && canStop) {
+            canStop = media.Stop() != 0;
+            begin = GetTickCount64();
+        } else if (media.m_hEventThread != nullptr && !media.m_inside->events->IsCurrent()) {
+            media.m_inside->events->End(media, begin);
+        } else {
+            break;
+        }
     }
     if (item.IsDestroyed()) {
         return false;
@@ -103,8 +109,8 @@ void CMedia::_FreeFilters() {
     if (m_pMediaEvent != nullptr) {
         Quietly([&] { m_pMediaEvent->SetNotifyWindow(0, 0, 0); });
     }
+    const ymlib::CYMAutoLock item(m_lock);
     if (const ComPtr<IVideoWindow> video(m_pVideoWindow); video != nullptr) {
-        const ymlib::CYMAutoLock item(m_lock);
         Quietly([&] {
             video->put_Visible(OAFALSE);
             video->put_Owner(0);
@@ -121,10 +127,9 @@ void CMedia::_FreeFilters() {
     m_inside->events->GiveUpQueue(*this);
     ReleaseMember(m_pVideoWindow);
     ReleaseMember(m_pStreamSelect);
-    for (IBaseFilter* filter : m_usedFilters) {
+    for (IBaseFilter* filter : std::exchange(m_usedFilters, {})) {
         filter->Release();
     }
-    m_usedFilters.clear();
     DeleteRecords(m_videoTracks);
     DeleteRecords(m_audioTracks);
     DeleteRecords(m_streamSelectVideoTracks);
@@ -136,31 +141,33 @@ void CMedia::_FreeFilters() {
     m_streamSelectAudioNum = 0;
     m_isAllFilterLinked = false;
 
-    const auto drop = [this](IBaseFilter* filter, const char* warning) {
-        if (Inside::Drop(*this, filter) != 0) {
-            YMD_LOG_WARNING("ymdshow::CMedia::_FreeFilters", warning, GetIUnknownRef(filter));
+    const auto drop = [&](const std::vector<IBaseFilter*>& filters, const char* warning) {
+        for (IBaseFilter* const filter : filters) {
+            if (item.IsDestroyed()) { // by what has been given back
+                filter->Release();
+            } else if (Inside::Drop(*this, filter) != 0) {
+                YMD_LOG_WARNING("ymdshow::CMedia::_FreeFilters", warning, GetIUnknownRef(filter));
+            }
         }
     };
-    for (IBaseFilter* filter : m_schemeFilters) {
-        drop(filter, "Remove Filter Warning! RefCount : %d");
-    }
-    m_schemeFilters.clear();
-    for (IBaseFilter* filter : m_renderFilters) {
-        drop(filter, "Remove RenderFilter Warning! RefCount : %d");
-    }
-    m_renderFilters.clear();
+    std::vector<IBaseFilter*> source;
     if (m_pSourceFilter != nullptr) {
-        drop(m_pSourceFilter, "Remove Source Filter Warning! RefCount : %d");
-        m_pSourceFilter = nullptr;
+        source.push_back(std::exchange(m_pSourceFilter, nullptr));
     }
+    const std::vector<IBaseFilter*> schemes = std::exchange(m_schemeFilters, {});
+    const std::vector<IBaseFilter*> renders = std::exchange(m_renderFilters, {});
+    drop(schemes, "Remove Filter Warning! RefCount : %d");
+    drop(renders, "Remove RenderFilter Warning! RefCount : %d");
+    drop(source, "Remove Source Filter Warning! RefCount : %d");
 }
 
 void CMedia::_RemoveAllFilterInGraphBuilder() {
     if (m_pGB == nullptr) {
         return;
     }
-    RemoveFirstUntilEmpty(toolkit::Filters(m_pGB), [this](IBaseFilter* filter) {
-        Quietly([&] { m_pGB->RemoveFilter(filter); });
+    const ComPtr<IGraphBuilder> graph(m_pGB);
+    RemoveFirstUntilEmpty(toolkit::Filters(m_pGB), [&](IBaseFilter* filter) {
+        Quietly([&] { graph->RemoveFilter(filter); });
         if (filter->Release() != 0) {
             YMD_LOG_WARNING("ymdshow::CMedia::_RemoveAllFilterInGraphBuilder",
                             "Remove Filter Warning! RefCount : %d", GetIUnknownRef(filter));
@@ -172,8 +179,9 @@ void CMedia::_RemoveAllCachedFilterInGraphConfig() {
     if (m_pGraphConfig == nullptr) {
         return;
     }
-    RemoveFirstUntilEmpty(toolkit::Filters(m_pGraphConfig), [this](IBaseFilter* filter) {
-        RemoveFilterFromGraphBuilderCache(m_pGraphConfig, filter);
+    const ComPtr<IGraphConfig> config(m_pGraphConfig);
+    RemoveFirstUntilEmpty(toolkit::Filters(m_pGraphConfig), [&](IBaseFilter* filter) {
+        RemoveFilterFromGraphBuilderCache(config.Get(), filter);
         filter->Release();
     });
 }
@@ -198,7 +206,9 @@ void CMedia::_FreeDirectShow() {
     _RemoveAllCachedFilterInGraphConfig();
     ReleaseMember(m_pGraphConfig);
     _RemoveAllFilterInGraphBuilder();
-    ReleaseMember(m_pGB);
+    if (!item.IsDestroyed()) { // by what has been given back
+        ReleaseMember(m_pGB);
+    }
 }
 
 } // namespace ymdshow

@@ -90,7 +90,7 @@ TEST_F(MediaPlayback, OperationsByState) {
         EXPECT_TRUE(media.m_playState == item.to && media.m_hEventThread == nullptr);
     }
     EXPECT_EQ(log.Take(),
-              Lines({"16 ymdshow::CMedia::Play: DShow Run Failed : " + std::string(kPath)}));
+              Lines(2, "16 ymdshow::CMedia::Play: DShow Run Failed : " + std::string(kPath)));
     media.m_videoTrackNum = 0; // the window is shown for a picture only
     Graph().step.present = false;
     EXPECT_TRUE(media.Play() && media.Stop());
