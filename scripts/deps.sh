@@ -4,6 +4,7 @@
 #
 #   scripts/deps.sh            jsoncpp, GoogleTest, Google Benchmark, CLI11, MediaInfo.dll
 #   scripts/deps.sh core       without MediaInfo.dll, which takes minutes
+#   scripts/deps.sh media      FFmpeg's libraries with dav1d, a prefix of its own; needs nasm, meson
 #   scripts/deps.sh prefix     prints the prefix, builds nothing
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -14,6 +15,8 @@ libjsoncpp    libjsoncpp_1.9.5.orig.tar.gz        f409856e5920c18d0c2fb85276e24e
 benchmark     benchmark_1.7.1.orig.tar.gz         6430e4092653380d9dc4ccb45a1e2dc9259d581f4866dc0759713126056bc1d7
 libzen        libzen_0.4.41.orig.tar.gz           aad6c25bffcc695828e4d36700243a19a0d9503fbe57d38a2fbfa302fb34df2f
 libmediainfo  libmediainfo_23.04+dfsg.orig.tar.xz ed403f32d7f8329186b0f90e5e2d9c73c61928b17169d3a0991dc1173e49d250
+dav1d         dav1d_1.0.0.orig.tar.xz             51737db7e4897e599684f873a4725176dd3c779e639411d7c4fce134bb5ebb82
+ffmpeg        ffmpeg_5.1.9.orig.tar.xz            d9b593bb2ba93d4b50f74177e0cdcd41747e708596367deed0c30348a71dd176
 '
 SOURCE_DIR=$YMD_CACHE/sources
 JOBS=$(nproc)
@@ -40,23 +43,47 @@ apt_sources() {
 
 verified() { [ -f "$2" ] && echo "$1  $2" | sha256sum --status -c -; }
 
-# fetch PACKAGE: leaves the package's checked tarball in SOURCE_DIR.
+# newer PACKAGE: the version that Debian serves when it has replaced the pinned one. What
+# apt-get leaves has the checksum of the archive's signed index, which is kept beside it.
+newer() {
+    local file
+    for file in "$SOURCE_DIR/$1"_*.orig.tar.*; do
+        [ -f "$file.sha256" ] && verified "$(cat "$file.sha256")" "$file" && TARBALL=$file
+    done
+    [ -n "$TARBALL" ]
+}
+
+# fetch PACKAGE: leaves the package's checked tarball in SOURCE_DIR and its path in TARBALL.
 fetch() {
-    local file sum try
+    local file sum try new
     read -r file sum < <(awk -v name="$1" '$1 == name {print $2, $3}' <<<"$SOURCES")
     local path=$SOURCE_DIR/$file
-    verified "$sum" "$path" && return 0
+    TARBALL=
+    verified "$sum" "$path" && TARBALL=$path && return 0
+    newer "$1" && return 0
     command -v apt-get >/dev/null || die "$file is neither cached nor can apt-get fetch it"
     mkdir -p "$SOURCE_DIR"
     for try in 1 2 3; do
-        rm -f "$path"
+        rm -rf "$path" "$SOURCE_DIR/new"
+        mkdir "$SOURCE_DIR/new"
         [ -n "${APT_OPTIONS:-}" ] || apt_sources || true
         # The upstream tarball alone: the Debian part is not needed.
-        (cd "$SOURCE_DIR" && apt-get "${APT_OPTIONS[@]}" source --download-only --tar-only "$1") || true
-        verified "$sum" "$path" && return 0
+        if (cd "$SOURCE_DIR/new" && apt-get "${APT_OPTIONS[@]}" source --download-only --tar-only "$1"); then
+            for new in "$SOURCE_DIR/new/$1"_*.orig.tar.*[!c]; do
+                [ "$(basename "$new")" = "$file" ] ||
+                    sha256sum "$new" | cut -d ' ' -f 1 >"$SOURCE_DIR/$(basename "$new").sha256"
+                mv "$new" "$SOURCE_DIR/"
+            done
+        fi
+        rm -rf "$SOURCE_DIR/new"
+        verified "$sum" "$path" && TARBALL=$path && return 0
         if [ -f "$path" ]; then
             sha256sum "$path"
             die "$file is not the file that $sum names"
+        fi
+        if newer "$1"; then
+            note "Debian no longer serves $file; $(basename "$TARBALL"), as apt-get has checked it, takes its place"
+            return 0
         fi
         APT_OPTIONS=()
         sleep $((try * 3))
@@ -64,12 +91,13 @@ fetch() {
     die "could not fetch $file (Debian source package $1)"
 }
 
+# A recipe's own talk goes to its log; this is for the terminal.
+note() { printf 'setup: %s\n' "$*" >&"${NOTES:-2}"; }
+
 unpack() {
-    local file
-    file=$(awk -v name="$1" '$1 == name {print $2}' <<<"$SOURCES")
     rm -rf "${WORK:?}/$1"
     mkdir -p "$WORK/$1"
-    tar -xf "$SOURCE_DIR/$file" -C "$WORK/$1" --strip-components=1
+    tar -xf "$TARBALL" -C "$WORK/$1" --strip-components=1
 }
 
 # cross NAME SOURCE OPTION...: configures, builds, and installs into PREFIX.
@@ -109,8 +137,8 @@ build_cli11() {
 # compiled alone.
 build_mediainfo() {
     fetch libzen
-    fetch libmediainfo
     unpack libzen
+    fetch libmediainfo
     unpack libmediainfo
     local project=$WORK/libmediainfo/Project/CMake source=$WORK/libmediainfo/Source
     cross zen "$WORK/libzen/Project/CMake" -DBUILD_SHARED_LIBS=OFF
@@ -128,6 +156,39 @@ build_mediainfo() {
     mv "$PREFIX/bin/libmediainfo.dll" "$PREFIX/bin/MediaInfo.dll"
 }
 
+build_dav1d() {
+    local tool
+    fetch dav1d
+    unpack dav1d
+    {
+        echo '[binaries]'
+        for tool in c=gcc-posix cpp=g++-posix ar=ar strip=strip windres=windres; do
+            echo "${tool%=*} = 'x86_64-w64-mingw32-${tool#*=}'"
+        done
+        printf '[host_machine]\nsystem = %s\ncpu_family = %s\ncpu = %s\nendian = %s\n' \
+            "'windows'" "'x86_64'" "'x86_64'" "'little'"
+    } >"$WORK/mingw.meson"
+    meson setup "$WORK/dav1d-build" "$WORK/dav1d" --cross-file "$WORK/mingw.meson" --prefix "$PREFIX" \
+        --libdir lib --buildtype release --default-library static -Denable_tools=false -Denable_tests=false
+    ninja -C "$WORK/dav1d-build" -j "$JOBS" install
+}
+# Every decoder and demuxer; nothing that the GPL covers (see configure's --enable-gpl).
+build_ffmpeg() {
+    fetch ffmpeg
+    unpack ffmpeg
+    mkdir -p "$WORK/ffmpeg-build"
+    cd "$WORK/ffmpeg-build"
+    PKG_CONFIG_LIBDIR=$PREFIX/lib/pkgconfig "$WORK/ffmpeg/configure" --prefix="$PREFIX" \
+        --enable-cross-compile --cross-prefix=x86_64-w64-mingw32- --cc=x86_64-w64-mingw32-gcc-posix \
+        --arch=x86_64 --target-os=mingw32 --pkg-config=pkg-config --enable-shared --disable-static \
+        --disable-programs --disable-doc --disable-debug --disable-avdevice --disable-avfilter \
+        --disable-postproc --disable-encoders --disable-muxers --disable-hwaccels --disable-autodetect \
+        --enable-libdav1d --enable-zlib --enable-schannel --enable-w32threads
+    make -j "$JOBS"
+    make install
+    cp "$WORK/ffmpeg/COPYING.LGPLv2.1" "$WORK/ffmpeg/LICENSE.md" "$PREFIX/"
+}
+
 CORE=(jsoncpp googletest benchmark cli11)
 
 # A prefix is named after what is in it, so that a change of a recipe or of the compiler
@@ -138,7 +199,11 @@ prefix_of() {
     hash=$({
         "$YMD_CXX" -dumpfullversion
         declare -f cross "${@/#/build_}"
-        [ "$kind" = deps ] && grep -E 'jsoncpp|benchmark' <<<"$SOURCES" || grep -E 'libzen|libmedia' <<<"$SOURCES"
+        case $kind in
+        deps) grep -E 'jsoncpp|benchmark' <<<"$SOURCES" ;;
+        mediainfo) grep -E 'libzen|libmedia' <<<"$SOURCES" ;;
+        media) grep -E 'dav1d|ffmpeg' <<<"$SOURCES" ;;
+        esac
     } | sha256sum | cut -c1-12)
     echo "$YMD_CACHE/$kind-$hash"
 }
@@ -154,12 +219,13 @@ build() {
         [ -e "$PREFIX/.done/$name" ] && continue
         say "setup: building $name for Windows, once (about ${SECONDS_OF[$name]} s)"
         step "dependency $name" logged "$PREFIX/log/$name.log" env PREFIX="$PREFIX" WORK="$WORK" \
-            bash "${BASH_SOURCE[0]}" recipe "$name" || die "the dependency $name could not be built"
+            NOTES=9 bash "${BASH_SOURCE[0]}" recipe "$name" 9>&2 || die "the dependency $name could not be built"
         touch "$PREFIX/.done/$name"
     done
     rm -rf "$WORK"
 }
-declare -A SECONDS_OF=([jsoncpp]=6 [googletest]=14 [benchmark]=12 [cli11]=1 [mediainfo]=90)
+declare -A SECONDS_OF=([jsoncpp]=6 [googletest]=14 [benchmark]=12 [cli11]=1 [mediainfo]=90
+    [dav1d]=50 [ffmpeg]=240)
 
 ensure() {
     local prefix=$1 name
@@ -190,7 +256,11 @@ main() {
             cp "$mediainfo/bin/MediaInfo.dll" "$prefix/bin/"
         }
         ;;
-    *) die "usage: scripts/deps.sh [core|all|prefix]" ;;
+    media)
+        prefix=$(prefix_of media dav1d ffmpeg)
+        ensure "$prefix" dav1d ffmpeg
+        ;;
+    *) die "usage: scripts/deps.sh [core|all|media|prefix]" ;;
     esac
     [ "${1:-}" = recipe ] || echo "$prefix"
 }
