@@ -69,6 +69,7 @@ void CMedia::Inside::EventThread::Start(CMedia& media) {
     m_mustLeave = false;
     m_isFinished = false;
     m_place = Place::Starting;
+    media.m_inside->isEventThreadInGraph = false;
     media.m_hEventThread = CreateThread(nullptr, 0, _EventThreadFun, &media, 0, nullptr);
 }
 
@@ -228,7 +229,13 @@ void CMedia::Inside::EventThread::Drain(CMedia& media) {
     LONG_PTR param1 = 0;
     LONG_PTR param2 = 0;
     while (known == m_queues && SUCCEEDED(events->GetEvent(&code, &param1, &param2, 0))) {
-        m_isFinished = (code == EC_COMPLETE || code == EC_END_OF_SEGMENT) && HandleEnd(media);
+        if (code == EC_COMPLETE || code == EC_END_OF_SEGMENT) {
+            media.m_inside->isEventThreadInGraph = true;
+            m_isFinished = HandleEnd(media);
+            media.m_inside->isEventThreadInGraph = false;
+        } else {
+            m_isFinished = false;
+        }
         Forward(media, code, param1, param2);
         if (known == m_queues) {
             events->FreeEventParams(code, param1, param2);

@@ -6,6 +6,7 @@
 
 #include <wrl/client.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -40,6 +41,7 @@ struct CMedia::Inside {
 
     /// Held for what is done on the graph, by host threads and the event thread.
     ymlib::CLock gate;
+    std::atomic<bool> isEventThreadInGraph{false};
     std::unique_ptr<EventThread> events;
     LoadRecorder load;
 
@@ -67,8 +69,17 @@ struct CMedia::Inside {
         if (lock.IsDestroyed()) {
             return failure;
         }
+        media.m_inside->AnswerEventThread();
         const ymlib::CYMAutoLock turn(media.m_inside->gate);
         return lock.IsDestroyed() ? failure : AnswerOr(failure, body);
+    }
+
+    /// Before waiting for the gate: the message that this thread is handling may be the event
+    /// thread's, which waits for its answer in the graph.
+    void AnswerEventThread() const {
+        if (isEventThreadInGraph && InSendMessage() != FALSE) {
+            ReplyMessage(0);
+        }
     }
 
     /// Without a result.

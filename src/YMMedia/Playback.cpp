@@ -73,6 +73,7 @@ int CMedia::Stop() {
         ULONGLONG begin = GetTickCount64();
         {
             // A graph that hangs in the event thread's hands may still stop in this one's.
+            m_inside->AnswerEventThread();
             const ymlib::CYMAutoLock turn(m_inside->gate, kStopPatience);
             if (item.IsDestroyed() || m_pMediaControl == nullptr) {
                 return 0;

@@ -49,12 +49,15 @@ struct Host {
 /// Done once by the procedure of this thread's window, which lets the sender of a message go on.
 std::function<void()> deed;
 std::atomic<bool> isAsked; ///< for it
+bool isSenderHeld;         ///< it is not let go on
 
 const HWND window = [] {
     const HWND made =
         CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 8, 8, HWND_MESSAGE, nullptr, nullptr, nullptr);
     const WNDPROC procedure = [](HWND, UINT, WPARAM, LPARAM) -> LRESULT {
-        ReplyMessage(0);
+        if (!isSenderHeld) {
+            ReplyMessage(0);
+        }
         const auto act = std::exchange(deed, nullptr);
         return act != nullptr ? act(), 0 : 0;
     };
@@ -411,6 +414,26 @@ TEST_F(MediaEvents, WaitsAnswerMessagesWhateverAWindowDoesThen) {
     std::thread other([&] { EXPECT_EQ(media.Pause(), 1); });
     EXPECT_TRUE(Within([] { return isAsked.load(); }) && media.GetVolume() == 0 && !isInside);
     other.join();
+}
+
+TEST_F(MediaEvents, AWindowThatIsToldInTheGraphMayAskTheItem) {
+    Hear();
+    media.m_playWindow = kWindow;
+    long state = 0;
+    isSenderHeld = true;
+    for (const char* call : {"control.Run", "window.put_Visible(0)"}) {
+        media.SetLoop(*call == 'c');
+        ASSERT_EQ(media.Play(), 1);
+        deed = [&] { state = media.GetPlayState() + media.Stop(); };
+        const Midst midst(call, [](auto) { SendMessageW(window, WM_NULL, 0, 0); });
+        Graph().PushEvent(EC_COMPLETE);
+        EXPECT_TRUE(Within([&] {
+            MSG message;
+            PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
+            return std::exchange(state, 0) == State_Running + 1;
+        }));
+    }
+    isSenderHeld = false;
 }
 
 TEST_F(MediaEvents, TwoHundredCyclesFromTwoThreads) {
