@@ -26,7 +26,10 @@ struct Host {
     static inline std::atomic<bool> isHeld, asks; ///< until let go; calls a locked operation then
     static inline std::atomic<int (*)(Media&)> operation; ///< for one event
 
-    Host() { calls = entered = 0; }
+    Host() {
+        calls = entered = 0;
+        isHeld = asks = false;
+    }
 
     static int On(ymdshow::CMedia* media, void* user, long code, std::int64_t param1,
                   std::int64_t param2) {
