@@ -65,11 +65,16 @@ void CMedia::Inside::StartEvents(CMedia& media) {
     }
 }
 
+void CMedia::Inside::AnswerEventThread() const {
+    if (events->IsInGraph() && InSendMessage() != FALSE) {
+        ReplyMessage(0);
+    }
+}
+
 void CMedia::Inside::EventThread::Start(CMedia& media) {
     m_mustLeave = false;
     m_isFinished = false;
     m_place = Place::Starting;
-    media.m_inside->isEventThreadInGraph = false;
     media.m_hEventThread = CreateThread(nullptr, 0, _EventThreadFun, &media, 0, nullptr);
 }
 
@@ -216,26 +221,21 @@ bool CMedia::Inside::EventThread::Rest(HANDLE queue) {
     if (woke == WAIT_FAILED) {
         Sleep(kRestTime);
     }
-    m_place = Place::Working; // who waits for a lock is not suspended
+    m_place = Place::Waiting; // who waits for a lock is not suspended
     m_gate.Lock();
     return woke == WAIT_OBJECT_0 + 1;
 }
 
 /// Handles and forwards all queued events; the last one decides whether playback has ended.
 void CMedia::Inside::EventThread::Drain(CMedia& media) {
+    m_place = Place::InGraph;
     IMediaEventEx* const events = media.m_pMediaEvent;
     const unsigned known = m_queues;
     long code = 0;
     LONG_PTR param1 = 0;
     LONG_PTR param2 = 0;
     while (known == m_queues && SUCCEEDED(events->GetEvent(&code, &param1, &param2, 0))) {
-        if (code == EC_COMPLETE || code == EC_END_OF_SEGMENT) {
-            media.m_inside->isEventThreadInGraph = true;
-            m_isFinished = HandleEnd(media);
-            media.m_inside->isEventThreadInGraph = false;
-        } else {
-            m_isFinished = false;
-        }
+        m_isFinished = (code == EC_COMPLETE || code == EC_END_OF_SEGMENT) && HandleEnd(media);
         Forward(media, code, param1, param2);
         if (known == m_queues) {
             events->FreeEventParams(code, param1, param2);
@@ -245,6 +245,7 @@ void CMedia::Inside::EventThread::Drain(CMedia& media) {
         }
         while (known == m_queues && media.m_playState == State_Paused && !m_mustLeave) {
             Rest(nullptr);
+            m_place = Place::InGraph;
         }
     }
 }
@@ -278,7 +279,7 @@ void CMedia::Inside::EventThread::Forward(CMedia& media, long code, LONG_PTR par
     m_gate.Unlock();
     Quietly([&] { fn(&media, user, code, param1, param2); });
     m_gate.Lock();
-    m_place = Place::Working;
+    m_place = Place::InGraph;
 }
 
 } // namespace ymdshow

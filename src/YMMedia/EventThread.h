@@ -35,11 +35,14 @@ public:
     /// On the thread itself: in the host's callback.
     bool IsCurrent() const { return m_id == GetCurrentThreadId(); }
 
+    /// It has the gate, and may be waiting for the answer to a message.
+    bool IsInGraph() const { return m_place == Place::InGraph; }
+
     /// What the thread does.
     void Run(CMedia& media);
 
 private:
-    enum class Place { Outside, Starting, Resting, Working, InCallback, Left };
+    enum class Place { Outside, Starting, Resting, Waiting, InGraph, InCallback, Left };
 
     bool Rest(HANDLE queue);
     void Drain(CMedia& media);

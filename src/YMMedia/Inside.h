@@ -6,9 +6,7 @@
 
 #include <wrl/client.h>
 
-#include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -41,7 +39,6 @@ struct CMedia::Inside {
 
     /// Held for what is done on the graph, by host threads and the event thread.
     ymlib::CLock gate;
-    std::atomic<bool> isEventThreadInGraph{false};
     std::unique_ptr<EventThread> events;
     LoadRecorder load;
 
@@ -76,11 +73,7 @@ struct CMedia::Inside {
 
     /// Before waiting for the gate: the message that this thread is handling may be the event
     /// thread's, which waits for its answer in the graph.
-    void AnswerEventThread() const {
-        if (isEventThreadInGraph && InSendMessage() != FALSE) {
-            ReplyMessage(0);
-        }
-    }
+    void AnswerEventThread() const;
 
     /// Without a result.
     template <class Body> static void Locked(const CMedia& media, Body&& body) {
@@ -108,7 +101,6 @@ struct CMedia::Inside {
     static int IsInState(const CMedia& media, OAFilterState wanted);
     static void ShowVideo(const CMedia& media, long visible);
     static void Rewind(CMedia& media);
-    static std::function<bool()> IsAsBefore(const CMedia& media);
     static int ApplyClip(CMedia& media);
     static void StartEvents(CMedia& media);
 };

@@ -41,8 +41,7 @@ int CMedia::Load(CCoderScheme* scheme, int flag) {
         if (m_pGB != nullptr && m_isAllFilterLinked) {
             return 1;
         }
-        int loaded = -1;
-        Quietly([&] { loaded = Inside::Load(*this, scheme, flag); });
+        const int loaded = AnswerOr(-1, [&] { return Inside::Load(*this, scheme, flag); });
         if (loaded < 0) {
             // Half a graph would pass for a loaded one.
             if (!Inside::TakeDown(*this)) {

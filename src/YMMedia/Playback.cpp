@@ -1,7 +1,6 @@
 // Running, pausing, stopping, stepping, seeking, the clip, the play state.
 
 #include <algorithm>
-#include <memory>
 #include <utility>
 
 #include "YMMedia/EventThread.h"
@@ -151,14 +150,6 @@ int CMedia::StepFrame() {
     });
 }
 
-/// Answers later whether the item is in the state that it is in now.
-std::function<bool()> CMedia::Inside::IsAsBefore(const CMedia& media) {
-    return [&media, before = media.m_playState,
-            item = std::make_shared<ymlib::CYMAutoLock>(media.m_lock)] {
-        return !item->IsDestroyed() && media.m_playState == before;
-    };
-}
-
 int CMedia::SetMediaPosition(std::int64_t position) {
     return Inside::OnGraph(*this, 0, [&] {
         if (m_pMediaSeeking == nullptr || m_pMediaControl == nullptr) {
@@ -166,7 +157,7 @@ int CMedia::SetMediaPosition(std::int64_t position) {
         }
         const ComPtr<IMediaSeeking> seeking(m_pMediaSeeking);
         const std::int64_t frameTime = m_videoOriginalAvgFrameTime;
-        const PausedGraph paused(m_pMediaControl, Inside::IsAsBefore(*this));
+        const PausedGraph paused(m_pMediaControl, m_lock, m_playState);
         const HRESULT result = SeekInUnits(
             seeking.Get(), frameTime, paused.StateResult(), [&](std::int64_t unit, TimeFormat) {
                 LONGLONG target = position / unit;
@@ -211,7 +202,7 @@ int CMedia::Inside::ApplyClip(CMedia& media) {
     const std::int64_t frameTime = media.m_videoOriginalAvgFrameTime;
     const std::int64_t start = media.m_clipStartTime;
     const std::int64_t end = media.m_clipEndTime;
-    const PausedGraph paused(media.m_pMediaControl, IsAsBefore(media));
+    const PausedGraph paused(media.m_pMediaControl, media.m_lock, media.m_playState);
     const HRESULT result = SeekInUnits(
         seeking.Get(), frameTime, paused.StateResult(), [&](std::int64_t unit, TimeFormat format) {
             LONGLONG first = start / unit;

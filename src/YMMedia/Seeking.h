@@ -9,8 +9,8 @@
 #include <wrl/client.h>
 
 #include <cstdint>
-#include <functional>
-#include <utility>
+
+#include <ymlib/Lock.h>
 
 #include "Guard.h"
 
@@ -24,8 +24,9 @@ constexpr LONG kStateTimeout = 500;
 /// prepare data when they are seeked.
 class PausedGraph {
 public:
-    PausedGraph(IMediaControl* control, std::function<bool()>&& isAsBefore)
-        : m_control(control), m_isAsBefore(std::move(isAsBefore)) {
+    /// `playState` is the item's, which `lock` guards.
+    PausedGraph(IMediaControl* control, ymlib::CLock& lock, const std::int32_t& playState)
+        : m_control(control), m_item(lock), m_playState(playState), m_before(playState) {
         m_stateResult = m_control->GetState(kStateTimeout, &m_state);
         if (SUCCEEDED(m_stateResult) && m_state == State_Running) {
             m_control->Pause();
@@ -33,7 +34,7 @@ public:
     }
     ~PausedGraph() {
         Quietly([&] {
-            if (m_state == State_Paused || !m_isAsBefore()) {
+            if (m_state == State_Paused || m_item.IsDestroyed() || m_playState != m_before) {
                 return;
             }
             if (m_state == State_Stopped) {
@@ -50,7 +51,9 @@ public:
 
 private:
     const Microsoft::WRL::ComPtr<IMediaControl> m_control; // outlives what a message does
-    const std::function<bool()> m_isAsBefore;
+    const ymlib::CYMAutoLock m_item;
+    const std::int32_t& m_playState;
+    const std::int32_t m_before;
     HRESULT m_stateResult = S_OK;
     OAFilterState m_state = State_Paused;
 };

@@ -72,8 +72,7 @@ public:
             if (m_tracks.empty()) {
                 return false;
             }
-            LinkTrack(0);
-            if (!SetStream(*m_streams[index], AMSTREAMSELECTENABLE_ENABLEALL)) {
+            if (!EnableStream(index, AMSTREAMSELECTENABLE_ENABLEALL)) {
                 return false;
             }
             // Enabling a stream with its group may have brought others back.
@@ -106,8 +105,7 @@ public:
         if (m_tracks.empty()) {
             return false;
         }
-        LinkTrack(0);
-        if (!SetStream(*m_streams.front(), AMSTREAMSELECTENABLE_ENABLEALL)) {
+        if (!EnableStream(0, AMSTREAMSELECTENABLE_ENABLEALL)) {
             return false;
         }
         for (Stream* stream : m_streams) {
@@ -142,8 +140,7 @@ public:
             if (m_tracks.empty()) {
                 return true;
             }
-            LinkTrack(0);
-            if (!SetStream(*m_streams[index], AMSTREAMSELECTENABLE_ENABLE)) {
+            if (!EnableStream(index, AMSTREAMSELECTENABLE_ENABLE)) {
                 return false;
             }
             for (std::uint32_t i = 0; i < m_streams.size(); ++i) {
@@ -205,6 +202,12 @@ private:
             stream.enabled = flag != 0;
         }
         return flag != 0 ? stream.enabled : !stream.enabled;
+    }
+
+    /// The streams share one renderer.
+    bool EnableStream(std::uint32_t index, DWORD flag) {
+        LinkTrack(0);
+        return SetStream(*m_streams[index], flag);
     }
 
     Media& m_media;
