@@ -97,17 +97,20 @@ HRESULT OutputPin::ChooseAllocator(IPin& peer) {
         needs.cbAlign = std::max(needs.cbAlign, wishes.cbAlign);
         needs.cbPrefix = std::max(needs.cbPrefix, wishes.cbPrefix);
     }
-    ComPtr<IMemAllocator> allocator;
-    if (SUCCEEDED(m_transport->GetAllocator(&allocator)) &&
-        SUCCEEDED(UseAllocator(*allocator.Get(), needs))) {
+    ComPtr<IMemAllocator> allocator = OwnAllocator();
+    if (allocator != nullptr && SUCCEEDED(UseAllocator(*allocator.Get(), needs, true))) {
+        return S_OK;
+    }
+    if (SUCCEEDED(m_transport->GetAllocator(allocator.ReleaseAndGetAddressOf())) &&
+        SUCCEEDED(UseAllocator(*allocator.Get(), needs, false))) {
         return S_OK;
     }
     hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER,
                           IID_PPV_ARGS(allocator.ReleaseAndGetAddressOf()));
-    return FAILED(hr) ? hr : UseAllocator(*allocator.Get(), needs);
+    return FAILED(hr) ? hr : UseAllocator(*allocator.Get(), needs, false);
 }
 
-HRESULT OutputPin::UseAllocator(IMemAllocator& allocator, ALLOCATOR_PROPERTIES needs) {
+HRESULT OutputPin::UseAllocator(IMemAllocator& allocator, ALLOCATOR_PROPERTIES needs, bool isOwn) {
     ALLOCATOR_PROPERTIES actual{};
     HRESULT hr = allocator.SetProperties(&needs, &actual);
     if (FAILED(hr)) {
@@ -116,9 +119,10 @@ HRESULT OutputPin::UseAllocator(IMemAllocator& allocator, ALLOCATOR_PROPERTIES n
     if (actual.cbBuffer < needs.cbBuffer || actual.cBuffers < 1) {
         return VFW_E_SIZENOTSET;
     }
-    hr = m_transport->NotifyAllocator(&allocator, FALSE);
+    hr = m_transport->NotifyAllocator(&allocator, isOwn ? TRUE : FALSE);
     if (SUCCEEDED(hr)) {
         m_allocator = &allocator;
+        m_usesOwnAllocator = isOwn;
     }
     return hr;
 }

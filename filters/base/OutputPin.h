@@ -38,14 +38,22 @@ protected:
     /// What the pin needs for the connection's type.
     virtual ALLOCATOR_PROPERTIES BufferNeeds() const = 0;
 
+    /// An allocator of the pin's own, which is offered first: its samples are read-only, for the
+    /// filter keeps what is in them. None by default.
+    virtual Microsoft::WRL::ComPtr<IMemAllocator> OwnAllocator() { return nullptr; }
+
+    /// The connection uses OwnAllocator's.
+    bool UsesOwnAllocator() const { return m_usesOwnAllocator; }
+
 private:
     HRESULT TryType(IPin& peer, const AM_MEDIA_TYPE& type);
     HRESULT TryTypesOf(IPin& source, IPin& peer, const AM_MEDIA_TYPE* wanted);
     HRESULT ChooseAllocator(IPin& peer);
-    HRESULT UseAllocator(IMemAllocator& allocator, ALLOCATOR_PROPERTIES needs);
+    HRESULT UseAllocator(IMemAllocator& allocator, ALLOCATOR_PROPERTIES needs, bool isOwn);
 
     Microsoft::WRL::ComPtr<IMemInputPin> m_transport;
     Microsoft::WRL::ComPtr<IMemAllocator> m_allocator;
+    bool m_usesOwnAllocator = false;
 };
 
 } // namespace ymfilters
