@@ -1,5 +1,5 @@
-# Cross-compiles for Windows x86-64 with Debian's mingw-w64 (posix threads). The root
-# of the cross-built dependencies comes in as YMD_DEPS: see scripts/deps.sh.
+# Cross-compiles for Windows x86-64 with Debian's mingw-w64 (posix threads). The roots
+# of the cross-built dependencies come in as YMD_DEPS, a list: see scripts/deps.sh.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)

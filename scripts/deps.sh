@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Cross-builds the libraries that Debian has only for Linux, from Debian's sources, into
-# a prefix outside the checkout, and prints that prefix on stdout.
+# prefixes outside the checkout, and prints them on stdout, separated by ";".
 #
-#   scripts/deps.sh            jsoncpp, GoogleTest, Google Benchmark, CLI11, MediaInfo.dll
-#   scripts/deps.sh core       without MediaInfo.dll, which takes minutes
-#   scripts/deps.sh media      FFmpeg's libraries with dav1d, a prefix of its own; needs nasm, meson
-#   scripts/deps.sh prefix     prints the prefix, builds nothing
+#   scripts/deps.sh            all of it
+#   scripts/deps.sh core       jsoncpp, GoogleTest, Google Benchmark, CLI11; MediaInfo.dll is
+#                              in the same prefix and takes minutes
+#   scripts/deps.sh media      FFmpeg's libraries with dav1d, a prefix of their own
+#   scripts/deps.sh prefix     prints core's prefix, builds nothing
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
@@ -240,7 +241,7 @@ ensure() {
 
 main() {
     command -v "$YMD_CXX" >/dev/null || die "no cross compiler: run scripts/setup.sh first"
-    local prefix mediainfo
+    local prefix mediainfo media
     prefix=$(prefix_of deps "${CORE[@]}")
     case ${1:-all} in
     # A process of its own: set -e does not hold in a function whose result is asked for.
@@ -255,6 +256,9 @@ main() {
             mkdir -p "$prefix/bin"
             cp "$mediainfo/bin/MediaInfo.dll" "$prefix/bin/"
         }
+        media=$(prefix_of media dav1d ffmpeg)
+        ensure "$media" dav1d ffmpeg
+        prefix="$prefix;$media"
         ;;
     media)
         prefix=$(prefix_of media dav1d ffmpeg)

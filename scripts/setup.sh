@@ -77,8 +77,8 @@ only) TARGETS=() SAMPLES=all ONLY=$2 ;;
 bench) TARGETS=(ymd_benches) SAMPLES=all ;;
 *) die "usage: scripts/setup.sh play|check|only NAME|bench" ;;
 esac
-packages=play
-case $1 in check | only) packages=check ;; esac
+packages=check
+[ "$1" != play ] || packages=play
 "$YMD_ROOT/scripts/packages.sh" "$packages"
 DEPS=$("$YMD_ROOT/scripts/deps.sh")
 with_lock "$YMD_BUILD/.setup.lock" setup

@@ -1,20 +1,19 @@
 #!/usr/bin/env python3
-"""The schema of scheme scripts accepts the sample and refuses what the loader would pass over."""
+"""The schema of scheme scripts accepts the sample and what ships, and refuses what the loader would pass over."""
 import json
 import pathlib
 import re
 
 from jsonschema import Draft7Validator
 
-samples = pathlib.Path(__file__).resolve().parent.parent / "samples"
-schema = json.loads((samples / "scheme.schema.json").read_text(encoding="utf-8"))
-text = (samples / "scheme.json").read_text(encoding="utf-8")
-# Comments, but not what looks like one within a text.
-script = re.sub(r'("(?:\\.|[^"\\])*")|//.*', lambda match: match[1] or "", text)
-
+root = pathlib.Path(__file__).resolve().parent.parent
+schema = json.loads((root / "samples/scheme.schema.json").read_text(encoding="utf-8"))
 Draft7Validator.check_schema(schema)
 validator = Draft7Validator(schema)
-validator.validate(json.loads(script))
+for path in (*root.glob("schemes/*.json"), root / "samples/scheme.json"):
+    # Without comments, but with what looks like one within a text.
+    script = re.sub(r'("(?:\\.|[^"\\])*")|//.*', lambda match: match[1] or "", path.read_text(encoding="utf-8"))
+    validator.validate(json.loads(script))
 for place, key, value in (([], "Schemes", None), ([], "Scheme", []), (["Filter", 0], "CLSID", "{1234}"),
                           (["Filter", 0], "CLSID", None), (["Filter", 0], "Type", "renderer"),
                           (["Filter", 0], "IsOnlyOne", 1), (["Filter", 0], "Cache", True),
