@@ -55,6 +55,8 @@ TEST(YmdsErrors, NameTheFileAndTheReason) {
             ExpectSays(plain.err, {Utf8(file) + ": " + reason});
         }
     }
+    ExpectSays(RunYmds({L"info", Media(L"clip.wav"), L"--scheme", L"no"}).err,
+               {"no; there are: media, none"});
     const Result json = RunYmds({L"play", Media(L"text.mp4"), L"--json"});
     EXPECT_EQ(json.code, 1);
     ExpectSays(json.err, {"way 4, RenderFilter: 0x8004"});
@@ -125,7 +127,8 @@ TEST(YmdsPlay, PlaysToTheEndAndReportsIt) {
     const Scratch scratch;
     const std::wstring png = scratch.Path(L"picture.png");
     const auto play = [&png](const std::wstring& path, int duration, int videoTracks) {
-        const Result result = RunYmds({L"play", path, L"--json", L"--snapshot", png});
+        const Result result =
+            RunYmds({L"play", path, L"--json", L"--snapshot", png, L"--scheme", L"none"});
         EXPECT_EQ(result.code, 0) << result.err;
         const Json::Value report = result.Json();
         EXPECT_EQ(report["path"], Utf8(path));
@@ -168,7 +171,7 @@ TEST(YmdsPlay, StopsAfterTheSecondsAndTalksToPeople) {
     const Result result = RunYmds({L"play", file, L"--seconds", L"1", L"--snapshot", png});
     EXPECT_EQ(result.code, 0) << result.err;
     ExpectSays(result.out, {"测试.mp4", "Duration    0:03.0", "1 video, 0 audio", "320x240",
-                            "{E436EBB5-524F-11CE-9F53-0020AF0BA770}", "(seconds)", "p.png"});
+                            "Media Source", "ymdmedia.ax", "(seconds)", "p.png"});
     // No live bar where nobody watches.
     EXPECT_EQ((result.out + result.err).find("playing"), std::string::npos) << result.err;
     EXPECT_EQ(ReadPng(png).width, 320U);

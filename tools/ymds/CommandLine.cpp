@@ -27,6 +27,12 @@ std::wstring SampleFile() {
     return name != nullptr ? name : L"";
 }
 
+void AddScheme(CLI::App& app, std::wstring& target) {
+    AddText(app, "--scheme", target,
+            "Which filters play: a script of schemes\\, or a script's path; none: the system's own")
+        ->type_name("NAME|FILE|none");
+}
+
 void DefinePlay(CLI::App& app, PlayOptions& options) {
     options.file = SampleFile();
     if (options.file.empty()) {
@@ -40,8 +46,7 @@ void DefinePlay(CLI::App& app, PlayOptions& options) {
         ->type_name("N");
     app.add_flag("--window", options.window, "Draw the picture into a window");
     app.add_flag("--loop", options.loop, "Start again at the end");
-    AddText(app, "--scheme", options.scheme, "Scheme script that names the filters")
-        ->type_name("SCRIPT");
+    AddScheme(app, options.scheme);
     AddText(app, "--snapshot", options.snapshot,
             "Where to save the picture of the playback; NAME-snapshot.png without it")
         ->type_name("PNG");
@@ -75,6 +80,7 @@ std::optional<int> Parse(const std::vector<std::wstring>& arguments, CommandLine
     CLI::App* info = app.add_subcommand("info", "Show what is known about a file");
     AddText(*info, "FILE", line.info.file, "File or URL to look at")->required();
     info->add_flag("--json", line.info.json, "Print one JSON object");
+    AddScheme(*info, line.info.scheme);
 
     CLI::App* scheme = app.add_subcommand("scheme", "Work with scheme scripts");
     scheme->require_subcommand(1);

@@ -22,6 +22,7 @@ struct PlayOptions {
 
 struct InfoOptions {
     std::wstring file;
+    std::wstring scheme;
     bool json = false;
 };
 

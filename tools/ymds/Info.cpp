@@ -9,9 +9,9 @@
 #include <ymlib/Json.h>
 
 #include "Console.h"
-#include "DefaultScheme.h"
 #include "JsonText.h"
 #include "MediaPath.h"
+#include "Schemes.h"
 #include "Text.h"
 
 namespace ymds {
@@ -166,7 +166,10 @@ int Info(const InfoOptions& options) {
         return Refuse(options, path.error);
     }
     ymdshow::CMediaPlayer player;
-    UseDefaultScheme(player.GetCoderScheme());
+    const std::wstring error = UseScheme(player.GetCoderScheme(), options.scheme);
+    if (!error.empty()) {
+        return Refuse(options, error);
+    }
     ymdshow::CMedia* media = player.AddMedia(path.library, 0);
     if (media == nullptr) {
         return Refuse(options, L"the library cannot find it");

@@ -5,11 +5,10 @@
 #include <ymlib/Log.h>
 
 #include "Console.h"
-#include "DefaultScheme.h"
 #include "MediaPath.h"
 #include "Playback.h"
 #include "Report.h"
-#include "SchemeCheck.h"
+#include "Schemes.h"
 #include "Text.h"
 #include "Watchdog.h"
 #include "Window.h"
@@ -105,16 +104,8 @@ bool PlayRun::Prepare() {
 }
 
 bool PlayRun::LoadScheme() {
-    ymdshow::CCoderScheme& scheme = m_player.GetCoderScheme();
-    if (m_options.scheme.empty()) {
-        return UseDefaultScheme(scheme);
-    }
-    if (scheme.LoadScheme(m_options.scheme, 0)) {
-        return true;
-    }
-    const ymdshow::SchemeLoadReport& report = scheme.GetLoadReport();
-    return Fail(L"the scheme script " + ScriptPlace(m_options.scheme, report.line, report.column) +
-                L" does not load: " + report.failureReason);
+    const std::wstring error = UseScheme(m_player.GetCoderScheme(), m_options.scheme);
+    return error.empty() || Fail(error);
 }
 
 bool PlayRun::Load() {

@@ -25,12 +25,19 @@ std::wstring PictureName(const std::wstring& file, const std::wstring& suffix) {
     return stem + L"-snapshot" + suffix + L".png";
 }
 
+/// A splitter of Wine's that feeds several streams blocks for good after a seek in a graph
+/// that is not stopped.
+bool HasWineSource(const PlayReport& report) {
+    return RunsUnderWine() && (report.filters.empty() || report.filters.front().module.empty());
+}
+
 } // namespace
 
 Playback::Playback(const PlayOptions& options, ymdshow::CMedia& media, PlayWindow& window,
                    Watchdog& watchdog, PlayReport& report)
     : m_options(options), m_media(media), m_window(window), m_watchdog(watchdog), m_report(report),
-      m_player(media), m_progress(!options.noProgress && !options.json && !options.verbose) {}
+      m_player(media, HasWineSource(report)),
+      m_progress(!options.noProgress && !options.json && !options.verbose) {}
 
 void Playback::Run() {
     m_media.SetEventCallBackFun(EventQueue::OnEvent, &m_events);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Console.h"
 #include "Text.h"
 
 namespace ymds {
@@ -16,7 +15,7 @@ constexpr std::int64_t kUsualFrameTime = 400000;
 
 } // namespace
 
-Player::Player(ymdshow::CMedia& media) : m_media(media) {}
+Player::Player(ymdshow::CMedia& media, bool needsStop) : m_media(media), m_needsStop(needsStop) {}
 
 const wchar_t* Player::State() const {
     return m_isPaused ? L"paused" : m_isMuted ? L"playing (muted)" : L"playing";
@@ -55,10 +54,8 @@ template <class Operation> bool Player::WhileStopped(Operation operation) {
     return m_media.Play() == 1 && (!m_isPaused || m_media.Pause() == 1) && done;
 }
 
-// A splitter of Wine's that feeds several streams blocks for good after a seek in a graph
-// that is not stopped.
 template <class Operation> bool Player::WhileStill(Operation operation) {
-    return RunsUnderWine() ? WhileStopped(operation) : operation() == 1;
+    return m_needsStop ? WhileStopped(operation) : operation() == 1;
 }
 
 bool Player::Seek(std::int64_t position) {

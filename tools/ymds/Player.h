@@ -12,7 +12,8 @@ namespace ymds {
 /// What the keys do to a media item that plays. Positions are in 100 ns units.
 class Player {
 public:
-    explicit Player(ymdshow::CMedia& media);
+    /// `needsStop`: the graph must not be moved but while it is stopped.
+    Player(ymdshow::CMedia& media, bool needsStop);
 
     /// Does everything but Snapshot and Quit, and answers with a remark for the user.
     std::wstring Do(Action action);
@@ -35,6 +36,7 @@ private:
     template <class Operation> bool WhileStill(Operation operation);
 
     ymdshow::CMedia& m_media;
+    const bool m_needsStop;
     bool m_isPaused = false;
     bool m_isMuted = false;
     long m_volume = 0; ///< before muting

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+#include <ymdshow/CoderScheme.h>
+
+namespace ymds {
+
+/// Fills an empty scheme set with what --scheme asks for. A name is that of a script in
+/// "schemes" beside the program, "none" the system's own filters, anything else a script's
+/// path. Nothing asks for "media". Why it cannot be had; empty when it can.
+///
+/// But for a script of the user's, the pattern source serves "test://..." too, and under Wine
+/// a renderer that can be used stands in the graph.
+std::wstring UseScheme(ymdshow::CCoderScheme& scheme, const std::wstring& wanted);
+
+} // namespace ymds
