@@ -37,7 +37,7 @@ struct YMDSHOW_API LoadReport {
         std::wstring step;   ///< the operation, such as "AddSourceFilter"
         std::wstring filter; ///< the scheme filter's name; empty for the graph's own source
         HRESULT result = S_OK;
-        std::wstring text; ///< the result in words
+        std::wstring text; ///< the result in words, the filter's own where it told them
     };
 
     std::vector<Name> names;

@@ -125,7 +125,8 @@ public:
     /// Builds and links the graph, and applies the stored clip, loop, volume, main
     /// switch and window. A null `scheme` means the player's. A non-zero `flag`
     /// asks for the scheme's renderers to be tried first. 1 on success, also when
-    /// it was loaded already; after a 0, GetLoadReport says why.
+    /// it was loaded already; after a 0, GetLoadReport says why. Unload, SetMediaPath and the
+    /// destructor on another thread end a source filter's opening that hangs (IAMOpenProgress).
     int Load(CCoderScheme* scheme, int flag);
 
     /// What the last Load did; empty before the first. Read it on the thread that

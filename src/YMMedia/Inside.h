@@ -17,6 +17,7 @@
 #include "BaseClasses/InterfaceIds.h"
 #include "Guard.h"
 #include "YMMedia/LoadRecorder.h"
+#include "YMMedia/Opening.h"
 
 #define YMD_LOG_SOURCE "src/YMMedia"
 #include "Log.h"
@@ -41,6 +42,7 @@ struct CMedia::Inside {
     ymlib::CLock gate;
     std::unique_ptr<EventThread> events;
     LoadRecorder load;
+    const std::shared_ptr<Opening> opening = std::make_shared<Opening>();
 
     /// What a load does not derive: another path starts from it.
     struct Given {

@@ -41,6 +41,7 @@ int CMedia::Load(CCoderScheme* scheme, int flag) {
         if (m_pGB != nullptr && m_isAllFilterLinked) {
             return 1;
         }
+        const Opening::Load load(*m_inside->opening);
         const int loaded = AnswerOr(-1, [&] { return Inside::Load(*this, scheme, flag); });
         if (loaded < 0) {
             // Half a graph would pass for a loaded one.

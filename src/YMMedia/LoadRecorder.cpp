@@ -8,6 +8,11 @@
 
 namespace ymdshow {
 
+void LoadRecorder::Begin() {
+    m_report = LoadReport();
+    m_isTold = false;
+}
+
 void LoadRecorder::Name(const std::string& name, bool found) {
     m_report.names.push_back({text::ToWide(name), found});
 }
@@ -16,15 +21,19 @@ void LoadRecorder::Filters(std::vector<LoadReport::Filter>&& filters) {
     m_report.filters = std::move(filters);
 }
 
-void LoadRecorder::Attempt(int way, const wchar_t* step, std::size_t source, HRESULT result) {
-    LoadReport::Attempt attempt{way, step, {}, result, ResultText(result)};
+void LoadRecorder::Attempt(int way, const wchar_t* step, std::size_t source, HRESULT result,
+                           std::wstring told) {
+    const bool isTold = FAILED(result) && !told.empty();
+    LoadReport::Attempt attempt{
+        way, step, {}, result, isTold ? std::move(told) : ResultText(result)};
     for (const LoadReport::Filter& filter : m_report.filters) {
         if (filter.role == DSFT_SOURCE && filter.added && source-- == 0) {
             attempt.filter = filter.name;
             break;
         }
     }
-    if (FAILED(result)) {
+    if (FAILED(result) && (isTold || !m_isTold)) {
+        m_isTold = isTold;
         m_report.failure = attempt.step + L": " + attempt.text;
         m_report.failureResult = result;
     }
@@ -34,6 +43,7 @@ void LoadRecorder::Attempt(int way, const wchar_t* step, std::size_t source, HRE
 void LoadRecorder::Succeed() {
     m_report.failure.clear();
     m_report.failureResult = S_OK;
+    m_isTold = false;
 }
 
 int LoadRecorder::Fail(const wchar_t* reason, HRESULT result) {

@@ -10,19 +10,22 @@
 namespace ymdshow {
 
 /// Fills the report of an item's loads. One rule for the reason: the last call that failed
-/// tells it, and a step that gives up tells its own only when no call failed on the way.
+/// tells it, one that told it in words of its own before those that did not, and a step that
+/// gives up tells its own only when no call failed on the way.
 class LoadRecorder {
 public:
     const LoadReport& Report() const { return m_report; }
 
-    void Begin() { m_report = LoadReport(); }
+    void Begin();
     void Name(const std::string& name, bool found);
     void Filters(std::vector<LoadReport::Filter>&& filters);
 
     /// A step of one way of finding a source; `source` counts the scheme's source filters that
-    /// are in the graph, the graph's own source has none.
+    /// are in the graph, the graph's own source has none. `told` is what a filter said of a
+    /// failure; the result is put into words without.
     static constexpr std::size_t kGraphSource = static_cast<std::size_t>(-1);
-    void Attempt(int way, const wchar_t* step, std::size_t source, HRESULT result);
+    void Attempt(int way, const wchar_t* step, std::size_t source, HRESULT result,
+                 std::wstring told = {});
 
     /// What failed on the way to success stays with the attempts alone.
     void Succeed();
@@ -31,6 +34,7 @@ public:
 
 private:
     LoadReport m_report;
+    bool m_isTold = false; ///< the failure, in a filter's words
 };
 
 } // namespace ymdshow

@@ -32,6 +32,14 @@ bool FileExists(const std::string& path) {
     return !wide.empty() && _waccess(wide.c_str(), 0) == 0;
 }
 
+bool IsUrl(const std::string& path) {
+    return path.find("://") != std::string::npos;
+}
+
+bool IsTaken(const std::string& path) {
+    return !path.empty() && (IsUrl(path) || FileExists(path));
+}
+
 } // namespace
 
 CMedia::Inside::Inside() : events(std::make_unique<EventThread>(*this)) {}
@@ -62,14 +70,17 @@ CMedia::CMedia(const CMedia& other) = default;
 CMedia& CMedia::operator=(const CMedia& other) = default;
 
 int CMedia::SetMediaPath(const std::string& path) {
+    if (IsTaken(path)) {
+        m_inside->opening->Abort();
+    }
     return Inside::Locked(*this, 0, [&] {
         if (path.empty()) {
             return 0;
         }
         const std::string wanted = path; // may be the item's own
         // The flag is this path's even when the path is then refused.
-        m_isMediaPathURL = wanted.find("://") != std::string::npos;
-        if (!m_isMediaPathURL && !FileExists(wanted)) {
+        m_isMediaPathURL = IsUrl(wanted);
+        if (!IsTaken(wanted)) {
             return 0;
         }
         m_fileExt.clear();

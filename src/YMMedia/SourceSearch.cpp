@@ -3,6 +3,7 @@
 #include <ymdshow/GraphToolkit.h>
 
 #include "GraphToolkit/Attempts.h"
+#include "GraphToolkit/ToldError.h"
 #include "Text/Text.h"
 #include "YMMedia/Inside.h"
 
@@ -37,16 +38,19 @@ private:
 
 int CMedia::_TrySourceFilter(std::vector<IBaseFilter*>& sources, int tryRenderSource) {
     Inside::SourceSearch search(*this, sources);
+    const auto goesOn = [this] {
+        return m_pSourceFilter == nullptr && !m_inside->opening->IsAborted();
+    };
     if (tryRenderSource != 0 && !m_renderFilters.empty()) {
         search.FromScheme(true);
-        if (m_pSourceFilter == nullptr) {
+        if (goesOn()) {
             search.FromGraph(true);
         }
     }
-    if (m_pSourceFilter == nullptr) {
+    if (goesOn()) {
         search.FromScheme(false);
     }
-    if (m_pSourceFilter == nullptr) {
+    if (goesOn()) {
         search.FromGraph(false);
     }
     if (m_pSourceFilter == nullptr) {
@@ -59,8 +63,9 @@ int CMedia::_TrySourceFilter(std::vector<IBaseFilter*>& sources, int tryRenderSo
 void CMedia::Inside::SourceSearch::FromScheme(bool toRenderers) {
     const int way = toRenderers ? 1 : 3;
     for (std::size_t i = 0; i < m_sources.size(); ++i) {
-        const HRESULT accepted = toolkit::LoadSourceFile(m_path, m_sources[i]);
-        m_media.m_inside->load.Attempt(way, L"TrySourceFilter", i, accepted);
+        const toolkit::ToldError told;
+        const HRESULT accepted = m_media.m_inside->opening->Open(m_path, m_sources[i]);
+        m_media.m_inside->load.Attempt(way, L"TrySourceFilter", i, accepted, told.Take());
         if (FAILED(accepted)) {
             // Kept: the two ways differ in the blank before the colon.
             Warn(toRenderers ? "Try loaded source filter (TrySourceFilter) FAILED: %s"
@@ -83,12 +88,14 @@ void CMedia::Inside::SourceSearch::FromGraph(bool toRenderers) {
     const int way = toRenderers ? 2 : 4;
     try {
         ComPtr<IBaseFilter> source;
+        const toolkit::ToldError told;
         HRESULT added = E_POINTER;
         if (m_media.m_pGB != nullptr) { // else a callback has unloaded the item
             added = m_media.m_pGB->AddSourceFilter(m_path.c_str(), nullptr, &source);
         }
         added = SUCCEEDED(added) && source == nullptr ? E_POINTER : added;
-        m_media.m_inside->load.Attempt(way, L"AddSourceFilter", LoadRecorder::kGraphSource, added);
+        m_media.m_inside->load.Attempt(way, L"AddSourceFilter", LoadRecorder::kGraphSource, added,
+                                       told.Take());
         if (FAILED(added)) {
             Warn("Auto AddSourceFilter FAILED : %s");
         } else if (Render(way, source.Get(), LoadRecorder::kGraphSource)) {

@@ -32,7 +32,8 @@ template <class Remove> void RemoveFirstUntilEmpty(toolkit::Filters&& filters, R
 } // namespace
 
 CMedia::~CMedia() {
-    // First: a message that is handled in the following may look at the player's list.
+    m_inside->opening->Abort();
+    // Before what waits: a message that is handled in the following may look at the player's list.
     if (m_pMediaPlayer != nullptr) {
         m_pMediaPlayer->_NotifyMediaDestroy(this);
         m_pMediaPlayer = nullptr;
@@ -52,6 +53,7 @@ CMedia::~CMedia() {
 }
 
 int CMedia::Unload() {
+    m_inside->opening->Abort();
     return Inside::Locked(*this, 1, [&] {
         if (m_pGB != nullptr && Inside::TakeDown(*this)) {
             YMD_LOG_PROGRESS("ymdshow::CMedia::Unload", "UnloadMedia OK : %s", m_mediaPath.c_str());

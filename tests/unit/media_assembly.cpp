@@ -3,6 +3,7 @@
 
 #include "media_fixture.h"
 
+#include <future>
 #include <optional>
 
 using namespace media_tests;
@@ -172,6 +173,71 @@ TEST_F(MediaAssembly, FirstWayThatGivesASourceIsKept) {
             EXPECT_EQ(journal.Count("graph.RemoveFilter(*"), report.filters.size());
         }
         EXPECT_EQ(media.m_usedFilters.size() + media.m_renderFilters.size(), test.filters);
+    }
+}
+
+/// A source opens until it is told to give up.
+class Hang final : public fakes::FakeCom<IAMOpenProgress> {
+public:
+    Hang() : FakeCom("progress") {}
+    IUnknown* FindInterface(REFIID iid) override {
+        return iid == IID_IUnknown || iid == IID_IAMOpenProgress ? this : nullptr;
+    }
+    STDMETHODIMP AbortOperation() override {
+        return Call("AbortOperation", [this] { SetEvent(told); });
+    }
+    FAKE_UNEXPECTED(QueryProgress(LONGLONG*, LONGLONG*))
+    const HANDLE opening = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const HANDLE told = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+};
+
+TEST_F(MediaAssembly, OpeningThatHangsEndsForWhoWantsTheItemAndTellsWhy) {
+    Describe("mkv", "Sx", Outs("v"));
+    const ComPtr<Hang> hang = fakes::Adopt(new Hang);
+    const Midst midst(
+        "Sx.Load(*",
+        [&](auto) {
+            ComPtr<ICreateErrorInfo> error;
+            ComPtr<IErrorInfo> info;
+            SetEvent(hang->opening);
+            WaitForSingleObject(hang->told, 10'000);
+            CreateErrorInfo(&error);
+            wchar_t text[] = L"no answer";
+            error->SetDescription(text);
+            error.As(&info);
+            SetErrorInfo(0, info.Get());
+        },
+        true);
+    configure = [](FakeGraph& graph) {
+        graph.results["AddSourceFilter"] = VFW_E_UNKNOWN_FILE_TYPE;
+    };
+    for (const std::string way : {"nobody", "Unload", "SetMediaPath", "delete"}) {
+        auto item = std::make_unique<Media>(kPath, nullptr);
+        item->SetAddFilterCallBack(
+            [](IBaseFilter* source, void* progress) {
+                AsFake(source)->Expose(IID_IAMOpenProgress, static_cast<Hang*>(progress));
+            },
+            hang.Get());
+        journal.Clear();
+        auto load = std::async(std::launch::async,
+                               [&, loaded = item.get()] { return loaded->Load(&scheme, 0); });
+        WaitForSingleObject(hang->opening, 10'000);
+        const ULONGLONG begin = GetTickCount64();
+        if (way == "nobody") {
+            SetEvent(hang->told);
+            load.wait();
+        } else if (way == "delete") {
+            item.reset();
+        } else {
+            EXPECT_EQ(way == "Unload" ? item->Unload() : item->SetMediaPath("u://b"), 1);
+        }
+        EXPECT_LT(GetTickCount64() - begin, 500U) << way;
+        EXPECT_EQ(load.get(), 0);
+        EXPECT_EQ(journal.Count("graph.AddSourceFilter*"), way == "nobody") << way;
+        if (item != nullptr) {
+            EXPECT_EQ(item->GetLoadReport().failure, L"TrySourceFilter: no answer");
+            EXPECT_HR(item->GetLoadReport().failureResult, VFW_E_INVALID_FILE_FORMAT);
+        }
     }
 }
 
