@@ -13,12 +13,12 @@ struct TestRecord {
     };
 
     LONG kind;
-    LONG frame = -1;           ///< frame number read from an RGB32 picture, else -1
+    LONG frame = -1;           ///< frame number read from a picture, -1 when there is none
     LONGLONG start = 0;        ///< time stamps, relative to the segment
     LONGLONG stop = 0;         ///<
     LONGLONG segmentStart = 0; ///< start of the segment in force: add to start for media time
     LONGLONG wall = 0;         ///< a steady clock's time when it happened
-    double frequency = 0;      ///< of 16-bit PCM, from its zero crossings; 0 for silence
+    double frequency = 0;      ///< of the first channel's zero crossings; 0 for silence
 };
 
 /// The record of a test renderer, asked of its filter. All threads may use it.
@@ -38,6 +38,13 @@ struct DECLSPEC_UUID("6b0c0e2a-4f35-4b0e-9b52-6d7e3a51c101") ITestRecorder : pub
 
     /// TRUE: the input can be connected and disconnected while the graph is not stopped.
     virtual HRESULT STDMETHODCALLTYPE SetLiveConnect(BOOL isOn) = 0;
+
+    /// Only types of this subtype and format block are taken from now on, null: of any; and the
+    /// last sample's bytes are kept.
+    virtual HRESULT STDMETHODCALLTYPE Accept(REFGUID subtype, REFGUID format) = 0;
+
+    /// Copies what is kept; `size` is the buffer's size, then that of the sample.
+    virtual HRESULT STDMETHODCALLTYPE GetLast(BYTE* buffer, ULONG* size) = 0;
 };
 
 #if defined(__MINGW32__)

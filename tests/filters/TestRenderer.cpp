@@ -1,20 +1,22 @@
 #include <windows.h>
 
 #include <dshow.h>
+#include <dvdmedia.h>
 #include <wrl/client.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstring>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "BaseClasses/FilterModule.h"
 #include "Clsids.h"
 #include "ITestRecorder.h"
-#include "base/Formats.h"
 #include "base/InputPin.h"
 #include "base/SeekingPassThrough.h"
 #include "pattern/FramePattern.h"
@@ -23,23 +25,102 @@ namespace ymfilters {
 
 namespace {
 
+constexpr GUID kSubtypeP010 = {0x30313050, 0, 0x10, {0x80, 0, 0, 0xaa, 0, 0x38, 0x9b, 0x71}};
+
 using Ticks = std::chrono::duration<LONGLONG, std::ratio<1, 10'000'000>>;
 
+/// A sample's bytes as pictures or sound.
+struct Layout {
+    int left = 0; // of the part that is shown
+    int top = 0;
+    int width = 0; // in pixels; of sound: the channels
+    int height = 0;
+    int stride = 0;       // in bytes, from the first row that is in memory to the next; below 0:
+    int step = 0;         // the last one is. From one pixel or sample of a channel to the next
+    int offset = 0;       // of the byte that says how bright it is
+    bool isFloat = false; // of sound
+    int rate = 0;
+};
+
+struct PictureKind {
+    const GUID& subtype;
+    int step; // bytes from a brightness to the next
+    int offset;
+    int alignment;
+} const kPictures[] = {
+    {MEDIASUBTYPE_RGB32, 4, 1, 4}, {MEDIASUBTYPE_RGB24, 3, 1, 4}, {MEDIASUBTYPE_YUY2, 2, 0, 2},
+    {MEDIASUBTYPE_NV12, 1, 0, 1},  {MEDIASUBTYPE_YV12, 1, 0, 1},  {kSubtypeP010, 2, 1, 2},
+};
+
+/// Nothing for what the renderer cannot read.
+std::optional<Layout> Read(const AM_MEDIA_TYPE& type) {
+    if (type.majortype == MEDIATYPE_Audio) {
+        const auto* const format = reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
+        const bool isFloat = type.subtype == MEDIASUBTYPE_IEEE_FLOAT;
+        if (type.formattype != FORMAT_WaveFormatEx || type.cbFormat < sizeof *format ||
+            format->nChannels == 0 || (type.subtype != MEDIASUBTYPE_PCM && !isFloat)) {
+            return std::nullopt;
+        }
+        return Layout{.width = format->nChannels,
+                      .step = format->nBlockAlign / format->nChannels,
+                      .isFloat = isFloat,
+                      .rate = static_cast<int>(format->nSamplesPerSec)};
+    }
+    const bool isFirst =
+        type.formattype == FORMAT_VideoInfo && type.cbFormat >= sizeof(VIDEOINFOHEADER);
+    const bool isSecond =
+        type.formattype == FORMAT_VideoInfo2 && type.cbFormat >= sizeof(VIDEOINFOHEADER2);
+    const auto* const kind =
+        std::find_if(std::begin(kPictures), std::end(kPictures),
+                     [&](const PictureKind& picture) { return picture.subtype == type.subtype; });
+    if (!(isFirst || isSecond) || kind == std::end(kPictures)) {
+        return std::nullopt;
+    }
+    const BITMAPINFOHEADER& header =
+        isFirst ? reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader
+                : reinterpret_cast<const VIDEOINFOHEADER2*>(type.pbFormat)->bmiHeader;
+    RECT part = reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat)->rcSource;
+    if (IsRectEmpty(&part)) {
+        part = {0, 0, header.biWidth, std::abs(header.biHeight)};
+    }
+    const int stride = (header.biWidth * kind->step + kind->alignment - 1) & -kind->alignment;
+    const bool isBottomUp = header.biCompression == BI_RGB && header.biHeight > 0;
+    return Layout{.left = part.left,
+                  .top = isBottomUp ? header.biHeight - 1 - part.top : part.top,
+                  .width = part.right - part.left,
+                  .height = part.bottom - part.top,
+                  .stride = isBottomUp ? -stride : stride,
+                  .step = kind->step,
+                  .offset = kind->offset};
+}
+
+double Level(const BYTE* at, const Layout& layout) {
+    if (layout.isFloat) {
+        float value = 0;
+        std::memcpy(&value, at, sizeof value);
+        return value;
+    }
+    std::uint32_t value = 0;
+    std::memcpy(reinterpret_cast<BYTE*>(&value) + 4 - layout.step, at,
+                static_cast<std::size_t>(layout.step));
+    return static_cast<std::int32_t>(value);
+}
+
 /// The frequency of the first channel, from its first upward zero crossing to its last.
-double Frequency(const std::int16_t* samples, int count, const WAVEFORMATEX& format) {
+double Frequency(const BYTE* data, int count, const Layout& layout) {
     double first = -1;
     double last = -1;
     int periods = -1;
     for (int i = 1; i < count; ++i) {
-        const int before = samples[(i - 1) * format.nChannels];
-        const int after = samples[i * format.nChannels];
+        const double before = Level(data + (i - 1) * layout.width * layout.step, layout);
+        const double after = Level(data + i * layout.width * layout.step, layout);
         if (before < 0 && after >= 0) {
-            last = i - static_cast<double>(after) / (after - before);
+            last = i - after / (after - before);
             first = first < 0 ? last : first;
             ++periods;
         }
     }
-    return periods > 0 ? periods * static_cast<double>(format.nSamplesPerSec) / (last - first) : 0;
+    return periods > 0 ? periods * layout.rate / (last - first) : 0;
 }
 
 TestRecord Describe(IMediaSample& sample, const AM_MEDIA_TYPE& type) {
@@ -47,12 +128,16 @@ TestRecord Describe(IMediaSample& sample, const AM_MEDIA_TYPE& type) {
     sample.GetTime(&record.start, &record.stop);
     BYTE* data = nullptr;
     sample.GetPointer(&data);
-    if (const WAVEFORMATEX* const sound = ReadPcm(type)) {
-        record.frequency = Frequency(reinterpret_cast<const std::int16_t*>(data),
-                                     sample.GetActualDataLength() / (2 * sound->nChannels), *sound);
-    } else if (const VIDEOINFOHEADER* const picture = ReadVideo(type)) {
-        record.frame = ReadFrameNumber(picture->bmiHeader.biWidth, picture->bmiHeader.biHeight,
-                                       reinterpret_cast<const std::uint32_t*>(data));
+    const Layout layout = Read(type).value_or(Layout{});
+    if (layout.rate != 0) {
+        record.frequency =
+            Frequency(data, sample.GetActualDataLength() / (layout.width * layout.step), layout);
+    } else {
+        record.frame = ReadFrameNumber(layout.width, layout.height, [&](int x, int y) {
+            const int row = layout.stride < 0 ? layout.top - y : layout.top + y;
+            return static_cast<int>(data[row * std::abs(layout.stride) +
+                                         (layout.left + x) * layout.step + layout.offset]);
+        });
     }
     return record;
 }
@@ -102,6 +187,20 @@ public:
     }
     HRESULT STDMETHODCALLTYPE SetLiveConnect(BOOL isOn) override {
         m_isLiveConnectable = isOn != FALSE;
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE Accept(REFGUID subtype, REFGUID format) override {
+        const std::lock_guard lock(m_mutex);
+        m_subtype = subtype;
+        m_format = format;
+        m_isKeeping = true;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetLast(BYTE* buffer, ULONG* size) override {
+        const std::lock_guard lock(m_mutex);
+        std::copy_n(m_last.begin(), std::min<std::size_t>(*size, m_last.size()), buffer);
+        *size = static_cast<ULONG>(m_last.size());
         return S_OK;
     }
 
@@ -175,7 +274,13 @@ private:
 
     protected:
         HRESULT CheckType(const AM_MEDIA_TYPE& type) override {
-            return type.majortype == m_owner.m_majorType ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+            const std::lock_guard lock(m_owner.m_mutex);
+            const bool isTaken =
+                (m_owner.m_subtype == GUID_NULL || type.subtype == m_owner.m_subtype) &&
+                (m_owner.m_format == GUID_NULL || type.formattype == m_owner.m_format);
+            return type.majortype == m_owner.m_majorType && isTaken && Read(type)
+                       ? S_OK
+                       : VFW_E_TYPE_NOT_ACCEPTED;
         }
         bool IsLiveConnectable() const override { return m_owner.m_isLiveConnectable; }
 
@@ -239,6 +344,9 @@ private:
         if (!m_isStreaming || m_pin.IsFlushing()) {
             return S_FALSE;
         }
+        if (BYTE* data = nullptr; m_isKeeping && SUCCEEDED(sample.GetPointer(&data))) {
+            m_last.assign(data, data + sample.GetActualDataLength());
+        }
         const unsigned epoch = m_epoch;
         Wait wait = WaitUntil(record.start, epoch, lock);
         for (; wait == Wait::Paused; wait = WaitUntil(record.start, epoch, lock)) {
@@ -299,6 +407,10 @@ private:
     std::mutex m_mutex; // guards what follows
     std::condition_variable m_changed;
     std::vector<TestRecord> m_records;
+    GUID m_subtype = GUID_NULL;
+    GUID m_format = GUID_NULL;
+    bool m_isKeeping = false;
+    std::vector<BYTE> m_last;
     Microsoft::WRL::ComPtr<IReferenceClock> m_clock;
     REFERENCE_TIME m_base = 0; // clock time of stream time 0
     bool m_isStreaming = false;
