@@ -13,8 +13,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -22,6 +20,7 @@
 #include <ymdshow/ymdshow.h>
 
 #include "../tests/filters/ITestRecorder.h"
+#include "ffmpeg_time.h"
 
 namespace {
 
@@ -235,54 +234,6 @@ bool Questions(bool hasEvents) {
            isQuick;
 }
 
-/// The path as the machine under Wine knows it, as it is on Windows.
-std::string NativePath(const std::string& path) {
-    using UnixName = char*(CDECL*)(const wchar_t*);
-    const auto convert = reinterpret_cast<UnixName>(reinterpret_cast<void*>(
-        GetProcAddress(GetModuleHandleW(L"kernel32"), "wine_get_unix_file_name")));
-    char* const name =
-        convert != nullptr ? convert(std::filesystem::path(path).wstring().c_str()) : nullptr;
-    if (name == nullptr) {
-        return path;
-    }
-    const std::string text = name;
-    HeapFree(GetProcessHeap(), 0, name);
-    return text;
-}
-
-/// What ffmpeg says that it took to decode the file, in milliseconds; 0 without it.
-double FfmpegTime(const std::string& file) {
-    const std::filesystem::path log = std::filesystem::temp_directory_path() / "ymd-ffmpeg.log";
-    std::ofstream(log).close();
-    const std::string quote = NativePath(file) == file ? "\"" : "'";
-    std::string command = "ffmpeg -nostdin -benchmark -i " + quote + NativePath(file) + quote +
-                          " -f null - >" + quote + NativePath(log.string()) + quote + " 2>&1";
-    command = NativePath(file) == file ? "cmd /c \"" + command + "\""
-                                       : "Z:\\bin\\sh -c \"" + command + "\"";
-    STARTUPINFOA start{};
-    start.cb = sizeof start;
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &start, &process)) {
-        return 0;
-    }
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    // Wine does not wait for a program of the machine's own.
-    for (const auto begin = Clock::now(); Since(begin) < kPatience; Sleep(20)) {
-        std::ifstream in(log);
-        const std::string text{std::istreambuf_iterator<char>(in), {}};
-        const std::size_t at = text.find("rtime=");
-        if (at != text.npos && text.find('\n', at) != text.npos) {
-            return std::atof(text.c_str() + at + 6) * 1000;
-        }
-        if (text.find("not found") != text.npos || text.find("not recognized") != text.npos) {
-            break;
-        }
-    }
-    return 0;
-}
-
 void FreeRunning(const std::string& file) {
     std::vector<double> ours;
     std::vector<double> theirs;
@@ -305,7 +256,7 @@ void FreeRunning(const std::string& file) {
             std::count_if(records.begin(), records.end(), [](const TestRecord& record) {
                 return record.kind == TestRecord::Sample;
             }));
-        if (const double time = FfmpegTime(file); time > 0) {
+        if (const double time = bench::FfmpegTime(file); time > 0) {
             theirs.push_back(time);
         }
     }
