@@ -98,6 +98,36 @@ TEST_F(System, EntryPointsOfAModuleAreCalled) {
     EXPECT_FALSE(RegisterServer(nullptr) || UnregisterServer(nullptr));
 }
 
+TEST_F(System, ModuleIsRegisteredWholeAndLeavesNothing) {
+    char self[MAX_PATH] = {};
+    GetModuleFileNameA(nullptr, self, MAX_PATH);
+    const std::string module =
+        std::filesystem::path(self).replace_filename("filters\\ymdmedia.ax").string();
+    wchar_t name[] = L"Media Video Decoder";
+    CLSID clsid{};
+    CLSIDFromString(L"{6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C202}", &clsid);
+    const GUID h264[] = {MEDIATYPE_Video,
+                         {0x34363248, 0, 0x10, {0x80, 0, 0, 0xaa, 0, 0x38, 0x9b, 0x71}}};
+    UnregisterServer(module.c_str()); // what a test that crashed has left
+    for (const bool isRegistered : {true, false}) {
+        EXPECT_TRUE((isRegistered ? RegisterServer : UnregisterServer)(module.c_str()));
+        ComPtr<IBaseFilter> decoder;
+        GetFilterByName(CLSID_LegacyAmFilterCategory, name, decoder.GetAddressOf());
+        EXPECT_EQ(decoder != nullptr, isRegistered);
+        std::string file;
+        EXPECT_EQ(FindFileNameFromCLSID(clsid, file), isRegistered);
+        EXPECT_EQ(file, isRegistered ? module : "");
+        // Graphs find it by its types.
+        ComPtr<IFilterMapper2> mapper;
+        ComPtr<IEnumMoniker> matching;
+        ComPtr<IMoniker> first;
+        CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mapper));
+        mapper->EnumMatchingFilters(&matching, 0, TRUE, MERIT_NORMAL, TRUE, 1, h264, nullptr,
+                                    nullptr, FALSE, TRUE, 0, nullptr, nullptr, nullptr);
+        EXPECT_EQ(matching->Next(1, &first, nullptr) == S_OK, isRegistered);
+    }
+}
+
 IUnknown* g_object = nullptr; // not referenced
 std::wstring g_title;
 

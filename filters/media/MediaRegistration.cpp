@@ -1,0 +1,80 @@
+// How the media module's filters are registered, for hosts that build their graphs from what the
+// system knows.
+
+#include "base/Registration.h"
+#include "media/MediaFilters.h"
+
+namespace ymfilters {
+
+namespace {
+
+constexpr GUID OfTag(DWORD tag) {
+    return {tag, 0, 0x10, {0x80, 0, 0, 0xaa, 0, 0x38, 0x9b, 0x71}};
+}
+constexpr GUID OfTag(const char (&tag)[5]) {
+    return OfTag(MAKEFOURCC(tag[0], tag[1], tag[2], tag[3]));
+}
+
+// What other makers' sources and splitters give, and the own type, which has the rest.
+constexpr GUID kMpeg1 = {
+    0xe436eb81, 0x524f, 0x11ce, {0x9f, 0x53, 0x00, 0x20, 0xaf, 0x0b, 0xa7, 0x70}};
+constexpr GUID kMpeg2 = {
+    0xe06d8026, 0xdb46, 0x11cf, {0xb4, 0xd1, 0x00, 0x80, 0x5f, 0x6c, 0xbb, 0xea}};
+constexpr GUID kVideoTypes[] = {
+    MEDIASUBTYPE_MediaCodec, kMpeg1,        kMpeg2,        OfTag("H264"), OfTag("h264"),
+    OfTag("X264"),           OfTag("AVC1"), OfTag("avc1"), OfTag("HEVC"), OfTag("hevc"),
+    OfTag("HVC1"),           OfTag("hvc1"), OfTag("VP80"), OfTag("VP90"), OfTag("AV01"),
+    OfTag("MP4V"),           OfTag("mp4v"), OfTag("XVID"), OfTag("xvid"), OfTag("DIVX"),
+    OfTag("divx"),           OfTag("DX50"), OfTag("FMP4"), OfTag("DIV3"), OfTag("MP42"),
+    OfTag("MP43"),           OfTag("MPG4"), OfTag("WMV1"), OfTag("WMV2"), OfTag("WMV3"),
+    OfTag("WVC1"),           OfTag("MJPG"), OfTag("FLV1"), OfTag("VP62"), OfTag("VP6F"),
+    OfTag("H263"),           OfTag("dvsd")};
+
+constexpr GUID kAc3 = {
+    0xe06d802c, 0xdb46, 0x11cf, {0xb4, 0xd1, 0x00, 0x80, 0x5f, 0x6c, 0xbb, 0xea}};
+constexpr GUID kEac3 = {
+    0xa7fb87af, 0x2d02, 0x42fb, {0xa4, 0xd4, 0x05, 0xcd, 0x93, 0x84, 0x3b, 0xdd}};
+constexpr GUID kDts = {
+    0xe06d8033, 0xdb46, 0x11cf, {0xb4, 0xd1, 0x00, 0x80, 0x5f, 0x6c, 0xbb, 0xea}};
+constexpr GUID kVorbis = {
+    0x8d2fd10b, 0x5841, 0x4a6b, {0x89, 0x05, 0x58, 0x8f, 0xec, 0x1a, 0xde, 0xd9}};
+constexpr GUID kAudioTypes[] = {MEDIASUBTYPE_MediaCodec,
+                                kAc3,
+                                kEac3,
+                                kDts,
+                                kVorbis,
+                                OfTag(0x2),
+                                OfTag(0x6),
+                                OfTag(0x7),
+                                OfTag(0x11),
+                                OfTag(0x50),
+                                OfTag(0x55),
+                                OfTag(0xFF),
+                                OfTag(0x160),
+                                OfTag(0x161),
+                                OfTag(0x162),
+                                OfTag(0x163),
+                                OfTag(0x1FF),
+                                OfTag(0x1610),
+                                OfTag(0x2000),
+                                OfTag(0x2001),
+                                OfTag(0x704F),
+                                OfTag(0xF1AC)};
+
+const RegisteredPin kVideoPins[] = {{0, &MEDIATYPE_Video, kVideoTypes},
+                                    {REG_PINFLAG_B_OUTPUT, &MEDIATYPE_Video, {}}};
+const RegisteredPin kAudioPins[] = {{0, &MEDIATYPE_Audio, kAudioTypes},
+                                    {REG_PINFLAG_B_OUTPUT, &MEDIATYPE_Audio, {}}};
+
+// Before the decoders of the system, which share MERIT_NORMAL.
+const RegisteredFilter kFilters[] = {
+    {&CLSID_MediaSource, L"Media Source", MERIT_NORMAL, {}},
+    {&CLSID_MediaVideoDecoder, L"Media Video Decoder", MERIT_NORMAL + 1, kVideoPins},
+    {&CLSID_MediaAudioDecoder, L"Media Audio Decoder", MERIT_NORMAL + 1, kAudioPins},
+};
+
+} // namespace
+
+} // namespace ymfilters
+
+YMD_FILTER_REGISTRATION(ymfilters::kFilters)
