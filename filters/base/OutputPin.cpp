@@ -128,11 +128,12 @@ HRESULT OutputPin::UseAllocator(IMemAllocator& allocator, ALLOCATOR_PROPERTIES n
 }
 
 void OutputPin::OnDisconnect() {
-    if (m_allocator != nullptr) {
-        m_allocator->Decommit();
-    }
-    m_allocator.Reset();
-    m_transport.Reset();
+    OutputPin::Deactivate();
+    ComPtr<IMemInputPin> transport; // released without the mutex
+    ComPtr<IMemAllocator> allocator;
+    const std::lock_guard lock(m_transportMutex);
+    m_transport.Swap(transport);
+    m_allocator.Swap(allocator);
 }
 
 HRESULT STDMETHODCALLTYPE OutputPin::ReceiveConnection(IPin*, const AM_MEDIA_TYPE*) {
@@ -152,38 +153,56 @@ HRESULT STDMETHODCALLTYPE OutputPin::NewSegment(REFERENCE_TIME, REFERENCE_TIME, 
     return E_UNEXPECTED;
 }
 
+ComPtr<IMemInputPin> OutputPin::Transport() {
+    const std::lock_guard lock(m_transportMutex);
+    return m_transport;
+}
+
+ComPtr<IMemAllocator> OutputPin::Allocator() {
+    const std::lock_guard lock(m_transportMutex);
+    return m_allocator;
+}
+
 HRESULT OutputPin::Activate() {
-    return m_allocator != nullptr ? m_allocator->Commit() : VFW_E_NO_ALLOCATOR;
+    const ComPtr<IMemAllocator> allocator = Allocator();
+    return allocator != nullptr ? allocator->Commit() : VFW_E_NO_ALLOCATOR;
 }
 
 void OutputPin::Deactivate() {
-    if (m_allocator != nullptr) {
-        m_allocator->Decommit();
+    if (const ComPtr<IMemAllocator> allocator = Allocator(); allocator != nullptr) {
+        allocator->Decommit();
     }
 }
 
 HRESULT OutputPin::GetBuffer(IMediaSample** sample) {
     *sample = nullptr;
-    return m_allocator != nullptr ? m_allocator->GetBuffer(sample, nullptr, nullptr, 0)
-                                  : VFW_E_NO_ALLOCATOR;
+    const ComPtr<IMemAllocator> allocator = Allocator();
+    return allocator != nullptr ? allocator->GetBuffer(sample, nullptr, nullptr, 0)
+                                : VFW_E_NO_ALLOCATOR;
 }
 
 HRESULT OutputPin::Deliver(IMediaSample& sample) {
-    return m_transport != nullptr ? m_transport->Receive(&sample) : S_OK;
+    const ComPtr<IMemInputPin> transport = Transport();
+    return transport != nullptr ? transport->Receive(&sample) : S_OK;
+}
+
+template <class Call> HRESULT OutputPin::Tell(Call call) {
+    ComPtr<IPin> peer;
+    return SUCCEEDED(ConnectedTo(&peer)) ? call(*peer.Get()) : S_OK;
 }
 
 HRESULT OutputPin::DeliverEndOfStream() {
-    return IsConnected() ? Peer()->EndOfStream() : S_OK;
+    return Tell([](IPin& peer) { return peer.EndOfStream(); });
 }
 HRESULT OutputPin::DeliverBeginFlush() {
-    return IsConnected() ? Peer()->BeginFlush() : S_OK;
+    return Tell([](IPin& peer) { return peer.BeginFlush(); });
 }
 HRESULT OutputPin::DeliverEndFlush() {
-    return IsConnected() ? Peer()->EndFlush() : S_OK;
+    return Tell([](IPin& peer) { return peer.EndFlush(); });
 }
 
 HRESULT OutputPin::DeliverNewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) {
-    return IsConnected() ? Peer()->NewSegment(start, stop, rate) : S_OK;
+    return Tell([=](IPin& peer) { return peer.NewSegment(start, stop, rate); });
 }
 
 } // namespace ymfilters

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <mutex>
+
 #include "base/Pin.h"
 
 namespace ymfilters {
@@ -51,6 +53,12 @@ private:
     HRESULT ChooseAllocator(IPin& peer);
     HRESULT UseAllocator(IMemAllocator& allocator, ALLOCATOR_PROPERTIES needs, bool isOwn);
 
+    Microsoft::WRL::ComPtr<IMemInputPin> Transport();
+    Microsoft::WRL::ComPtr<IMemAllocator> Allocator();
+    template <class Call> HRESULT Tell(Call call);
+
+    // A transform's thread is another filter's: it may deliver while the pin is disconnected.
+    std::mutex m_transportMutex; // held for a moment only
     Microsoft::WRL::ComPtr<IMemInputPin> m_transport;
     Microsoft::WRL::ComPtr<IMemAllocator> m_allocator;
     bool m_usesOwnAllocator = false;
