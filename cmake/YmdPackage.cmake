@@ -27,6 +27,12 @@ function(ymd_package)
 
   install(TARGETS YMDSPlayer ymlib ymds RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
   install(FILES ${ymd_runtime_dlls} DESTINATION bin)
+  set(licences ${PROJECT_SOURCE_DIR}/THIRD-PARTY.md)
+  foreach(prefix ${YMD_DEPS})
+    file(GLOB texts ${prefix}/COPYING*)
+    list(APPEND licences ${texts})
+  endforeach()
+  install(FILES ${licences} DESTINATION share/doc/YMDSPlayer)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION include)
   install(FILES ${PROJECT_BINARY_DIR}/cmake/YMDSPlayerConfig.cmake ${version}
     DESTINATION lib/cmake/YMDSPlayer)
