@@ -12,6 +12,21 @@ using Microsoft::WRL::ComPtr;
 namespace ymfilters {
 
 std::wstring ErrorText(int error) {
+    // What the C runtime has no words for.
+    switch (error) {
+    case AVERROR(ETIMEDOUT):
+        return L"Connection timed out";
+    case AVERROR(ECONNREFUSED):
+        return L"Connection refused";
+    case AVERROR(ECONNRESET):
+    case AVERROR(ECONNABORTED):
+        return L"Connection lost";
+    case AVERROR(EHOSTUNREACH):
+    case AVERROR(ENETUNREACH):
+        return L"Host unreachable";
+    default:
+        break;
+    }
     char text[AV_ERROR_MAX_STRING_SIZE]{};
     av_strerror(error, text, sizeof(text));
     return FromUtf8(text);
@@ -42,6 +57,12 @@ HRESULT ResultOf(int error) {
         return HRESULT_FROM_WIN32(ERROR_TIMEOUT);
     case AVERROR(ECONNREFUSED):
         return HRESULT_FROM_WIN32(ERROR_CONNECTION_REFUSED);
+    case AVERROR(ECONNRESET):
+    case AVERROR(ECONNABORTED):
+        return HRESULT_FROM_WIN32(ERROR_CONNECTION_ABORTED);
+    case AVERROR(EHOSTUNREACH):
+    case AVERROR(ENETUNREACH):
+        return HRESULT_FROM_WIN32(ERROR_HOST_UNREACHABLE);
     case AVERROR(EIO):
         return HRESULT_FROM_WIN32(ERROR_READ_FAULT);
     case AVERROR(ENOMEM):

@@ -14,12 +14,16 @@ namespace {
 /// Bytes that an item holds at most, before what the decoders have.
 constexpr std::size_t kMostBytes = 48 << 20;
 
+/// A stop leaves a feeding thread alone that takes longer to return.
+constexpr auto kFeederPatience = std::chrono::milliseconds(10);
+
 /// A gap is told again when it has grown by this much.
 constexpr LONGLONG kGapStep = kSecond / 2;
 
 } // namespace
 
 void Streaming::SetDemuxer(std::shared_ptr<Demuxer> demuxer) {
+    JoinFeeder();
     const Lock lock(m_mutex);
     m_demuxer = std::move(demuxer);
     for (Outlet& outlet : m_outlets) {
@@ -29,7 +33,14 @@ void Streaming::SetDemuxer(std::shared_ptr<Demuxer> demuxer) {
     m_isPristine = true;
 }
 
+void Streaming::JoinFeeder() {
+    if (m_feeder.joinable()) {
+        m_feeder.join();
+    }
+}
+
 void Streaming::Start() {
+    JoinFeeder();
     const Lock lock(m_mutex);
     if (m_demuxer == nullptr) {
         return;
@@ -47,6 +58,7 @@ void Streaming::Start() {
             outlet.thread = std::thread([this, pin, &outlet] { Deliver(*pin, outlet); });
         }
     }
+    m_isFeeding = true;
     m_feeder = std::thread([this] { Feed(); });
 }
 
@@ -85,10 +97,8 @@ void Streaming::Stop() {
             outlet.thread.join();
         }
     }
-    if (m_feeder.joinable()) {
-        m_feeder.join();
-    }
-    const Lock lock(m_mutex);
+    Lock lock(m_mutex);
+    m_changed.wait_for(lock, kFeederPatience, [&] { return !m_isFeeding; });
     m_isActive = false;
     m_request.reset();
     for (Outlet& outlet : m_outlets) {
@@ -157,6 +167,7 @@ void Streaming::Seek(const SeekRequest& request, LONGLONG* keyFrame) {
             }
             m_isPristine = false;
             lock.unlock();
+            JoinFeeder();
             m_demuxer->Interrupt(false);
             m_demuxer->Seek(request.segment.start, keyFrame);
             lock.lock();
@@ -314,7 +325,7 @@ void Streaming::Feed() {
             return m_isExiting || m_request || (!m_isFlushing && !m_hasEnded && WantsMore());
         });
         if (m_isExiting) {
-            return;
+            break;
         }
         if (m_request) {
             FeedSeek(lock);
@@ -322,6 +333,8 @@ void Streaming::Feed() {
             FeedRead(lock);
         }
     }
+    m_isFeeding = false;
+    m_changed.notify_all();
 }
 
 void Streaming::FeedSeek(Lock& lock) {

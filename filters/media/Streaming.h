@@ -33,6 +33,7 @@ struct SeekRequest {
 class Streaming {
 public:
     explicit Streaming(Filter& filter) : m_filter(filter) {}
+    ~Streaming() { JoinFeeder(); }
 
     /// While nothing runs.
     void SetDemuxer(std::shared_ptr<Demuxer> demuxer);
@@ -45,7 +46,7 @@ public:
 
     /// Tells the threads to end, without waiting, and frees those that a filter downstream holds.
     void BeginStop();
-    /// Waits for the threads.
+    /// Waits for the threads, but for one that a network keeps.
     void Stop();
     /// The downstream filters take data again.
     void EndStop();
@@ -96,6 +97,7 @@ private:
 
     using Lock = std::unique_lock<std::mutex>;
 
+    void JoinFeeder();
     void Control(SeekRequest request);
     void Perform(const SeekRequest& request);
     void Restart(Outlet& outlet, LONGLONG target);
@@ -131,6 +133,7 @@ private:
     std::optional<SeekRequest> m_next;    ///< of a second thread that seeks
     bool m_isControlled = false;          ///< a thread seeks or switches
     bool m_isActive = false;
+    bool m_isFeeding = false; ///< the feeding thread is at work
     bool m_isExiting = false;
     bool m_isFlushing = false;
     bool m_isSeeking = false;  ///< the feeding thread has taken a request
