@@ -59,7 +59,8 @@ TEST(YmdsErrors, NameTheFileAndTheReason) {
                {"no; there are: media, none"});
     const Result json = RunYmds({L"play", Media(L"text.mp4"), L"--json"});
     EXPECT_EQ(json.code, 1);
-    ExpectSays(json.err, {"way 4, RenderFilter: 0x8004"});
+    ExpectSays(json.err,
+               {"way 3, TrySourceFilter Media Source: 0x8004", "way 4, RenderFilter: 0x8004"});
     EXPECT_EQ(json.Json()["loaded"], false) << json.out;
     ExpectSays(json.Json()["error"].asString(), {"nothing can read it"});
 

@@ -174,8 +174,7 @@ std::wstring AttemptsText(const ymdshow::LoadReport& load) {
     for (const auto& attempt : load.attempts) {
         text += L"  way " + std::to_wstring(attempt.way) + L", " + attempt.step;
         text += attempt.filter.empty() ? L"" : L" " + attempt.filter;
-        text += L": " + HexAndWords(attempt.result);
-        text += L"\n";
+        text += L": " + Hex(attempt.result) + L", " + attempt.text + L"\n";
     }
     return text;
 }
