@@ -67,16 +67,16 @@ std::wstring UseScheme(ymdshow::CCoderScheme& scheme, const std::wstring& wanted
     const std::wstring name = wanted.empty() ? kUsual : wanted;
     const std::filesystem::path script = Directory() / (name + L".json");
     std::error_code ignored;
-    std::wstring error;
     if (name != kNone && std::filesystem::exists(script, ignored)) {
-        error = LoadScript(scheme, script.wstring());
-    } else if (name != kNone && !wanted.empty()) {
-        error = L"there is no scheme " + name + L"; there are: " + Names();
+        return LoadScript(scheme, script.wstring());
     }
-    if (error.empty() && RunsUnderWine()) {
+    if (name != kNone && !wanted.empty()) {
+        return L"there is no scheme " + name + L"; there are: " + Names();
+    }
+    if (RunsUnderWine()) {
         scheme.LoadSchemeByScript(kWineScheme, 0);
     }
-    return error;
+    return {};
 }
 
 } // namespace ymds
