@@ -38,28 +38,12 @@ constexpr GUID kDts = {
     0xe06d8033, 0xdb46, 0x11cf, {0xb4, 0xd1, 0x00, 0x80, 0x5f, 0x6c, 0xbb, 0xea}};
 constexpr GUID kVorbis = {
     0x8d2fd10b, 0x5841, 0x4a6b, {0x89, 0x05, 0x58, 0x8f, 0xec, 0x1a, 0xde, 0xd9}};
-constexpr GUID kAudioTypes[] = {MEDIASUBTYPE_MediaCodec,
-                                kAc3,
-                                kEac3,
-                                kDts,
-                                kVorbis,
-                                OfTag(0x2),
-                                OfTag(0x6),
-                                OfTag(0x7),
-                                OfTag(0x11),
-                                OfTag(0x50),
-                                OfTag(0x55),
-                                OfTag(0xFF),
-                                OfTag(0x160),
-                                OfTag(0x161),
-                                OfTag(0x162),
-                                OfTag(0x163),
-                                OfTag(0x1FF),
-                                OfTag(0x1610),
-                                OfTag(0x2000),
-                                OfTag(0x2001),
-                                OfTag(0x704F),
-                                OfTag(0xF1AC)};
+constexpr GUID kAudioTypes[] = {
+    OfTag(0x0002), OfTag(0x0006), OfTag(0x0007),          OfTag(0x0011), OfTag(0x0050),
+    OfTag(0x0055), OfTag(0x00FF), OfTag(0x0160),          OfTag(0x0161), OfTag(0x0162),
+    OfTag(0x0163), OfTag(0x01FF), OfTag(0x1600),          OfTag(0x1610), OfTag(0x2000),
+    OfTag(0x2001), OfTag(0x704F), OfTag(0xF1AC),          kAc3,          kEac3,
+    kDts,          kVorbis,       MEDIASUBTYPE_MediaCodec};
 
 const RegisteredPin kVideoPins[] = {{0, &MEDIATYPE_Video, kVideoTypes},
                                     {REG_PINFLAG_B_OUTPUT, &MEDIATYPE_Video, {}}};
