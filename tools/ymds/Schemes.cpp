@@ -26,11 +26,19 @@ constexpr char kWineScheme[] = R"({"Schemes": [{"Type": "video_global;unknown", 
 
 constexpr wchar_t kUsual[] = L"media";
 constexpr wchar_t kNone[] = L"none";
+constexpr wchar_t kRenderers[] = L"renderers";
 
 std::filesystem::path Directory() {
     std::array<wchar_t, 32768> program{};
     GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
     return std::filesystem::path(program.data()).replace_filename(L"schemes");
+}
+
+/// The path of a script that ships; empty when it is not there.
+std::wstring Shipped(const std::wstring& name) {
+    const std::filesystem::path path = Directory() / (name + L".json");
+    std::error_code ignored;
+    return std::filesystem::exists(path, ignored) ? path.wstring() : L"";
 }
 
 std::wstring Names() {
@@ -65,10 +73,11 @@ std::wstring UseScheme(ymdshow::CCoderScheme& scheme, const std::wstring& wanted
     }
     scheme.LoadSchemeByScript(kPatternScheme, 0);
     const std::wstring name = wanted.empty() ? kUsual : wanted;
-    const std::filesystem::path script = Directory() / (name + L".json");
-    std::error_code ignored;
-    if (name != kNone && std::filesystem::exists(script, ignored)) {
-        return LoadScript(scheme, script.wstring());
+    const std::wstring script = name != kNone ? Shipped(name) : L"";
+    if (!script.empty()) {
+        const std::wstring error = LoadScript(scheme, script);
+        const std::wstring renderers = Shipped(kRenderers);
+        return error.empty() && !renderers.empty() ? LoadScript(scheme, renderers) : error;
     }
     if (name != kNone && !wanted.empty()) {
         return L"there is no scheme " + name + L"; there are: " + Names();
