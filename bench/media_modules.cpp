@@ -58,10 +58,10 @@ std::string Sample(const std::string& name) {
     return (directory != nullptr ? directory : ".") + ("\\" + name);
 }
 
-std::wstring ModuleScript() {
+std::wstring Script(const wchar_t* name) {
     wchar_t program[MAX_PATH] = L"";
     GetModuleFileNameW(nullptr, program, MAX_PATH);
-    return (std::filesystem::path(program).parent_path() / "schemes" / "media.json").wstring();
+    return (std::filesystem::path(program).parent_path() / "schemes" / name).wstring();
 }
 
 enum class Way { Modules, System };
@@ -69,9 +69,9 @@ enum class Way { Modules, System };
 /// An item with the recording renderers.
 class Item {
 public:
-    explicit Item(Way way, const char* renderers = kRenderers) {
-        m_isReady = (way == Way::System || m_scheme.LoadScheme(ModuleScript(), 0)) &&
-                    (renderers == nullptr || m_scheme.LoadSchemeByScript(renderers, 0));
+    explicit Item(Way way) {
+        m_isReady = (way == Way::System || m_scheme.LoadScheme(Script(L"media.json"), 0)) &&
+                    m_scheme.LoadSchemeByScript(kRenderers, 0);
         m_media.SetEventCallBackFun(
             [](CMedia*, void* user, long code, std::int64_t, std::int64_t) {
                 static_cast<Item*>(user)->m_ends += code == EC_COMPLETE;
@@ -121,16 +121,20 @@ void Print(const char* what, const std::string& name, double ours, double theirs
     std::fflush(stdout);
 }
 
-/// Until the graph is rendered, to the renderers that the system prefers.
+/// Until the graph is rendered. The scripts are loaded and the modules are in memory, as they are
+/// for a player's second file.
 void Loads(const std::string& name) {
     std::vector<double> ours;
     std::vector<double> theirs;
     const std::string path = Sample(name);
+    ymdshow::CMediaPlayer player;
+    player.GetCoderScheme().LoadScheme(Script(L"media.json"), 0);
+    player.GetCoderScheme().LoadScheme(Script(L"renderers.json"), 0);
     for (int round = 0; round <= 7; ++round) {
         const auto begin = Clock::now();
-        Item item(Way::Modules, nullptr);
-        const bool isLoaded = item.Load(path);
+        const bool isLoaded = player.AddMedia(path, 1) != nullptr;
         const double mine = Since(begin);
+        player.RemoveAllMedias();
         const auto bare = Clock::now();
         ComPtr<IGraphBuilder> graph;
         const bool isRendered =

@@ -20,6 +20,12 @@ inline constexpr CLSID CLSID_MediaVideoDecoder = {
 inline constexpr CLSID CLSID_MediaAudioDecoder = {
     0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc2, 0x03}};
 
+/// Makes the system's renderer of pictures that serves a player best: on Windows the default one,
+/// under Wine the plain one, which alone draws into a host's window there.
+// {6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C204}
+inline constexpr CLSID CLSID_MediaVideoRenderer = {
+    0x6b0c0e2a, 0x4f35, 0x4b0e, {0x9b, 0x52, 0x6d, 0x7e, 0x3a, 0x51, 0xc2, 0x04}};
+
 /// The subtype of a stream that has no standard one, and its format block: a CodecFormat, with the
 /// codec's extra data behind it.
 // {6B0C0E2A-4F35-4B0E-9B52-6D7E3A51C210}

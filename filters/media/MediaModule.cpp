@@ -8,10 +8,18 @@ namespace ymfilters {
 
 namespace {
 
+HRESULT CreateVideoRenderer(IUnknown*, REFIID iid, void** out) {
+    const HMODULE system = GetModuleHandleW(L"ntdll.dll");
+    const bool isWine = GetProcAddress(system, "wine_get_version") != nullptr;
+    return CoCreateInstance(isWine ? CLSID_VideoRenderer : CLSID_VideoRendererDefault, nullptr,
+                            CLSCTX_INPROC_SERVER, iid, out);
+}
+
 constexpr ymdshow::ClassObject kClasses[] = {
     {&CLSID_MediaSource, L"Media Source", &Create<MediaSource>},
     {&CLSID_MediaVideoDecoder, L"Media Video Decoder", &Create<VideoDecoder>},
     {&CLSID_MediaAudioDecoder, L"Media Audio Decoder", &Create<AudioDecoder>},
+    {&CLSID_MediaVideoRenderer, L"Video Renderer", &CreateVideoRenderer},
 };
 
 } // namespace

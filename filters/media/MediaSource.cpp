@@ -241,7 +241,9 @@ HRESULT MediaSource::Open(const std::wstring& name, std::shared_ptr<Demuxer>& de
 void MediaSource::MakePins() {
     std::array<SourcePin*, kStreamKinds> byKind{};
     std::vector<Pin*> pins;
-    for (StreamKind kind : {StreamKind::Video, StreamKind::Audio, StreamKind::Text}) {
+    // Sound first: the library lists renderers in that order, and a graph that tries a pin on the
+    // other's renderer looks through all filters of the system in vain.
+    for (StreamKind kind : {StreamKind::Audio, StreamKind::Video, StreamKind::Text}) {
         if (!m_flow.Streams(kind).empty()) {
             m_sourcePins.push_back(std::make_unique<SourcePin>(*this, kind));
             byKind[static_cast<std::size_t>(kind)] = m_sourcePins.back().get();
