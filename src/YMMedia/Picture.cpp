@@ -37,6 +37,13 @@ void PreferRecord(std::int32_t& value, std::int32_t record) {
     }
 }
 
+/// The graph shows the record's picture on its side, as the record says it is to be shown.
+bool IsTurned(const PictureSize& shown, const VideoInfo& record) {
+    const int degrees = static_cast<int>(std::lround(record.rotation));
+    return degrees % 180 != 0 && degrees % 90 == 0 && std::abs(shown.width - record.height) < 4 &&
+           std::abs(shown.height - record.width) < 4;
+}
+
 /// Stores a rectangle that the host gave.
 void StoreRange(std::int32_t (&range)[4], std::int32_t (&given)[4], long left, long top, long width,
                 long height) {
@@ -126,12 +133,22 @@ int CMedia::_ReadAndSetByIBasicVideo() {
             m_videoOriginalAvgFrameTime = record->avgFrameTime;
         }
     }
-    CompleteRange(m_videoClipRange, m_videoOriginalWidth, m_videoOriginalHeight);
+    // The record's sides would cut a picture that the graph has turned.
+    PictureSize shown{m_videoOriginalWidth, m_videoOriginalHeight};
+    if (record != nullptr && IsTurned(size, *record)) {
+        std::int32_t(&display)[4] = m_videoDisplayRange;
+        if (display[2] == shown.width && display[3] == shown.height) {
+            display[2] = size.width;
+            display[3] = size.height;
+        }
+        shown = size;
+    }
+    CompleteRange(m_videoClipRange, shown.width, shown.height);
     m_pBasicVideo->put_SourceLeft(m_videoClipRange[0]);
     m_pBasicVideo->put_SourceTop(m_videoClipRange[1]);
     m_pBasicVideo->put_SourceWidth(m_videoClipRange[2]);
     m_pBasicVideo->put_SourceHeight(m_videoClipRange[3]);
-    CompleteRange(m_videoDisplayRange, m_videoOriginalWidth, m_videoOriginalHeight);
+    CompleteRange(m_videoDisplayRange, shown.width, shown.height);
     m_pBasicVideo->put_DestinationLeft(m_videoDisplayRange[0]);
     m_pBasicVideo->put_DestinationTop(m_videoDisplayRange[1]);
     m_pBasicVideo->put_DestinationWidth(m_videoDisplayRange[2]);

@@ -150,7 +150,13 @@ void PlayRun::Describe() {
                 static_cast<double>(m_report.width) / static_cast<double>(m_report.height);
         }
     }
-    m_window->Shape(m_report.width, m_report.height, aspectRatio);
+    // What the graph shows may be the file's picture on its side.
+    long width = m_report.width;
+    long height = m_report.height;
+    m_media->GetVideoDisplayRange(nullptr, nullptr, &width, &height);
+    const bool isTurned = width == m_report.height && height == m_report.width;
+    m_window->Shape(isTurned ? width : m_report.width, isTurned ? height : m_report.height,
+                    isTurned ? 1 / aspectRatio : aspectRatio);
 }
 
 bool PlayRun::Fail(const std::wstring& reason, HRESULT result) {
