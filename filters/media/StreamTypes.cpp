@@ -597,6 +597,9 @@ AVCodecID VideoCodecOf(const GUID& subtype) {
     if (*tag == FourCc("AVC1") || *tag == FourCc("avc1")) {
         return AV_CODEC_ID_H264;
     }
+    if (*tag == FourCc("HEVC") || *tag == FourCc("H265")) {
+        return AV_CODEC_ID_HEVC;
+    }
     const AVCodecTag* const tables[] = {avformat_get_riff_video_tags(),
                                         avformat_get_mov_video_tags(), nullptr};
     const AVCodecID codec = av_codec_get_id(tables, *tag);
