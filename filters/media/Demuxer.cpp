@@ -22,6 +22,9 @@ constexpr LONGLONG kJump = 10 * kSecond;
 /// An audio decoder needs this much before the place where it is to be right.
 constexpr LONGLONG kAudioPreroll = kSecond / 5;
 
+/// Decoding of the first picture begins at most this much before its time.
+constexpr LONGLONG kFirstLead = 10 * kSecond;
+
 /// Bytes that are read in search of a key frame.
 constexpr std::int64_t kMostAhead = 16 << 20;
 
@@ -381,14 +384,17 @@ int Demuxer::SeekContainer(LONGLONG time) {
     AVFormatContext* const format = m_format.get();
     m_deadline = m_isRemote ? GetTickCount64() + static_cast<ULONGLONG>(m_timeout) : 0;
     int result = -1;
-    const LONGLONG place = time + m_startTime;
-    if (m_reference >= 0) {
-        const AVRational base = format->streams[m_reference]->time_base;
-        const std::int64_t target = av_rescale_q_rnd(place, kMediaTime, base, AV_ROUND_DOWN);
-        result = av_seek_frame(format, m_reference, target, AVSEEK_FLAG_BACKWARD);
+    // A search by decoding times, which begin before the first picture's, has to begin there, too.
+    for (const LONGLONG lead : {time > 0 ? 0 : kFirstLead, LONGLONG{0}}) {
+        const LONGLONG place = time + m_startTime - lead;
+        if (m_reference >= 0 && result < 0 && !m_isInterrupted) {
+            const AVRational base = format->streams[m_reference]->time_base;
+            const std::int64_t target = av_rescale_q_rnd(place, kMediaTime, base, AV_ROUND_DOWN);
+            result = av_seek_frame(format, m_reference, target, AVSEEK_FLAG_BACKWARD);
+        }
     }
     if (result < 0 && !m_isInterrupted) {
-        const std::int64_t target = place / 10;
+        const std::int64_t target = (time + m_startTime) / 10;
         result = avformat_seek_file(format, -1, INT64_MIN, target, target, 0);
     }
     if (result < 0 && !m_isInterrupted && (format->iformat->flags & AVFMT_NO_BYTE_SEEK) == 0 &&
