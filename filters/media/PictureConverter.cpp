@@ -9,6 +9,8 @@
 #include <emmintrin.h>
 #endif
 
+#include "media/YuvToRgb.h"
+
 extern "C" {
 #include <libavutil/imgutils.h>
 }
@@ -175,6 +177,11 @@ bool PictureConverter::Convert(const AVFrame& picture, int rotation, const Pictu
         }
         return true;
     }
+    if (isSameSize && IsRgb(layout.format) && IsYuvToRgbFormat(Plain(format))) {
+        YuvToRgb(*upright, Coefficients(*upright), IsFullRange(*upright),
+                 layout.format == AV_PIX_FMT_BGR24 ? 3 : 4, planes[0], strides[0]);
+        return true;
+    }
     // The scaler writes whole vectors, so rows that do not end with one go through padded memory.
     constexpr int kVectorPixels = 64;
     if (layout.width % kVectorPixels == 0) {
@@ -194,10 +201,11 @@ bool PictureConverter::Convert(const AVFrame& picture, int rotation, const Pictu
 bool PictureConverter::Scale(const AVFrame& picture, int width, int height, AVPixelFormat format,
                              bool isFull, BYTE* const* planes, const int* strides) {
     const AVPixelFormat source = Plain(static_cast<AVPixelFormat>(picture.format));
-    // FFmpeg's own default, so that colours are what its tools make of them.
+    // To RGB exact to a level; slow, but what is frequent has a way of its own.
+    const int flags =
+        IsRgb(format) ? SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT : SWS_BICUBIC;
     m_scaler.reset(sws_getCachedContext(m_scaler.release(), picture.width, picture.height, source,
-                                        width, height, format, SWS_BICUBIC, nullptr, nullptr,
-                                        nullptr));
+                                        width, height, format, flags, nullptr, nullptr, nullptr));
     if (m_scaler == nullptr) {
         return false;
     }
