@@ -97,6 +97,10 @@ YMDSHOW_API unsigned int FindInterfaceInGraphFilters(IGraphBuilder* graph, const
 /// The object's reference count as its Release reports it; 0 for null. For diagnosis.
 YMDSHOW_API int GetIUnknownRef(IUnknown* unknown);
 
+/// A media type in words: "H.264 video, 1920x1080, 25 fps", "AAC audio, 48000 Hz, 5.1". A subtype
+/// that is not known is its four letters or its GUID. Empty when memory runs out.
+YMDSHOW_API std::wstring MediaTypeText(const AM_MEDIA_TYPE& type);
+
 /// 1 when the filter says that it has property pages; else 0, also for null.
 YMDSHOW_API int IsSupportsPropertyPage(IBaseFilter* filter);
 

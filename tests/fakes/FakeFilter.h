@@ -69,11 +69,18 @@ public:
     STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** out) override {
         return Enumerate<AM_MEDIA_TYPE>("EnumMediaTypes", out, types);
     }
+    STDMETHODIMP QueryAccept(const AM_MEDIA_TYPE* type) override {
+        return Call("QueryAccept", [&] {
+            return std::ranges::any_of(
+                       types, [=](const MediaType& own) { return own.major == type->majortype; })
+                       ? S_OK
+                       : S_FALSE;
+        });
+    }
     FAKE_UNEXPECTED(Connect(IPin*, const AM_MEDIA_TYPE*), QueryId(LPWSTR*),
                     ReceiveConnection(IPin*, const AM_MEDIA_TYPE*),
-                    QueryAccept(const AM_MEDIA_TYPE*), QueryInternalConnections(IPin**, ULONG*),
-                    EndOfStream(), BeginFlush(), EndFlush(),
-                    NewSegment(REFERENCE_TIME, REFERENCE_TIME, double))
+                    QueryInternalConnections(IPin**, ULONG*), EndOfStream(), BeginFlush(),
+                    EndFlush(), NewSegment(REFERENCE_TIME, REFERENCE_TIME, double))
 
 private:
     friend void Join(FakePin& out, FakePin& in);

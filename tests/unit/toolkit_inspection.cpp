@@ -120,6 +120,28 @@ TEST_F(Inspection, KindOfAPin) {
 }
 
 // The last output of a filter is explored first, and a filter on two paths is met twice.
+TEST_F(Inspection, MediaTypesInWords) {
+    GUID code = MEDIASUBTYPE_PCM;
+    code.Data1 = MAKEFOURCC('a', 'v', 'c', '1');
+    VIDEOINFOHEADER video{};
+    video.bmiHeader.biWidth = 1920;
+    video.bmiHeader.biHeight = -1080;
+    video.AvgTimePerFrame = 333'667;
+    WAVEFORMATEX wave{0x00FF, 6, 48000, 0, 1, 0, 0};
+    const auto text = [](const GUID& major, const GUID& subtype, const GUID& format, auto& block,
+                         ULONG size) {
+        return Narrow(MediaTypeText({major, subtype, FALSE, FALSE, 0, format, nullptr, size,
+                                     reinterpret_cast<BYTE*>(&block)}));
+    };
+    EXPECT_EQ(text(MEDIATYPE_Video, code, FORMAT_VideoInfo, video, sizeof(video)),
+              "H.264 video, 1920x1080, 29.97 fps");
+    EXPECT_EQ(text(MEDIATYPE_Video, code, FORMAT_VideoInfo, video, 8), "H.264 video"); // cut
+    code.Data1 = 0xFF;
+    EXPECT_EQ(text(MEDIATYPE_Audio, code, FORMAT_WaveFormatEx, wave, sizeof(wave)),
+              "AAC audio, 48000 Hz, 5.1");
+    EXPECT_EQ(text(MEDIATYPE_Stream, MEDIASUBTYPE_Avi, GUID_NULL, wave, 0), "AVI byte stream");
+}
+
 TEST_F(Inspection, FreePinsDownstream) {
     FakeFilter& source = Add("S", {Out(), Out(), Out()});
     FakeFilter& a = Add("A", {In(), Out(), Out()});

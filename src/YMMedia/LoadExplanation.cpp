@@ -1,0 +1,105 @@
+// The report of a load, for a person.
+
+#include <windows.h>
+
+#include <array>
+#include <set>
+
+#include <ymdshow/LoadReport.h>
+
+#include "Guard.h"
+
+namespace ymdshow {
+
+namespace {
+
+std::wstring Hex(HRESULT result) {
+    std::array<wchar_t, 16> text{};
+    swprintf_s(text.data(), text.size(), L" (0x%08lX)", static_cast<unsigned long>(result));
+    return text.data();
+}
+
+std::wstring MissingText(const LoadReport::Filter& filter) {
+    return L" The filter " + filter.name +
+           (filter.created ? L" was not taken into the graph: " : L" could not be made: ") +
+           ResultText(filter.result) + Hex(filter.result) + L".";
+}
+
+std::wstring EndText(const LoadReport::DeadEnd& end) {
+    std::wstring text = L" No renderer was reached from " + end.filter + L", pin " + end.pin;
+    text += end.mediaType.empty() ? L"" : L": " + end.mediaType;
+    if (FAILED(end.result)) {
+        text += L"; " + ResultText(end.result) + Hex(end.result);
+    }
+    for (const LoadReport::Refusal& refusal : end.refusals) {
+        text += L"; " + refusal.filter +
+                (refusal.result == S_OK ? L" takes the type, but could not be connected"
+                                        : L" refuses it: " + ResultText(refusal.result));
+    }
+    return text + L".";
+}
+
+std::wstring Text(const LoadReport& report) {
+    std::wstring text;
+    if (!report.failure.empty()) {
+        text = L"The load failed: " + report.failure + Hex(report.failureResult) + L".";
+        for (const LoadReport::Filter& filter : report.filters) {
+            text += FAILED(filter.result) ? MissingText(filter) : L"";
+        }
+    }
+    std::set<std::wstring> told;
+    for (const LoadReport::Attempt& attempt : report.attempts) {
+        const bool isOpening = attempt.step == L"TrySourceFilter";
+        if (!report.failure.empty() && isOpening && FAILED(attempt.result) &&
+            told.insert(attempt.filter).second) {
+            text += L" " + attempt.filter + L" would not open it: " + attempt.text + L".";
+        }
+    }
+    for (const LoadReport::DeadEnd& end : report.deadEnds) {
+        text += EndText(end);
+    }
+    return text.empty() || text.front() != L' ' ? text : L"Not everything is played." + text;
+}
+
+} // namespace
+
+std::wstring LoadReport::Explain() const {
+    return AnswerOr(std::wstring(), [this] { return Text(*this); });
+}
+
+std::wstring FileTrouble(const std::wstring& path) {
+    return AnswerOr(std::wstring(), [&]() -> std::wstring {
+        const auto failure = [] {
+            const HRESULT result = HRESULT_FROM_WIN32(GetLastError());
+            return ResultText(result) + Hex(result);
+        };
+        WIN32_FILE_ATTRIBUTE_DATA data{};
+        if (GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) == FALSE) {
+            switch (GetLastError()) {
+            case ERROR_FILE_NOT_FOUND:
+            case ERROR_PATH_NOT_FOUND:
+            case ERROR_INVALID_NAME:
+            case ERROR_BAD_PATHNAME:
+                return L"not found";
+            default:
+                return L"cannot be looked up: " + failure();
+            }
+        }
+        if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+            return L"is a directory";
+        }
+        if (data.nFileSizeHigh == 0 && data.nFileSizeLow == 0) {
+            return L"is empty";
+        }
+        const HANDLE file =
+            CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                        OPEN_EXISTING, 0, nullptr);
+        if (file == INVALID_HANDLE_VALUE) {
+            return L"cannot be opened: " + failure();
+        }
+        CloseHandle(file);
+        return {};
+    });
+}
+
+} // namespace ymdshow
