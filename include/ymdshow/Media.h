@@ -87,6 +87,7 @@ public:
         std::uint32_t index = 0; ///< for IAMStreamSelect::Info and Enable
         std::wstring name;
         bool enabled = true;
+        LCID language = 0; ///< 0 when it is not known
     };
 
     // --- Lifecycle ----------------------------------------------------------
@@ -94,6 +95,7 @@ public:
     /// Sets `path` when it is not empty; look at GetMediaPath for the outcome.
     /// `player` may be null and is not owned.
     CMedia(const std::string& path, CMediaPlayer* player);
+    CMedia(const std::wstring& path, CMediaPlayer* player);
     explicit CMedia(CMediaPlayer* player);
     CMedia(const CMedia& other);
     CMedia& operator=(const CMedia& other);
@@ -101,11 +103,16 @@ public:
     /// Stops, unloads, and tells the player.
     virtual ~CMedia();
 
-    /// Names the file or URL (code page 936), unloads what was loaded and reads
-    /// the media information. 0 for an empty path or a local file that does not
-    /// exist; then nothing changes but IsMediaPathURL.
+    /// Names the file or URL, unloads what was loaded and reads the media information. 0 for an
+    /// empty path or a local file that does not exist; then nothing changes but IsMediaPathURL. A
+    /// wide path may have any character.
     int SetMediaPath(const std::string& path);
+    int SetMediaPath(const std::wstring& path);
+
+    /// The path in code page 936; characters that it lacks are "?", so that two files may look the
+    /// same: GetMediaPathW has the true one.
     const std::string& GetMediaPath() const;
+    std::wstring GetMediaPathW() const;
 
     /// What follows the last "." of the path, in lower case.
     const std::string& GetFileExt() const;
@@ -190,6 +197,16 @@ public:
     bool LinkAllVideoTrack();
     bool UnlinkAllVideoTrack();
 
+    /// What is known of a stream: from the media information, and once the graph is loaded as the
+    /// connections have it. False, with a record of defaults, past the end.
+    bool GetVideoInfo(std::uint32_t index, VideoInfo& info) const;
+    bool GetAudioInfo(std::uint32_t index, AudioInfo& info) const;
+
+    /// What the filter that lists the streams calls a track; an empty name where none does. False
+    /// past the end.
+    bool GetVideoTrackName(std::uint32_t index, StreamName& name) const;
+    bool GetAudioTrackName(std::uint32_t index, StreamName& name) const;
+
     /// Flags kept for the host; they change no behaviour. 1 from construction.
     int IsDecodeAudio() const;
     int IsDecodeVideo() const;
@@ -256,6 +273,13 @@ public:
     /// returns.
     void SetEventCallBackFun(EventCallBack fn, void* user);
     void SetAddFilterCallBack(AddFilterCallBack fn, void* user);
+
+    /// The filters of the graph, in the order in which data flows through them. Without a graph,
+    /// what stood in it when the last load gave up (LoadReport::graph).
+    std::vector<FilterDescription> GetFilters() const;
+
+    /// GetFilters as a picture: DrawGraph.
+    std::wstring GetGraphPicture(GraphFormat format) const;
 
     /// Calls `fn` for each filter of the graph, or with `all` 0 for each that has
     /// a connected pin. The filter is not transferred. Events are forwarded meanwhile.
@@ -340,6 +364,7 @@ public:
 
     /// The file's duration in 100 ns units, without a media item; 0 on failure.
     static std::int64_t GetMediaDurationByMediaInfo(const std::string& path);
+    static std::int64_t GetMediaDurationByMediaInfo(const std::wstring& path);
 
     /// Hands the text of `languageFile` (UTF-8, code page 936, or UTF-16 with a
     /// byte-order mark) to the media information library, for the whole process. 1 when

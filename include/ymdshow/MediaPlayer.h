@@ -5,6 +5,7 @@
 
 #include <ymdshow/CoderScheme.h>
 #include <ymdshow/Export.h>
+#include <ymdshow/LoadReport.h>
 
 namespace ymdshow {
 
@@ -25,14 +26,19 @@ public:
     /// Deletes every listed media item, then unloads the scheme set.
     virtual ~CMediaPlayer();
 
-    /// Creates a media item for `path` (code page 936; a file name or a URL),
-    /// loads it when `load` is non-zero, and lists it. Null for an empty path, a
-    /// local file that does not exist, or a failed load; nothing is listed then.
-    /// The player owns the item; deleting it directly unlists it.
+    /// Creates a media item for `path` (a file name or a URL), loads it when `load` is non-zero,
+    /// and lists it. Null for an empty path, a local file that does not exist, or a failed load;
+    /// nothing is listed then, and GetLastLoadReport says why. The player owns the item; deleting
+    /// it directly unlists it.
     CMedia* AddMedia(const std::string& path, int load);
+    CMedia* AddMedia(const std::wstring& path, int load);
 
     /// Loads `media` with this player's scheme set. False for null or a failed load.
     bool LoadMedia(CMedia* media);
+
+    /// What the last AddMedia or LoadMedia did; that of an AddMedia that does not load is empty
+    /// unless it failed. Replaced by the next one.
+    const LoadReport& GetLastLoadReport() const;
 
     CCoderScheme& GetCoderScheme();
 
@@ -40,9 +46,10 @@ public:
     CMedia* GetMedia(unsigned index);
     unsigned GetMediaNum() const;
 
-    /// Deletes every listed item whose path equals `path` byte for byte.
-    /// False when there was none.
+    /// Deletes every listed item whose path equals `path`, letter case included. A narrow path
+    /// never stands for an item whose path does not fit code page 936. False when there was none.
     bool RemoveMedia(const std::string& path);
+    bool RemoveMedia(const std::wstring& path);
 
     /// Deletes the item at `index`. False beyond the end.
     bool RemoveMedia(unsigned index);
@@ -64,6 +71,12 @@ protected:
 
     CCoderScheme m_coderScheme;
     std::vector<CMedia*> m_medias;
+
+private:
+    template <class Path> CMedia* Add(const Path& path, int load);
+    template <class Matches> bool RemoveEach(Matches&& matches);
+
+    LoadReport m_lastLoad;
 };
 
 } // namespace ymdshow

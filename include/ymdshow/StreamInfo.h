@@ -30,6 +30,12 @@ struct YMDSHOW_API VideoInfo {
     std::int64_t sourceDuration = 0;
 };
 
+/// What a filter that lists streams calls one of them.
+struct StreamName {
+    std::wstring name;     ///< empty when it gives none
+    std::wstring language; ///< such as "en" or "en-US"; empty when it is not known
+};
+
 /// What is known about one audio stream. Times are in 100 ns units.
 struct YMDSHOW_API AudioInfo {
     AudioInfo() = default;

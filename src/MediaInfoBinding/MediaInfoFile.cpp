@@ -39,7 +39,7 @@ void MediaInfoFile::ChooseCharacterSet() {
     m_isUtf8 = answer != nullptr && *answer == '\0';
 }
 
-bool MediaInfoFile::Open(const std::string& path) {
+bool MediaInfoFile::Open(const std::wstring& path) {
     if (m_handle == nullptr) {
         return false;
     }
@@ -63,16 +63,14 @@ std::string MediaInfoFile::Option(const char* name, const std::string& value) {
     if (m_handle == nullptr) {
         return LoadFailureText();
     }
-    return FromLibrary(m_library->option(m_handle, name, ToLibrary(value).c_str()));
+    return Option(name, text::ToWide(value));
 }
 
 std::string MediaInfoFile::Option(const char* name, const std::wstring& value) {
     if (m_handle == nullptr) {
         return LoadFailureText();
     }
-    const std::string text =
-        m_isUtf8 ? text::EncodeUtf8(value, text::Utf8::Full) : text::ToNarrow(value);
-    return FromLibrary(m_library->option(m_handle, name, text.c_str()));
+    return FromLibrary(m_library->option(m_handle, name, ToLibrary(value).c_str()));
 }
 
 std::string MediaInfoFile::Get(StreamKind kind, std::size_t stream, const char* parameter) const {
@@ -97,8 +95,8 @@ std::string MediaInfoFile::Inform() const {
     return m_handle == nullptr ? LoadFailureText() : FromLibrary(m_library->inform(m_handle, 0));
 }
 
-std::string MediaInfoFile::ToLibrary(const std::string& text) const {
-    return m_isUtf8 ? text::EncodeUtf8(text::ToWide(text), text::Utf8::Full) : text;
+std::string MediaInfoFile::ToLibrary(const std::wstring& text) const {
+    return m_isUtf8 ? text::EncodeUtf8(text, text::Utf8::Full) : text::ToNarrow(text);
 }
 
 // The returned text is copied at once: the library overwrites it with its next answer.

@@ -12,8 +12,8 @@ namespace ymdshow::mediainfo {
 enum class StreamKind : int { General = 0, Video = 1, Audio = 2, Image = 5 };
 
 /// One handle of the library and the file opened with it; closed and deleted with the
-/// object. Text in and out is in code page 936. Without the library, text queries answer
-/// LoadFailureText and numbers are 0. Not for several threads at once.
+/// object. Text in and out is in code page 936, but for paths. Without the library, text queries
+/// answer LoadFailureText and numbers are 0. Not for several threads at once.
 class MediaInfoFile {
 public:
     MediaInfoFile();
@@ -24,7 +24,7 @@ public:
     /// False when the library cannot be loaded or gives no handle.
     bool IsCreated() const { return m_handle != nullptr; }
 
-    bool Open(const std::string& path);
+    bool Open(const std::wstring& path);
     void Close();
 
     /// Options without a file of their own are process-wide in the library.
@@ -43,7 +43,7 @@ public:
 
 private:
     void ChooseCharacterSet();
-    std::string ToLibrary(const std::string& text) const;
+    std::string ToLibrary(const std::wstring& text) const;
     std::string FromLibrary(const char* text) const;
 
     const EntryPoints* m_library;

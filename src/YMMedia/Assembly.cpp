@@ -56,6 +56,7 @@ int CMedia::_InitFilters(CCoderScheme* scheme, int tryRenderSource) {
     const HRESULT control = QueryMember(m_pGB, m_pMediaControl);
     if (FAILED(control)) {
         m_inside->load.Fail(L"the graph has no IMediaControl", control);
+        Inside::RecordGraph(*this);
         _FreeDirectShow();
         return 0;
     }
@@ -98,17 +99,26 @@ void CMedia::_LoadFilterWithScheme(CCoderScheme* scheme, std::vector<IBaseFilter
         configure({"unknown"});
     }
     std::vector<LoadReport::Filter> made;
+    std::vector<const IBaseFilter*> added;
     scheme->MakeFilters(
         merged,
-        [this](IBaseFilter* filter, const FilterInfo& info) {
-            const HRESULT added =
+        [&, this](IBaseFilter* filter, const FilterInfo& info) {
+            const HRESULT result =
                 Inside::Add(*this, filter, info.strName.c_str(), info.bCache ? 1 : 0);
-            if (FAILED(added)) {
+            if (FAILED(result)) {
                 _RemoveFilter(filter);
+            } else {
+                added.push_back(filter);
             }
-            return added;
+            return result;
         },
         &sources, &m_schemeFilters, &m_renderFilters, kEveryRole, made);
+    m_inside->made.clear();
+    for (const LoadReport::Filter& filter : made) {
+        if (filter.added && m_inside->made.size() < added.size()) {
+            m_inside->made.emplace_back(added[m_inside->made.size()], filter);
+        }
+    }
     m_inside->load.Filters(std::move(made));
 }
 

@@ -54,7 +54,7 @@ int CMedia::_ReadInfoByMediaIfo() {
     StreamFacts facts;
     // Running out of memory, or stream counts that no memory holds, count as not opened.
     const FactsResult result = AnswerOr(FactsResult::NotOpened, [&] {
-        return ReadStreamFacts(m_mediaPath, {m_fix1088Height, m_evenVideoSize}, facts);
+        return ReadStreamFacts(m_inside->path, {m_fix1088Height, m_evenVideoSize}, facts);
     });
     if (result == FactsResult::NoLibrary) {
         YMD_LOG_WARNING("ymdshow::CMedia::_ReadInfoByMediaIfo", "Load MediaInfo DLL Failed");
@@ -87,6 +87,11 @@ std::vector<std::pair<std::string, std::string>> CMedia::GetMediaInfoPairs() con
 }
 
 std::int64_t CMedia::GetMediaDurationByMediaInfo(const std::string& path) {
+    return AnswerOr(std::int64_t{0},
+                    [&] { return GetMediaDurationByMediaInfo(text::ToWide(path)); });
+}
+
+std::int64_t CMedia::GetMediaDurationByMediaInfo(const std::wstring& path) {
     return AnswerOr(std::int64_t{0}, [&]() -> std::int64_t {
         MediaInfoFile file;
         if (!file.Open(path)) {

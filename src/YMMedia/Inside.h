@@ -15,6 +15,7 @@
 #include <ymdshow/Media.h>
 
 #include "BaseClasses/InterfaceIds.h"
+#include "GraphToolkit/Description.h"
 #include "Guard.h"
 #include "YMMedia/LoadRecorder.h"
 #include "YMMedia/Opening.h"
@@ -42,6 +43,12 @@ struct CMedia::Inside {
     ymlib::CLock gate;
     std::unique_ptr<EventThread> events;
     LoadRecorder load;
+
+    /// The item's path as it is; m_mediaPath is its form in code page 936, in which two files may
+    /// look the same.
+    std::wstring path;
+    /// The filters that the scheme has made for this load.
+    std::vector<std::pair<const IBaseFilter*, LoadReport::Filter>> made;
     const std::shared_ptr<Opening> opening = std::make_shared<Opening>();
 
     /// What a load does not derive: another path starts from it.
@@ -86,6 +93,7 @@ struct CMedia::Inside {
     }
 
     // By file, in the order of the road.
+    static int SetPath(CMedia& media, const std::wstring& path, const std::string& narrow);
     static void ForgetFacts(CMedia& media);
     static int Load(CMedia& media, CCoderScheme* scheme, int flag);
     static int BuildGraph(CMedia& media, CCoderScheme* scheme, int flag);
@@ -98,6 +106,9 @@ struct CMedia::Inside {
     static void TakePictureFromRecord(CMedia& media);
     static void CompletePicture(CMedia& media, std::uint32_t knownVideoTracks);
     static int Link(CMedia& media, HRESULT& result);
+    toolkit::FindMaker Makers() const;
+    static std::vector<FilterDescription> Describe(const CMedia& media);
+    static void RecordGraph(CMedia& media);
     static bool EndPlayback(CMedia& media);
     static bool TakeDown(CMedia& media);
     static int IsInState(const CMedia& media, OAFilterState wanted);

@@ -1,4 +1,4 @@
-// The filters of the graph, for the host.
+// The filters of the graph, for the host and for the load's report.
 
 #include <array>
 
@@ -37,6 +37,48 @@ void AppendFilter(std::wstring& listing, std::size_t index, IBaseFilter* filter)
 }
 
 } // namespace
+
+/// Filters of the last load: an address may have been given to another since, so that the class is
+/// compared too.
+toolkit::FindMaker CMedia::Inside::Makers() const {
+    return [this, known = toolkit::Maker()](IBaseFilter* filter,
+                                            const GUID& clsid) mutable -> const toolkit::Maker* {
+        for (const auto& [address, entry] : made) {
+            if (address == filter && entry.clsid == clsid) {
+                known = {entry.name, entry.module};
+                return &known;
+            }
+        }
+        return nullptr;
+    };
+}
+
+std::vector<FilterDescription> CMedia::Inside::Describe(const CMedia& media) {
+    return media.m_pGB != nullptr ? toolkit::DescribeGraph(ComPtr<IGraphBuilder>(media.m_pGB).Get(),
+                                                           media.m_inside->Makers())
+                                  : std::vector<FilterDescription>();
+}
+
+void CMedia::Inside::RecordGraph(CMedia& media) {
+    Quietly([&] {
+        std::vector<FilterDescription> filters = Describe(media);
+        if (!filters.empty()) { // else a load of the same empty graph fails once more
+            media.m_inside->load.Graph(std::move(filters));
+        }
+    });
+}
+
+std::vector<FilterDescription> CMedia::GetFilters() const {
+    using Filters = std::vector<FilterDescription>;
+    return Inside::OnGraph(*this, Filters(), [&] {
+        Filters filters = Inside::Describe(*this);
+        return filters.empty() ? m_inside->load.Report().graph : filters;
+    });
+}
+
+std::wstring CMedia::GetGraphPicture(GraphFormat format) const {
+    return AnswerOr(std::wstring(), [&] { return DrawGraph(GetFilters(), format); });
+}
 
 void CMedia::EnumMediaFilter(void (*fn)(IBaseFilter*, void*), void* user, int all) {
     Inside::OnGraph(*this, [&] {

@@ -66,6 +66,7 @@ int CMedia::Inside::Load(CMedia& media, CCoderScheme* scheme, int flag) {
     }
     if (media.m_pGB == nullptr || !media.m_isAllFilterLinked) {
         YMD_LOG_WARNING("ymdshow::CMedia::Load", "m_pGB is NULL Or m_isAllFilterLinked False");
+        RecordGraph(media);
         return record.Fail(L"the graph could not be linked", FAILED(linked) ? linked : E_FAIL);
     }
     record.Succeed();

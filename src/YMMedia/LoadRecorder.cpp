@@ -40,6 +40,14 @@ void LoadRecorder::Attempt(int way, const wchar_t* step, std::size_t source, HRE
     m_report.attempts.push_back(std::move(attempt));
 }
 
+void LoadRecorder::DeadEnds(int way, HRESULT rendered, std::vector<LoadReport::DeadEnd>&& ends) {
+    m_report.deadEnds = std::move(ends);
+    for (LoadReport::DeadEnd& end : m_report.deadEnds) {
+        end.way = way;
+        end.result = rendered;
+    }
+}
+
 void LoadRecorder::Succeed() {
     m_report.failure.clear();
     m_report.failureResult = S_OK;

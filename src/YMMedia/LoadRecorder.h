@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <ymdshow/LoadReport.h>
@@ -26,6 +27,11 @@ public:
     static constexpr std::size_t kGraphSource = static_cast<std::size_t>(-1);
     void Attempt(int way, const wchar_t* step, std::size_t source, HRESULT result,
                  std::wstring told = {});
+
+    /// The dead ends that the last way left, in the place of an earlier one's.
+    void DeadEnds(int way, HRESULT rendered, std::vector<LoadReport::DeadEnd>&& ends);
+    /// What stands in the graph as the load gives up.
+    void Graph(std::vector<FilterDescription>&& filters) { m_report.graph = std::move(filters); }
 
     /// What failed on the way to success stays with the attempts alone.
     void Succeed();

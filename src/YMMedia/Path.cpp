@@ -27,17 +27,16 @@ std::string ExtensionOf(const std::string& path) {
     return dot == std::string::npos ? std::string() : path.substr(dot + 1);
 }
 
-bool FileExists(const std::string& path) {
-    const std::wstring wide = text::ToWide(path);
-    return !wide.empty() && _waccess(wide.c_str(), 0) == 0;
+bool FileExists(const std::wstring& path) {
+    return !path.empty() && _waccess(path.c_str(), 0) == 0;
 }
 
 bool IsUrl(const std::string& path) {
     return path.find("://") != std::string::npos;
 }
 
-bool IsTaken(const std::string& path) {
-    return !path.empty() && (IsUrl(path) || FileExists(path));
+bool IsTaken(const std::wstring& path, const std::string& narrow) {
+    return !narrow.empty() && (IsUrl(narrow) || FileExists(path));
 }
 
 } // namespace
@@ -54,11 +53,18 @@ CMedia::InsidePointer::InsidePointer(const InsidePointer& other) : InsidePointer
 }
 CMedia::InsidePointer& CMedia::InsidePointer::operator=(const InsidePointer& other) {
     m_inside->load = other->load;
+    m_inside->path = other->path;
     m_inside->given = other->given;
     return *this;
 }
 
 CMedia::CMedia(const std::string& path, CMediaPlayer* player) : m_pMediaPlayer(player) {
+    if (!path.empty()) {
+        SetMediaPath(path);
+    }
+}
+
+CMedia::CMedia(const std::wstring& path, CMediaPlayer* player) : m_pMediaPlayer(player) {
     if (!path.empty()) {
         SetMediaPath(path);
     }
@@ -70,46 +76,64 @@ CMedia::CMedia(const CMedia& other) = default;
 CMedia& CMedia::operator=(const CMedia& other) = default;
 
 int CMedia::SetMediaPath(const std::string& path) {
-    if (IsTaken(path)) {
-        m_inside->opening->Abort();
+    return AnswerOr(0, [&] {
+        const std::string narrow = path; // may be the item's own
+        return Inside::SetPath(*this, text::ToWide(narrow), narrow);
+    });
+}
+
+int CMedia::SetMediaPath(const std::wstring& path) {
+    return AnswerOr(0, [&] {
+        const std::wstring wide = path.substr(0, path.find(L'\0'));
+        return Inside::SetPath(*this, wide, text::ToNarrow(wide));
+    });
+}
+
+int CMedia::Inside::SetPath(CMedia& media, const std::wstring& path, const std::string& narrow) {
+    if (IsTaken(path, narrow)) {
+        media.m_inside->opening->Abort();
     }
-    return Inside::Locked(*this, 0, [&] {
-        if (path.empty()) {
+    return Locked(media, 0, [&] {
+        if (narrow.empty()) {
             return 0;
         }
-        const std::string wanted = path; // may be the item's own
         // The flag is this path's even when the path is then refused.
-        m_isMediaPathURL = IsUrl(wanted);
-        if (!IsTaken(wanted)) {
+        media.m_isMediaPathURL = IsUrl(narrow);
+        if (!IsTaken(path, narrow)) {
             return 0;
         }
-        m_fileExt.clear();
-        m_urlProtocol.clear();
-        if (m_isMediaPathURL) {
-            m_urlProtocol = text::LowerAscii(wanted.substr(0, wanted.find(':')));
+        media.m_fileExt.clear();
+        media.m_urlProtocol.clear();
+        if (media.m_isMediaPathURL) {
+            media.m_urlProtocol = text::LowerAscii(narrow.substr(0, narrow.find(':')));
         }
-        YMD_LOG_PROGRESS("ymdshow::CMedia::SetMediaPath", "SetMediaPath : %s", wanted.c_str());
+        YMD_LOG_PROGRESS("ymdshow::CMedia::SetMediaPath", "SetMediaPath : %s", narrow.c_str());
         // A load that failed late has given up the graph, not the filters.
-        if ((m_pGB != nullptr || m_pSourceFilter != nullptr) && !Inside::TakeDown(*this)) {
+        if ((media.m_pGB != nullptr || media.m_pSourceFilter != nullptr) && !TakeDown(media)) {
             return 0;
         }
-        if (m_hasMediaInfo) {
-            _FreeMediaInfo();
+        if (media.m_hasMediaInfo) {
+            media._FreeMediaInfo();
         }
-        if (wanted != m_mediaPath) {
-            Inside::ForgetFacts(*this);
+        if (path != media.m_inside->path || narrow != media.m_mediaPath) {
+            ForgetFacts(media);
         }
-        m_mediaPath = wanted;
-        if (_ReadInfoByMediaIfo() == 0) {
-            _FreeMediaInfo();
+        media.m_inside->path = path;
+        media.m_mediaPath = narrow;
+        if (media._ReadInfoByMediaIfo() == 0) {
+            media._FreeMediaInfo();
         }
-        if (m_originalVideoTrackNum == 0 && m_originalAudioTrackNum == 0) {
-            m_videoTracks.clear();
-            m_audioTracks.clear();
+        if (media.m_originalVideoTrackNum == 0 && media.m_originalAudioTrackNum == 0) {
+            media.m_videoTracks.clear();
+            media.m_audioTracks.clear();
         }
-        m_fileExt = text::LowerAscii(ExtensionOf(m_mediaPath));
+        media.m_fileExt = text::LowerAscii(ExtensionOf(media.m_mediaPath));
         return 1;
     });
+}
+
+std::wstring CMedia::GetMediaPathW() const {
+    return Inside::Locked(*this, std::wstring(), [&] { return m_inside->path; });
 }
 
 /// All that is known of a file goes with its path, and with it the rectangles and the clip end

@@ -4,7 +4,6 @@
 
 #include "GraphToolkit/Attempts.h"
 #include "GraphToolkit/ToldError.h"
-#include "Text/Text.h"
 #include "YMMedia/Inside.h"
 
 namespace ymdshow {
@@ -18,7 +17,7 @@ constexpr const char* kFunction = "ymdshow::CMedia::_TrySourceFilter";
 class CMedia::Inside::SourceSearch {
 public:
     SourceSearch(CMedia& media, std::vector<IBaseFilter*>& sources)
-        : m_media(media), m_sources(sources), m_path(text::ToWide(media.m_mediaPath)) {}
+        : m_media(media), m_sources(sources), m_path(media.m_inside->path) {}
 
     /// A source of the scheme, rendered to the scheme's renderers (way 1) or by the graph (way 3).
     void FromScheme(bool toRenderers);
@@ -27,6 +26,7 @@ public:
 
 private:
     bool Render(int way, IBaseFilter* source, std::size_t index);
+    void RecordEnds(int way, IBaseFilter* source, HRESULT rendered);
     void Warn(const char* text) const {
         YMD_LOG_WARNING(kFunction, text, m_media.m_mediaPath.c_str());
     }
@@ -54,6 +54,7 @@ int CMedia::_TrySourceFilter(std::vector<IBaseFilter*>& sources, int tryRenderSo
         search.FromGraph(false);
     }
     if (m_pSourceFilter == nullptr) {
+        Inside::RecordGraph(*this);
         _FreeFilters();
         return 0;
     }
@@ -117,6 +118,7 @@ bool CMedia::Inside::SourceSearch::Render(int way, IBaseFilter* source, std::siz
         HRESULT rendered = S_OK;
         const bool any = toolkit::RenderFilter(m_media.m_pGB, source, &rendered) != 0;
         m_media.m_inside->load.Attempt(way, L"RenderFilter", index, rendered);
+        RecordEnds(way, source, rendered);
         return any;
     }
     unsigned int video = 0;
@@ -125,10 +127,22 @@ bool CMedia::Inside::SourceSearch::Render(int way, IBaseFilter* source, std::siz
     const bool complete = IsComplete(m_media, video, audio);
     m_media.m_inside->load.Attempt(way, L"TryRenderSource", index,
                                    complete ? S_OK : VFW_E_CANNOT_RENDER);
+    RecordEnds(way, source, complete ? S_OK : VFW_E_CANNOT_RENDER);
     if (!complete) {
         UnlinkGraphBuilder(m_media.m_pGB);
     }
     return complete;
+}
+
+/// For the report alone: nothing depends on it.
+void CMedia::Inside::SourceSearch::RecordEnds(int way, IBaseFilter* source, HRESULT rendered) {
+    Quietly([&] {
+        if (m_media.m_pGB != nullptr) { // else a callback has unloaded the item
+            m_media.m_inside->load.DeadEnds(
+                way, rendered,
+                toolkit::FindDeadEnds(m_media.m_pGB, source, m_media.m_inside->Makers()));
+        }
+    });
 }
 
 bool CMedia::Inside::IsComplete(const CMedia& media, unsigned video, unsigned audio) {

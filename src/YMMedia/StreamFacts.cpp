@@ -132,7 +132,7 @@ bool IsSequence(const Stream& general) {
 
 } // namespace
 
-FactsResult ReadStreamFacts(const std::string& path, PictureCorrections corrections,
+FactsResult ReadStreamFacts(const std::wstring& path, PictureCorrections corrections,
                             StreamFacts& facts) {
     MediaInfoFile file;
     if (!file.IsCreated()) {

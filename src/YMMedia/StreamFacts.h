@@ -26,7 +26,7 @@ struct PictureCorrections {
 enum class FactsResult { Read, NoLibrary, NotOpened };
 
 /// Reads the file at `path`. `facts` changes only when the result is Read.
-FactsResult ReadStreamFacts(const std::string& path, PictureCorrections corrections,
+FactsResult ReadStreamFacts(const std::wstring& path, PictureCorrections corrections,
                             StreamFacts& facts);
 
 } // namespace ymdshow

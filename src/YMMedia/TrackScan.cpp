@@ -145,6 +145,7 @@ void CMedia::Inside::TrackScan::ListStreams(IBaseFilter* filter) {
         stream->index = i;
         stream->name = name != nullptr ? name : L"";
         stream->enabled = flags != 0;
+        stream->language = language;
         auto& streams = type->majortype == MEDIATYPE_Video ? m_media.m_streamSelectVideoTracks
                                                            : m_media.m_streamSelectAudioTracks;
         streams.push_back(stream.get());

@@ -6,6 +6,7 @@
 #include <ymdshow/Media.h>
 
 #include "Guard.h"
+#include "Text/Text.h"
 
 #define YMD_LOG_SOURCE "src/YMMediaPlayer"
 #include "Log.h"
@@ -23,18 +24,35 @@ CMediaPlayer::~CMediaPlayer() {
 }
 
 CMedia* CMediaPlayer::AddMedia(const std::string& path, int load) {
-    if (path.empty()) {
-        return nullptr;
-    }
+    return Add(path, load);
+}
+CMedia* CMediaPlayer::AddMedia(const std::wstring& path, int load) {
+    return Add(path, load);
+}
+
+template <class Path> CMedia* CMediaPlayer::Add(const Path& path, int load) {
     return AnswerOr(static_cast<CMedia*>(nullptr), [&]() -> CMedia* {
-        auto media = std::make_unique<CMedia>(this);
-        if (media->SetMediaPath(path) == 0) {
+        m_lastLoad = LoadReport();
+        if (path.empty()) {
+            m_lastLoad.failure = L"the path is empty";
+            m_lastLoad.failureResult = E_INVALIDARG;
             return nullptr;
         }
-        YMD_LOG_PROGRESS("ymdshow::CMediaPlayer::AddMedia", "AddMedia : %s", path.c_str());
-        if (load != 0 && media->Load(nullptr, 0) == 0) {
-            media->m_pMediaPlayer = nullptr;
+        auto media = std::make_unique<CMedia>(this);
+        if (media->SetMediaPath(path) == 0) {
+            m_lastLoad.failureResult = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+            m_lastLoad.failure = ResultText(m_lastLoad.failureResult);
             return nullptr;
+        }
+        YMD_LOG_PROGRESS("ymdshow::CMediaPlayer::AddMedia", "AddMedia : %s",
+                         media->GetMediaPath().c_str());
+        if (load != 0) {
+            const int loaded = media->Load(nullptr, 0);
+            m_lastLoad = media->GetLoadReport();
+            if (loaded == 0) {
+                media->m_pMediaPlayer = nullptr;
+                return nullptr;
+            }
         }
         m_medias.push_back(media.get());
         return media.release();
@@ -42,7 +60,22 @@ CMedia* CMediaPlayer::AddMedia(const std::string& path, int load) {
 }
 
 bool CMediaPlayer::LoadMedia(CMedia* media) {
-    return media != nullptr && media->Load(&m_coderScheme, 0) == 1;
+    if (media == nullptr) {
+        return false;
+    }
+    const ymlib::CYMAutoLock item(media->m_lock);
+    if (item.IsDestroyed()) {
+        return false;
+    }
+    const bool isLoaded = media->Load(&m_coderScheme, 0) == 1;
+    if (!item.IsDestroyed()) { // by a window that was told of the item's
+        Quietly([&] { m_lastLoad = media->GetLoadReport(); });
+    }
+    return isLoaded;
+}
+
+const LoadReport& CMediaPlayer::GetLastLoadReport() const {
+    return m_lastLoad;
 }
 
 CCoderScheme& CMediaPlayer::GetCoderScheme() {
@@ -59,19 +92,30 @@ unsigned CMediaPlayer::GetMediaNum() const {
 
 bool CMediaPlayer::RemoveMedia(const std::string& path) {
     return AnswerOr(false, [&] {
-        const std::string wanted = path; // may be that of an item that goes on the way
-        const auto matches = [&](const CMedia* media) {
-            return media != nullptr && media->GetMediaPath() == wanted;
-        };
-        bool removed = false;
-        for (;;) {
-            const auto slot = std::find_if(m_medias.begin(), m_medias.end(), matches);
-            if (slot == m_medias.end()) {
-                return removed;
-            }
-            removed = RemoveMedia(static_cast<unsigned>(slot - m_medias.begin()));
-        }
+        const std::string narrow = path; // may be that of an item that goes on the way
+        const std::wstring wide = text::ToWide(narrow);
+        return RemoveEach([&](const CMedia& media) {
+            return media.GetMediaPath() == narrow && media.GetMediaPathW() == wide;
+        });
     });
+}
+
+bool CMediaPlayer::RemoveMedia(const std::wstring& path) {
+    return AnswerOr(false, [&] {
+        return RemoveEach([&](const CMedia& media) { return media.GetMediaPathW() == path; });
+    });
+}
+
+template <class Matches> bool CMediaPlayer::RemoveEach(Matches&& matches) {
+    const auto wanted = [&](const CMedia* media) { return media != nullptr && matches(*media); };
+    bool removed = false;
+    for (;;) {
+        const auto slot = std::find_if(m_medias.begin(), m_medias.end(), wanted);
+        if (slot == m_medias.end()) {
+            return removed;
+        }
+        removed = RemoveMedia(static_cast<unsigned>(slot - m_medias.begin()));
+    }
 }
 
 bool CMediaPlayer::RemoveMedia(unsigned index) {

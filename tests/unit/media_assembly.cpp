@@ -241,6 +241,47 @@ TEST_F(MediaAssembly, OpeningThatHangsEndsForWhoWantsTheItemAndTellsWhy) {
     }
 }
 
+TEST_F(MediaAssembly, FailedLoadShowsItsGraphAndExplainsItself) {
+    Describe("test", "S", Outs("va"));
+    Describe("test", "Dec", {In(fakes::Audio()), Out(fakes::Audio())});
+    configure = [](FakeGraph& graph) {
+        graph.results["AddSourceFilter"] = VFW_E_UNKNOWN_FILE_TYPE;
+        graph.results["Render"] = VFW_E_CANNOT_RENDER;
+    };
+    ASSERT_EQ(media.SetMediaPath(kPath), 1);
+    EXPECT_EQ(media.Load(&scheme, 0), 0);
+    const ymdshow::LoadReport& report = media.GetLoadReport();
+    ASSERT_EQ(report.deadEnds.size(), 2U);
+    std::wstring ends;
+    for (const auto& end : report.deadEnds) {
+        EXPECT_HR(end.result, VFW_E_CANNOT_RENDER);
+        ends += end.filter + L"." + end.pin + L" " + end.mediaType;
+        for (const auto& refusal : end.refusals) {
+            ends += L", " + refusal.filter + (refusal.result == S_OK ? L" takes" : L" refuses");
+        }
+        ends += L"\n";
+    }
+    EXPECT_EQ(Narrow(ends), "S.Out1 video, Dec refuses\nS.Out2 audio, Dec takes\n");
+    const std::string text = Narrow(report.Explain());
+    EXPECT_NE(text.find("S, pin Out1: video;"), text.npos) << text;
+    EXPECT_EQ(report.graph.size(), 2U);
+    EXPECT_EQ(media.GetFilters().size(), 2U); // the graph itself is empty
+    for (const auto format : {ymdshow::GraphFormat::Dot, ymdshow::GraphFormat::Svg}) {
+        EXPECT_NE(media.GetGraphPicture(format).find(L"audio"), std::wstring::npos);
+    }
+    configure = nullptr;
+    Loaded(media);
+    const auto filters = media.GetFilters();
+    ASSERT_EQ(filters.size(), 3U);
+    EXPECT_TRUE(filters[0].role == DSFT_SOURCE && filters[2].role == DSFT_RENDER);
+    for (const int i : {0, 1}) { // in the direction of the data, and back
+        const auto& pin = filters[0].pins[static_cast<std::size_t>(i)];
+        EXPECT_TRUE(pin.isOutput && pin.isConnected && pin.filter == i + 1 && pin.pin == 0);
+        EXPECT_EQ(filters[static_cast<std::size_t>(pin.filter)].pins[0].pin, i);
+    }
+    EXPECT_TRUE(media.GetLoadReport().Explain().empty());
+}
+
 TEST_F(MediaAssembly, ExceptionsEndOnlyTheirWay) {
     Describe("mkv", "VR", {In(fakes::Video())});
     for (const std::size_t broken : {2, 1}) {

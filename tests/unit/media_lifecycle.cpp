@@ -359,6 +359,32 @@ TEST_F(Player, RemovesByPathIndexPointerAndWhenDeleted) {
     EXPECT_TRUE(player.m_medias.empty() && stranger.m_pMediaPlayer == nullptr);
 }
 
+TEST_F(Player, FilesThatLookTheSameInTheCodePageStayTwo) {
+    OpenPlayer player;
+    const ScratchDirectory scratch;
+    const std::wstring first = scratch.Touch(L"\xD55C.mkv").wstring();
+    const std::wstring second = scratch.Touch(L"\xAD6D.mkv").wstring();
+    std::wstring opened;
+    configure = [&](FakeGraph& graph) {
+        graph.makeSource = [&](const std::wstring& path) {
+            opened = path;
+            return MakeFilter("Source", sourcePins);
+        };
+    };
+    CMedia* const media = player.AddMedia(first, 1);
+    ASSERT_TRUE(media != nullptr && player.AddMedia(second, 0) != nullptr);
+    EXPECT_EQ(opened, first);
+    EXPECT_EQ(media->GetMediaPathW(), first);
+    const std::string narrow = media->GetMediaPath();
+    EXPECT_EQ(player.GetMedia(1)->GetMediaPath(), narrow);
+    EXPECT_FALSE(player.RemoveMedia(narrow));
+    EXPECT_TRUE(player.RemoveMedia(second) && !player.RemoveMedia(second));
+    EXPECT_EQ(media->SetMediaPath(second), 1); // another file, which is not loaded
+    EXPECT_TRUE(media->IsLoaded() == 0 && media->GetAudioTrackNum() == 0);
+    EXPECT_EQ(player.AddMedia(first + L"x", 1), nullptr);
+    EXPECT_HR(player.GetLastLoadReport().failureResult, HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
+}
+
 TEST_F(Player, ItemsLeaveTheListBeforeTheyEnd) {
     OpenPlayer player;
     const std::function<void()> ways[] = {
