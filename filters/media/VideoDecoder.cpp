@@ -6,7 +6,6 @@
 #include "media/MediaFilters.h"
 
 extern "C" {
-#include <libavutil/cpu.h>
 #include <libavutil/imgutils.h>
 }
 
@@ -16,7 +15,6 @@ namespace ymfilters {
 
 namespace {
 
-constexpr int kMostThreads = 16;
 constexpr LONGLONG kUsualFrameTime = kSecond / 25;
 constexpr wchar_t kRotation[] = L"Rotation";
 constexpr wchar_t kAppliedRotation[] = L"AppliedRotation";
@@ -163,7 +161,7 @@ void VideoDecoder::OnQuality(const Quality& quality) {
 // Decoding
 
 void VideoDecoder::Configure(AVCodecContext& codec) {
-    codec.thread_count = std::clamp(av_cpu_count(), 1, kMostThreads);
+    codec.thread_count = 0; // as many as there are processors, and one
     codec.thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
 }
 
