@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "BaseClasses/ComTypes.h"
 #include "BaseClasses/InterfaceIds.h"
 #include "BaseClasses/MediaType.h"
 
@@ -149,7 +150,7 @@ private:
 
 ComPtr<IMediaSample> MakeSample(SampleContents&& contents) {
     ComPtr<IMediaSample> sample;
-    sample.Attach(new PacketSample(std::move(contents)));
+    ymdshow::Adopt<IMediaSample>(sample, new PacketSample(std::move(contents)));
     return sample;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "BaseClasses/ComTypes.h"
 #include "base/Formats.h"
 #include "media/MediaSource.h"
 #include "media/StreamTypes.h"
@@ -121,7 +122,7 @@ ALLOCATOR_PROPERTIES SourcePin::BufferNeeds() const {
 
 ComPtr<IMemAllocator> SourcePin::OwnAllocator() {
     ComPtr<IMemAllocator> allocator;
-    allocator.Attach(new PacketAllocator());
+    ymdshow::Adopt<IMemAllocator>(allocator, new PacketAllocator());
     return allocator;
 }
 
@@ -297,7 +298,7 @@ void SourcePin::SendGap(SampleContents&& contents) {
         return;
     }
     ComPtr<IBaseFilter> filter;
-    filter.Attach(info.pFilter);
+    ymdshow::Adopt(filter, info.pFilter);
     CLSID clsid{};
     filter->GetClassID(&clsid);
     if (UsesOwnAllocator() && MediaSource::IsOwnDecoder(clsid)) {

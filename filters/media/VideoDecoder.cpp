@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "BaseClasses/ComTypes.h"
 #include "media/MediaFilters.h"
 
 extern "C" {
@@ -138,7 +139,7 @@ void VideoDecoder::OnConnecting(IPin& peer) {
         return;
     }
     ComPtr<IBaseFilter> renderer;
-    renderer.Attach(info.pFilter);
+    ymdshow::Adopt(renderer, info.pFilter);
     ComPtr<IPropertyBag> properties;
     if (SUCCEEDED(renderer.As(&properties))) {
         VARIANT degrees{};

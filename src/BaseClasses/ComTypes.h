@@ -3,10 +3,17 @@
 #include <windows.h>
 
 #include <dshow.h>
+#include <wrl/client.h>
 
 #include <utility>
 
 namespace ymdshow {
+
+/// Gives `target` a counted reference to own. ComPtr::Attach is avoided: that of mingw-w64
+/// takes a reference of its own.
+template <class T> void Adopt(Microsoft::WRL::ComPtr<T>& target, T* counted) noexcept {
+    *target.ReleaseAndGetAddressOf() = counted;
+}
 
 /// Owns the one counted interface inside a DirectShow info record.
 template <class Info, auto InterfaceMember> class InfoHolder {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BaseClasses/ComTypes.h"
 #include "BaseClasses/InterfaceIds.h"
 
 #include <windows.h>
@@ -13,11 +14,7 @@ namespace ymdshow::toolkit {
 
 template <class T> using ComPtr = Microsoft::WRL::ComPtr<T>;
 
-/// Gives `target` a counted reference to own. ComPtr::Attach is avoided: that of mingw-w64
-/// takes a reference of its own.
-template <class T> void Adopt(ComPtr<T>& target, T* counted) noexcept {
-    *target.ReleaseAndGetAddressOf() = counted;
-}
+using ymdshow::Adopt;
 
 /// The items of a COM enumerator, for a range-based for loop. Items are fetched one at a
 /// time while Next answers exactly S_OK with an item, and released after their turn unless the
