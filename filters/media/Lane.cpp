@@ -133,10 +133,14 @@ bool Lane::SwitchTo(int selected, LONGLONG now) {
 }
 
 bool Lane::IsHungry(LONGLONG stop) const {
-    if (m_selected < 0 || m_kind == StreamKind::Text || m_readTime >= stop) {
+    if (m_selected < 0 || m_kind == StreamKind::Text) {
         return false;
     }
     const Track& track = Current();
+    // The packet that begins there ends the stream, not the one that ends there.
+    if (!track.packets.empty() && TimeOf(*track.packets.back()) >= stop) {
+        return false;
+    }
     const std::size_t count = track.packets.size() - track.next;
     return count < kFewest || m_readTime - TimeOf(*track.packets[track.next]) < kAhead;
 }
