@@ -9,6 +9,7 @@
 #include <ymdshow/DirectShow.h>
 #include <ymdshow/Export.h>
 #include <ymdshow/LoadReport.h>
+#include <ymdshow/Snapshot.h>
 #include <ymdshow/StreamInfo.h>
 #include <ymlib/Lock.h>
 
@@ -233,11 +234,32 @@ public:
     int StepFrame();
     int CanStep() const;
 
+    /// Pauses unless paused, and shows the picture so many frames ahead or, negative, behind: ahead
+    /// by the renderer where that can, else by a seek. 0 for a stopped item, for 0 frames, at
+    /// the first frame, and where the graph cannot.
+    int StepFrames(int frames);
+
     /// Seeks; the play state stays. The position is not clamped to the clip.
     int SetMediaPosition(std::int64_t position);
 
     /// 0 while stopped.
     std::int64_t GetMediaPosition();
+
+    /// Both at once; either may be null. 0, and 0 in both, without a graph that seeks.
+    int GetPositionAndDuration(std::int64_t* position, std::int64_t* duration);
+
+    /// How fast the item plays, 1 for its own speed. 0 for a rate that the graph cannot play (the
+    /// media module plays 0.5 to 2), and without a graph; nothing has changed then. The play state
+    /// and the position stay. A new graph begins at 1.
+    int SetPlayRate(double rate);
+    double GetPlayRate() const;
+
+    /// Plays [start, end] again and again, from its start at once, whatever SetLoop says: without a
+    /// gap where the filters play segments, else by a seek. An end that is not behind the start
+    /// ends that, and so do TimeClip and a new graph; the position stays then. While it is in
+    /// force the host gets EC_END_OF_SEGMENT or EC_COMPLETE for each round. 0 when the graph
+    /// cannot seek, or without one.
+    int SetLoopRange(std::int64_t start, std::int64_t end);
 
     /// Restricts playback to [start, end]. A negative start means 0, an end below
     /// 1 the duration; bounds in the wrong order are swapped. Without a graph the
@@ -322,6 +344,14 @@ public:
 
     /// Bytes that GetCurrentImageData needs; 0 when the renderer does not say.
     long GetCurrentImageDataSize();
+
+    /// The current picture of a playing or paused item, whatever format the renderer gives. A
+    /// renderer that gives none while it plays is paused for a moment, up to 1.5 s. False when
+    /// there is none; why goes to `reason`, which is empty otherwise.
+    bool GetSnapshot(Snapshot& picture, std::wstring* reason = nullptr);
+
+    /// The same, written as PNG.
+    bool SaveSnapshot(const std::wstring& path, std::wstring* reason = nullptr);
 
     /// Hundredths of a decibel, -10000 (silence) to 0 (full).
     long GetVolume() const;

@@ -31,6 +31,9 @@
 
 #include <ymdshow/CoderScheme.h>
 #include <ymdshow/GraphToolkit.h>
+#include <ymdshow/LiveObjects.h>
 #include <ymdshow/Media.h>
 #include <ymdshow/MediaPlayer.h>
 #include <ymdshow/StreamInfo.h>
+#include <ymdshow/Text.h>
+#include <ymdshow/Version.h>

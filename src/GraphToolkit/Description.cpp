@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <ymdshow/GraphToolkit.h>
+#include <ymdshow/Text.h>
 
 #include "BaseClasses/ComTypes.h"
 #include "BaseClasses/MediaType.h"
@@ -26,12 +27,6 @@ std::wstring RegistryText(const std::wstring& key, const wchar_t* value) {
                         &size) == ERROR_SUCCESS
                ? text.data()
                : L"";
-}
-
-std::wstring GuidText(const GUID& guid) {
-    std::array<wchar_t, 39> text{};
-    StringFromGUID2(guid, text.data(), static_cast<int>(text.size()));
-    return text.data();
 }
 
 std::wstring RegisteredName(const GUID& clsid) {

@@ -235,7 +235,7 @@ void CMedia::Inside::EventThread::Drain(CMedia& media) {
     LONG_PTR param1 = 0;
     LONG_PTR param2 = 0;
     while (known == m_queues && SUCCEEDED(events->GetEvent(&code, &param1, &param2, 0))) {
-        m_isFinished = (code == EC_COMPLETE || code == EC_END_OF_SEGMENT) && HandleEnd(media);
+        m_isFinished = (code == EC_COMPLETE || code == EC_END_OF_SEGMENT) && HandleEnd(media, code);
         Forward(media, code, param1, param2);
         if (known == m_queues) {
             events->FreeEventParams(code, param1, param2);
@@ -252,9 +252,17 @@ void CMedia::Inside::EventThread::Drain(CMedia& media) {
 
 /// Restarts a looping graph, or hides the picture. True when playback has ended. A graph that a
 /// callback has stopped meanwhile stays as it is.
-bool CMedia::Inside::EventThread::HandleEnd(CMedia& media) {
+bool CMedia::Inside::EventThread::HandleEnd(CMedia& media, long code) {
     if (media.m_playState != State_Running) {
         return true;
+    }
+    if (media.m_inside->pace.HasRange() && media.m_pMediaControl != nullptr) {
+        if (code != EC_END_OF_SEGMENT || !RepeatSegment(media)) {
+            media.m_pMediaControl->Stop();
+            SeekRange(media, media.m_pMediaSeeking);
+            media.m_pMediaControl->Run();
+        }
+        return false;
     }
     if (media.m_isLoop != 0 && media.m_pMediaControl != nullptr) {
         // On the graph itself: the item stays in its running state.

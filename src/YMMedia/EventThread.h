@@ -46,7 +46,7 @@ private:
 
     bool Rest(HANDLE queue);
     void Drain(CMedia& media);
-    bool HandleEnd(CMedia& media);
+    bool HandleEnd(CMedia& media, long code);
     void Forward(CMedia& media, long code, LONG_PTR param1, LONG_PTR param2);
 
     ymlib::CLock& m_gate;

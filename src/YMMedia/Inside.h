@@ -6,12 +6,14 @@
 
 #include <wrl/client.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include <ymdshow/LiveObjects.h>
 #include <ymdshow/Media.h>
 
 #include "BaseClasses/InterfaceIds.h"
@@ -19,6 +21,7 @@
 #include "Guard.h"
 #include "YMMedia/LoadRecorder.h"
 #include "YMMedia/Opening.h"
+#include "YMMedia/Pace.h"
 
 #define YMD_LOG_SOURCE "src/YMMedia"
 #include "Log.h"
@@ -39,10 +42,15 @@ struct CMedia::Inside {
     Inside();
     ~Inside();
 
+    /// The item, for the list of what is alive; null for a copy that nothing was done with.
+    std::atomic<const CMedia*> owner{nullptr};
+
     /// Held for what is done on the graph, by host threads and the event thread.
     ymlib::CLock gate;
     std::unique_ptr<EventThread> events;
     LoadRecorder load;
+
+    Pace pace;
 
     /// The item's path as it is; m_mediaPath is its form in code page 936, in which two files may
     /// look the same.
@@ -63,7 +71,11 @@ struct CMedia::Inside {
     template <class Result, class Body>
     static Result Locked(const CMedia& media, Result failure, Body&& body) {
         const ymlib::CYMAutoLock lock(media.m_lock);
-        return lock.IsDestroyed() ? failure : AnswerOr(failure, body);
+        if (lock.IsDestroyed()) {
+            return failure;
+        }
+        media.m_inside->owner = &media;
+        return AnswerOr(failure, body);
     }
 
     /// The same for an operation that uses the graph, which the event thread leaves alone
@@ -75,6 +87,7 @@ struct CMedia::Inside {
         if (lock.IsDestroyed()) {
             return failure;
         }
+        media.m_inside->owner = &media;
         media.m_inside->AnswerEventThread();
         const ymlib::CYMAutoLock turn(media.m_inside->gate);
         return lock.IsDestroyed() ? failure : AnswerOr(failure, body);
@@ -106,6 +119,9 @@ struct CMedia::Inside {
     static void TakePictureFromRecord(CMedia& media);
     static void CompletePicture(CMedia& media, std::uint32_t knownVideoTracks);
     static int Link(CMedia& media, HRESULT& result);
+    void Enlist();
+    void Strike();
+    static void List(const CMedia& media, std::vector<LiveObject>& objects);
     toolkit::FindMaker Makers() const;
     static std::vector<FilterDescription> Describe(const CMedia& media);
     static void RecordGraph(CMedia& media);
@@ -115,6 +131,10 @@ struct CMedia::Inside {
     static void ShowVideo(const CMedia& media, long visible);
     static void Rewind(CMedia& media);
     static int ApplyClip(CMedia& media);
+    static HRESULT SeekRange(CMedia& media, IMediaSeeking* seeking);
+    static bool RepeatSegment(CMedia& media);
+    static std::size_t PictureBytes(const CMedia& media);
+    static bool GrabPicture(CMedia& media, std::vector<BYTE>& dib);
     static void StartEvents(CMedia& media);
 };
 

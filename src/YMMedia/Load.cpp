@@ -82,6 +82,8 @@ int CMedia::Inside::Load(CMedia& media, CCoderScheme* scheme, int flag) {
 int CMedia::Inside::BuildGraph(CMedia& media, CCoderScheme* scheme, int flag) {
     LoadRecorder& record = media.m_inside->load;
     record.Begin();
+    media.m_inside->pace = Pace();
+    media.m_playRate = 1.0;
     if (media.m_mediaPath.empty()) {
         return record.Fail(L"no path is set", E_INVALIDARG);
     }

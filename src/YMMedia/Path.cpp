@@ -41,8 +41,12 @@ bool IsTaken(const std::wstring& path, const std::string& narrow) {
 
 } // namespace
 
-CMedia::Inside::Inside() : events(std::make_unique<EventThread>(*this)) {}
-CMedia::Inside::~Inside() = default;
+CMedia::Inside::Inside() : events(std::make_unique<EventThread>(*this)) {
+    Enlist();
+}
+CMedia::Inside::~Inside() {
+    Strike();
+}
 
 CMedia::InsidePointer::InsidePointer() : m_inside(new Inside) {}
 CMedia::InsidePointer::~InsidePointer() {
@@ -58,19 +62,21 @@ CMedia::InsidePointer& CMedia::InsidePointer::operator=(const InsidePointer& oth
     return *this;
 }
 
-CMedia::CMedia(const std::string& path, CMediaPlayer* player) : m_pMediaPlayer(player) {
+CMedia::CMedia(const std::string& path, CMediaPlayer* player) : CMedia(player) {
     if (!path.empty()) {
         SetMediaPath(path);
     }
 }
 
-CMedia::CMedia(const std::wstring& path, CMediaPlayer* player) : m_pMediaPlayer(player) {
+CMedia::CMedia(const std::wstring& path, CMediaPlayer* player) : CMedia(player) {
     if (!path.empty()) {
         SetMediaPath(path);
     }
 }
 
-CMedia::CMedia(CMediaPlayer* player) : m_pMediaPlayer(player) {}
+CMedia::CMedia(CMediaPlayer* player) : m_pMediaPlayer(player) {
+    m_inside->owner = this;
+}
 
 CMedia::CMedia(const CMedia& other) = default;
 CMedia& CMedia::operator=(const CMedia& other) = default;

@@ -39,7 +39,8 @@ int CMedia::Play() {
             YMD_LOG_ERROR("ymdshow::CMedia::Play", "DShow Run Failed : %s", m_mediaPath.c_str());
             return 0;
         }
-        if ((m_pEventCallBack != nullptr || m_isLoop != 0) && m_pMediaEvent != nullptr) {
+        if ((m_pEventCallBack != nullptr || m_isLoop != 0 || m_inside->pace.HasRange()) &&
+            m_pMediaEvent != nullptr) {
             m_inside->events->Resume(*this);
         }
         Inside::ShowVideo(*this, OATRUE);
@@ -107,7 +108,10 @@ void CMedia::Inside::ShowVideo(const CMedia& media, long visible) {
 
 /// To the clip's start.
 void CMedia::Inside::Rewind(CMedia& media) {
-    if (media.m_clipStartTime != 0 || media.m_clipEndTime != media.m_originalDuration) {
+    media.m_inside->pace.origin = media.m_clipStartTime;
+    if (media.m_inside->pace.HasRange()) {
+        SeekRange(media, ComPtr<IMediaSeeking>(media.m_pMediaSeeking).Get());
+    } else if (media.m_clipStartTime != 0 || media.m_clipEndTime != media.m_originalDuration) {
         ApplyClip(media);
     } else if (media.m_pMediaSeeking != nullptr) {
         LONGLONG start = 0;
@@ -161,9 +165,11 @@ int CMedia::SetMediaPosition(std::int64_t position) {
         const HRESULT result = SeekInUnits(
             seeking.Get(), frameTime, paused.StateResult(), [&](std::int64_t unit, TimeFormat) {
                 LONGLONG target = position / unit;
-                return seeking->SetPositions(&target, AM_SEEKING_AbsolutePositioning, nullptr,
-                                             AM_SEEKING_NoPositioning);
+                return seeking->SetPositions(
+                    &target, AM_SEEKING_AbsolutePositioning | m_inside->pace.SegmentFlag(), nullptr,
+                    AM_SEEKING_NoPositioning);
             });
+        m_inside->pace.origin = SUCCEEDED(result) ? position : m_inside->pace.origin;
         return SUCCEEDED(result) ? 1 : 0;
     });
 }
@@ -174,7 +180,7 @@ std::int64_t CMedia::GetMediaPosition() {
         if (m_pMediaSeeking != nullptr && m_playState != State_Stopped) {
             InMediaTime(m_pMediaSeeking, [&] { m_pMediaSeeking->GetCurrentPosition(&position); });
         }
-        return std::int64_t{position};
+        return m_inside->pace.PositionOf(position);
     });
 }
 
@@ -185,6 +191,7 @@ int CMedia::TimeClip(const std::int64_t& start, const std::int64_t& end) {
         const std::int64_t wantedEnd = end < 1 ? m_originalDuration : end;
         m_clipStartTime = std::min(wantedStart, wantedEnd);
         m_clipEndTime = std::max(wantedStart, wantedEnd);
+        m_inside->pace.end = 0;
         return Inside::ApplyClip(*this);
     });
 }
@@ -202,6 +209,7 @@ int CMedia::Inside::ApplyClip(CMedia& media) {
     const std::int64_t frameTime = media.m_videoOriginalAvgFrameTime;
     const std::int64_t start = media.m_clipStartTime;
     const std::int64_t end = media.m_clipEndTime;
+    media.m_inside->pace.origin = start;
     const PausedGraph paused(media.m_pMediaControl, media.m_lock, media.m_playState);
     const HRESULT result = SeekInUnits(
         seeking.Get(), frameTime, paused.StateResult(), [&](std::int64_t unit, TimeFormat format) {

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include <ymdshow/Media.h>
+#include <ymdshow/Version.h>
 
 #include "Guard.h"
 #include "Text/Text.h"
@@ -12,6 +13,10 @@
 #include "Log.h"
 
 namespace ymdshow {
+
+const char* GetLibraryVersion() {
+    return YMDSHOW_VERSION;
+}
 
 CMediaPlayer::CMediaPlayer() = default;
 CMediaPlayer::CMediaPlayer(const CMediaPlayer& other) = default;

@@ -105,6 +105,7 @@ public:
     std::map<GUID, LONGLONG, GuidLess> durations{{TIME_FORMAT_MEDIA_TIME, 100'000'000}};
     LONGLONG current = 0;
     LONGLONG stop = 0;
+    double rate = 1;
 
     /// 10 s in media time, 250 frames.
     void SupportFrames() { durations[TIME_FORMAT_FRAME] = 250; }
@@ -117,6 +118,12 @@ public:
     FAKE_GIVE(GetCapabilities, DWORD, capabilities)
     FAKE_GIVE(GetTimeFormat, GUID, format)
     FAKE_GIVE(GetCurrentPosition, LONGLONG, current)
+    FAKE_GIVE(GetRate, double, rate)
+    /// Journalled in percent.
+    STDMETHODIMP SetRate(double wanted) override {
+        const int percent = static_cast<int>(wanted * 100);
+        return Call("SetRate", std::tie(percent), [&] { rate = wanted; });
+    }
     STDMETHODIMP IsUsingTimeFormat(const GUID* asked) override {
         return Call("IsUsingTimeFormat", std::tie(*asked),
                     [&] { return *asked == format ? S_OK : S_FALSE; });
@@ -146,8 +153,7 @@ public:
     FAKE_UNEXPECTED(CheckCapabilities(DWORD*), IsFormatSupported(const GUID*),
                     QueryPreferredFormat(GUID*), GetStopPosition(LONGLONG*), GetPreroll(LONGLONG*),
                     ConvertTimeFormat(LONGLONG*, const GUID*, LONGLONG, const GUID*),
-                    GetPositions(LONGLONG*, LONGLONG*), GetAvailable(LONGLONG*, LONGLONG*),
-                    SetRate(double), GetRate(double*))
+                    GetPositions(LONGLONG*, LONGLONG*), GetAvailable(LONGLONG*, LONGLONG*))
 };
 
 /// IMediaEventEx: journal name "events". The queue takes no lock on the reading side: the

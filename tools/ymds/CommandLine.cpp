@@ -8,7 +8,7 @@
 
 #include "Console.h"
 #include "Keys.h"
-#include "Text.h"
+#include <ymdshow/Text.h>
 
 namespace ymds {
 
@@ -18,7 +18,8 @@ namespace {
 CLI::Option* AddText(CLI::App& app, const std::string& name, std::wstring& target,
                      const std::string& description) {
     return app.add_option_function<std::string>(
-        name, [&target](const std::string& value) { target = FromUtf8(value); }, description);
+        name, [&target](const std::string& value) { target = ymdshow::Utf8ToWide(value); },
+        description);
 }
 
 /// The file that a wrapper of the program has ready for a user who names none.
@@ -62,8 +63,8 @@ int PrintMessage(const CLI::App& app, const CLI::Error& error) {
     std::ostringstream out;
     std::ostringstream err;
     const int code = app.exit(error, out, err);
-    Out().Write(FromUtf8(out.str()));
-    Err().Write(FromUtf8(err.str()));
+    Out().Write(ymdshow::Utf8ToWide(out.str()));
+    Err().Write(ymdshow::Utf8ToWide(err.str()));
     return code == 0 ? kExitPlayed : kExitUsage;
 }
 
@@ -90,7 +91,7 @@ std::optional<int> Parse(const std::vector<std::wstring>& arguments, CommandLine
     // CLI11 takes the arguments without the program's name, last one first.
     std::vector<std::string> reversed;
     for (auto argument = arguments.rbegin(); argument != arguments.rend(); ++argument) {
-        reversed.push_back(ToUtf8(*argument));
+        reversed.push_back(ymdshow::WideToUtf8(*argument));
     }
     try {
         app.parse(reversed);

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <string>
 
-#include "Text.h"
+#include <ymdshow/Text.h>
 
 namespace ymds {
 
@@ -37,7 +37,7 @@ void Output::Write(std::wstring_view text) const {
         WriteConsoleW(m_handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
         return;
     }
-    const std::string bytes = ToUtf8(text);
+    const std::string bytes = ymdshow::WideToUtf8(std::wstring(text));
     for (std::size_t at = 0; at < bytes.size(); at += written) {
         written = 0;
         if (WriteFile(m_handle, bytes.data() + at, static_cast<DWORD>(bytes.size() - at), &written,

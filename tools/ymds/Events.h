@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include <ymdshow/ymdshow.h>
@@ -43,8 +42,5 @@ struct EventCount {
     unsigned count = 0;
 };
 void Count(std::vector<EventCount>& counts, long code);
-
-/// "EC_COMPLETE"; the number for a code without a known name.
-std::wstring EventName(long code);
 
 } // namespace ymds

@@ -31,10 +31,11 @@ std::vector<Section> Sections(const Pairs& pairs) {
     std::vector<Section> sections;
     for (const auto& [key, value] : pairs) {
         if (value.empty() || sections.empty()) {
-            sections.push_back({From936(key), {}});
+            sections.push_back({ymdshow::NarrowToWide(key), {}});
         }
         if (!value.empty()) {
-            sections.back().facts.emplace_back(From936(key), From936(value));
+            sections.back().facts.emplace_back(ymdshow::NarrowToWide(key),
+                                               ymdshow::NarrowToWide(value));
         }
     }
     return sections;
@@ -122,9 +123,9 @@ Section PlayerSection(const Facts& facts) {
 Json::Value InfoJson(const std::wstring& path, const Facts& facts,
                      const std::vector<Section>& sections) {
     Json::Value value;
-    value["path"] = ToUtf8(path);
+    value["path"] = ymdshow::WideToUtf8(path);
     value["loaded"] = facts.loaded;
-    value["error"] = facts.loaded ? Json::Value() : Json::Value(ToUtf8(facts.failure));
+    value["error"] = facts.loaded ? Json::Value() : Json::Value(ymdshow::WideToUtf8(facts.failure));
     value["duration_ms"] = static_cast<Json::Int64>(Milliseconds(facts.duration));
     value["video_tracks"] = facts.videoTracks;
     value["audio_tracks"] = facts.audioTracks;
@@ -136,10 +137,10 @@ Json::Value InfoJson(const std::wstring& path, const Facts& facts,
     Json::Value list(Json::arrayValue);
     for (const Section& section : sections) {
         Json::Value entry;
-        entry["name"] = ToUtf8(section.name);
+        entry["name"] = ymdshow::WideToUtf8(section.name);
         Json::Value values(Json::objectValue);
         for (const auto& [key, text] : section.facts) {
-            values[ToUtf8(key)] = ToUtf8(text);
+            values[ymdshow::WideToUtf8(key)] = ymdshow::WideToUtf8(text);
         }
         entry["facts"] = values;
         list.append(entry);
@@ -161,16 +162,17 @@ int Refuse(const InfoOptions& options, const std::wstring& reason) {
 } // namespace
 
 int Info(const InfoOptions& options) {
-    const MediaPath path = ResolveMedia(options.file);
-    if (!path.error.empty()) {
-        return Refuse(options, path.error);
-    }
-    ymdshow::CMediaPlayer player;
-    const std::wstring error = UseScheme(player.GetCoderScheme(), options.scheme);
+    std::wstring error;
+    const std::wstring path = MediaPath(options.file, error);
     if (!error.empty()) {
         return Refuse(options, error);
     }
-    ymdshow::CMedia* media = player.AddMedia(path.library, 0);
+    ymdshow::CMediaPlayer player;
+    error = UseScheme(player.GetCoderScheme(), options.scheme);
+    if (!error.empty()) {
+        return Refuse(options, error);
+    }
+    ymdshow::CMedia* media = player.AddMedia(path, 0);
     if (media == nullptr) {
         return Refuse(options, L"the library cannot find it");
     }

@@ -1,6 +1,6 @@
 #include "JsonText.h"
 
-#include "Text.h"
+#include <ymdshow/Text.h>
 
 namespace ymds {
 
@@ -8,7 +8,7 @@ std::wstring JsonText(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "  ";
     builder["emitUTF8"] = true;
-    return FromUtf8(Json::writeString(builder, value)) + L"\n";
+    return ymdshow::Utf8ToWide(Json::writeString(builder, value)) + L"\n";
 }
 
 } // namespace ymds

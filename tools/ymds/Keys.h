@@ -12,6 +12,7 @@ enum class Action {
     SeekBack,
     SeekForward,
     Step,
+    StepBack,
     ToggleMute,
     ToggleLoop,
     ClipStart,
@@ -27,7 +28,7 @@ std::optional<Action> ActionOfKey(WORD virtualKey, wchar_t character);
 
 /// One line for the help text.
 inline constexpr const char* kKeyHelp =
-    "Keys, in the window and in the terminal: space pause, arrows seek 5 s, . step, m mute, "
+    "Keys, in the window and in the terminal: space pause, arrows seek 5 s, . step, , step back, m mute, "
     "l loop, [ and ] clip bounds, s snapshot, a next audio track, q quit";
 
 } // namespace ymds

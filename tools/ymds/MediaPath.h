@@ -4,15 +4,9 @@
 
 namespace ymds {
 
-/// A media path as the library takes it.
-struct MediaPath {
-    std::string library; ///< code page 936, absolute unless it is a URL
-    std::wstring error;  ///< why it cannot be played; empty otherwise
-};
-
-/// Looks the file up and turns its name into the library's text. A name that code page 936
-/// cannot express is replaced by the file's short name where it has one.
-MediaPath ResolveMedia(const std::wstring& file);
+/// A file or URL as the library takes it; why the file cannot be played goes to `trouble`, which
+/// is left alone otherwise.
+std::wstring MediaPath(const std::wstring& file, std::wstring& trouble);
 
 /// The absolute form of a path.
 std::wstring FullPath(const std::wstring& path);

@@ -25,8 +25,8 @@ void ShowRecord(const ymlib::LogRecord& record) {
     const wchar_t* level = record.level >= ymlib::LOG_ERROR     ? L"error"
                            : record.level >= ymlib::LOG_WARNING ? L"warning"
                                                                 : L"note";
-    Err().Write(std::wstring(level) + L": " + record.text + L"  [" + FromUtf8(record.function) +
-                L"]\n");
+    Err().Write(std::wstring(level) + L": " + record.text + L"  [" +
+                ymdshow::Utf8ToWide(record.function) + L"]\n");
 }
 
 class PlayRun {
@@ -48,7 +48,6 @@ private:
     std::unique_ptr<PlayWindow> m_window; // outlives the graph that draws into it
     ymdshow::CMediaPlayer m_player;
     ymdshow::CMedia* m_media = nullptr; // the player's
-    std::unique_ptr<SchemeFilterWatch> m_filterWatch;
 };
 
 /// For a main thread that hangs in a filter: tells what can be told and ends the process.
@@ -109,17 +108,17 @@ bool PlayRun::LoadScheme() {
 }
 
 bool PlayRun::Load() {
-    const MediaPath path = ResolveMedia(m_options.file);
-    if (!path.error.empty()) {
-        return Fail(path.error);
+    std::wstring trouble;
+    const std::wstring path = MediaPath(m_options.file, trouble);
+    if (!trouble.empty()) {
+        return Fail(trouble);
     }
-    m_media = m_player.AddMedia(path.library, 0);
+    m_media = m_player.AddMedia(path, 0);
     if (m_media == nullptr) {
         return Fail(L"the library cannot find it");
     }
     m_window = std::make_unique<PlayWindow>(m_options.window, Stem(m_options.file));
     m_media->SetPlayWindow(m_window->Stage());
-    m_filterWatch = std::make_unique<SchemeFilterWatch>(*m_media);
     const bool known =
         m_media->GetOriginalVideoTrackNum() + m_media->GetOriginalAudioTrackNum() > 0;
     const bool loaded = m_player.LoadMedia(m_media);
@@ -138,7 +137,7 @@ void PlayRun::Describe() {
     m_report.duration = m_media->GetOriginalDuration();
     m_report.videoTracks = m_media->GetVideoTrackNum();
     m_report.audioTracks = m_media->GetAudioTrackNum();
-    m_report.filters = ListFilters(*m_media, *m_filterWatch);
+    m_report.filters = m_media->GetFilters();
     double aspectRatio = 0;
     if (m_report.videoTracks > 0) {
         m_report.width = m_media->GetVideoOriginalWidth();

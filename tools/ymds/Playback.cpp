@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "MediaPath.h"
-#include "Snapshot.h"
 #include "Text.h"
 
 namespace ymds {
@@ -28,7 +27,7 @@ std::wstring PictureName(const std::wstring& file, const std::wstring& suffix) {
 /// A splitter of Wine's that feeds several streams blocks for good after a seek in a graph
 /// that is not stopped.
 bool HasWineSource(const PlayReport& report) {
-    return RunsUnderWine() && (report.filters.empty() || report.filters.front().module.empty());
+    return RunsUnderWine() && (report.filters.empty() || !report.filters.front().isFromModule);
 }
 
 } // namespace
@@ -54,7 +53,8 @@ void Playback::Run() {
     }
     m_progress.Clear();
     if (m_report.error.empty()) {
-        SaveReportSnapshot(false);
+        m_media.Pause(); // the picture is not to run on
+        SaveReportSnapshot();
     }
     m_watchdog.Beat();
     m_media.SetEventCallBackFun(nullptr, nullptr);
@@ -77,7 +77,7 @@ void Playback::Turn() {
     const std::int64_t position = m_player.Position();
     Account(position);
     if (m_report.played >= SnapshotTime()) {
-        SaveReportSnapshot(true);
+        SaveReportSnapshot();
     }
     if (m_options.seconds > 0 && static_cast<double>(m_running) >= m_options.seconds * 1000) {
         End(L"seconds");
@@ -95,7 +95,7 @@ void Playback::HandleKeys() {
             End(L"quit");
         } else if (action == Action::Snapshot) {
             const std::wstring at = std::to_wstring(Milliseconds(m_player.Position()));
-            SaveSnapshot(PictureName(m_options.file, L"-" + at), !m_player.IsPaused());
+            SaveSnapshot(PictureName(m_options.file, L"-" + at));
         } else {
             const std::wstring note = m_player.Do(action);
             if (!note.empty()) {
@@ -180,16 +180,13 @@ std::int64_t Playback::SnapshotTime() const {
     return whole > 0 ? whole / 2 : kUnknownDurationSnapshot;
 }
 
-void Playback::SaveSnapshot(const std::wstring& path, bool resume) {
-    Picture picture;
-    std::wstring trouble = TakePicture(m_media, resume, picture);
-    if (trouble.empty()) {
-        trouble = SavePng(picture, path);
-    }
+void Playback::SaveSnapshot(const std::wstring& path) {
+    std::wstring trouble;
+    m_media.SaveSnapshot(FullPath(path), &trouble);
     m_progress.Note(trouble.empty() ? L"saved " + path : trouble);
 }
 
-void Playback::SaveReportSnapshot(bool resume) {
+void Playback::SaveReportSnapshot() {
     if (m_isSnapshotDone) {
         return;
     }
@@ -206,12 +203,7 @@ void Playback::SaveReportSnapshot(bool resume) {
     }
     const std::wstring path =
         m_options.snapshot.empty() ? PictureName(m_options.file, L"") : m_options.snapshot;
-    Picture picture;
-    m_report.snapshotNote = TakePicture(m_media, resume && !m_player.IsPaused(), picture);
-    if (m_report.snapshotNote.empty()) {
-        m_report.snapshotNote = SavePng(picture, path);
-    }
-    if (m_report.snapshotNote.empty()) {
+    if (m_media.SaveSnapshot(FullPath(path), &m_report.snapshotNote)) {
         m_report.snapshot = path;
     }
 }

@@ -34,8 +34,8 @@ private:
     void FitPicture();
     void Account(std::int64_t position);
     void WatchForStall(std::int64_t position);
-    void SaveSnapshot(const std::wstring& path, bool resume);
-    void SaveReportSnapshot(bool resume);
+    void SaveSnapshot(const std::wstring& path);
+    void SaveReportSnapshot();
     std::int64_t SnapshotTime() const;
     void End(const wchar_t* reason);
     void Fail(const std::wstring& error, HRESULT result);

@@ -30,7 +30,9 @@ std::wstring Player::Do(Action action) {
     case Action::SeekForward:
         return Seek(Position() + kSeekStep) ? L"" : L"the graph refused the seek";
     case Action::Step:
-        return Step();
+        return Step(1);
+    case Action::StepBack:
+        return Step(-1);
     case Action::ToggleMute:
         return ToggleMute();
     case Action::ToggleLoop:
@@ -73,17 +75,18 @@ std::wstring Player::TogglePause() {
     return done == 1 ? L"" : L"the graph refused";
 }
 
-std::wstring Player::Step() {
-    const std::int64_t position = Position();
-    if (!m_isPaused) {
-        m_isPaused = m_media.Pause() == 1;
+std::wstring Player::Step(int frames) {
+    bool isStepped = false;
+    if (m_needsStop) {
+        const std::int64_t frame = m_media.GetVideoOiginalAvgFrameTime();
+        const std::int64_t position = Position();
+        m_isPaused = m_isPaused || m_media.Pause() == 1;
+        isStepped = Seek(position + frames * (frame > 0 ? frame : kUsualFrameTime));
+    } else {
+        isStepped = m_media.StepFrames(frames) == 1;
+        m_isPaused = m_media.IsPaused() == 1;
     }
-    if (m_media.CanStep() == 1) {
-        return m_media.StepFrame() == 1 ? L"" : L"the graph refused the step";
-    }
-    const std::int64_t frame = m_media.GetVideoOiginalAvgFrameTime();
-    return Seek(position + (frame > 0 ? frame : kUsualFrameTime)) ? L"stepped by seeking"
-                                                                  : L"the graph refused the step";
+    return isStepped ? L"stepped" : L"the graph refused the step";
 }
 
 std::wstring Player::ToggleMute() {

@@ -27,7 +27,7 @@ public:
 
 private:
     std::wstring TogglePause();
-    std::wstring Step();
+    std::wstring Step(int frames);
     std::wstring ToggleMute();
     std::wstring ToggleLoop();
     std::wstring Clip(std::int64_t start, std::int64_t end);

@@ -22,7 +22,7 @@ std::wstring Tracks(unsigned video, unsigned audio) {
 std::wstring EventsText(const std::vector<EventCount>& events) {
     std::wstring text;
     for (const EventCount& event : events) {
-        text += (text.empty() ? L"" : L", ") + EventName(event.code);
+        text += (text.empty() ? L"" : L", ") + ymdshow::EventText(event.code);
         if (event.count > 1) {
             text += L" x" + std::to_wstring(event.count);
         }
@@ -31,7 +31,7 @@ std::wstring EventsText(const std::vector<EventCount>& events) {
 }
 
 Json::Value Utf8(const std::wstring& text) {
-    return Json::Value(ToUtf8(text));
+    return Json::Value(ymdshow::WideToUtf8(text));
 }
 
 /// Null for an empty text.
@@ -39,14 +39,14 @@ Json::Value Utf8OrNull(const std::wstring& text) {
     return text.empty() ? Json::Value() : Utf8(text);
 }
 
-Json::Value FiltersJson(const std::vector<FilterLine>& filters) {
+Json::Value FiltersJson(const std::vector<ymdshow::FilterDescription>& filters) {
     Json::Value list(Json::arrayValue);
-    for (const FilterLine& filter : filters) {
+    for (const auto& filter : filters) {
         Json::Value entry;
         entry["name"] = Utf8(filter.name);
-        entry["clsid"] = Utf8(GuidText(filter.clsid));
-        entry["file"] = Utf8OrNull(filter.file);
-        entry["module"] = Utf8OrNull(filter.module);
+        entry["clsid"] = Utf8(ymdshow::GuidText(filter.clsid));
+        entry["file"] = filter.isFromModule ? Json::Value() : Utf8OrNull(filter.file);
+        entry["module"] = filter.isFromModule ? Utf8(filter.file) : Json::Value();
         list.append(entry);
     }
     return list;
@@ -57,7 +57,7 @@ Json::Value EventsJson(const std::vector<EventCount>& events) {
     for (const EventCount& event : events) {
         Json::Value entry;
         entry["code"] = static_cast<Json::Int64>(event.code);
-        entry["name"] = Utf8(EventName(event.code));
+        entry["name"] = Utf8(ymdshow::EventText(event.code));
         entry["count"] = event.count;
         list.append(entry);
     }
@@ -76,7 +76,7 @@ Json::Value LoadJson(const ymdshow::LoadReport& load) {
     for (const auto& filter : load.filters) {
         Json::Value entry;
         entry["name"] = Utf8(filter.name);
-        entry["clsid"] = Utf8(GuidText(filter.clsid));
+        entry["clsid"] = Utf8(ymdshow::GuidText(filter.clsid));
         entry["module"] = Utf8OrNull(filter.module);
         entry["created"] = filter.created;
         entry["added"] = filter.added;
@@ -113,15 +113,11 @@ std::wstring ReportText(const PlayReport& report) {
     }
     Line(text, L"Filters", std::to_wstring(report.filters.size()));
     unsigned number = 0;
-    for (const FilterLine& filter : report.filters) {
+    for (const auto& filter : report.filters) {
         text += L"  " + std::to_wstring(++number) + L" " + filter.name + L"\n      " +
-                GuidText(filter.clsid);
-        if (!filter.module.empty()) {
-            text += L"  from module " + filter.module;
-        } else if (!filter.file.empty()) {
-            text += L"  " + filter.file;
-        }
-        text += L"\n";
+                ymdshow::GuidText(filter.clsid);
+        text += filter.isFromModule ? L"  from module " : filter.file.empty() ? L"" : L"  ";
+        text += filter.file + L"\n";
     }
     Line(text, L"Events", EventsText(report.events));
     Line(text, L"Played",
@@ -164,7 +160,7 @@ std::wstring AttemptsText(const ymdshow::LoadReport& load) {
     }
     for (const auto& filter : load.filters) {
         text += L"  filter " + filter.name + L" " +
-                (filter.module.empty() ? GuidText(filter.clsid) : filter.module) + L": " +
+                (filter.module.empty() ? ymdshow::GuidText(filter.clsid) : filter.module) + L": " +
                 (filter.added                                 ? L"added"
                  : filter.created && SUCCEEDED(filter.result) ? L"left out, it has no role"
                  : filter.created ? L"refused by the graph, " + HexAndWords(filter.result)

@@ -7,7 +7,6 @@
 #include <ymdshow/ymdshow.h>
 
 #include "Events.h"
-#include "GraphFilters.h"
 
 namespace ymds {
 
@@ -25,7 +24,7 @@ struct PlayReport {
     unsigned audioTracks = 0;
     long width = 0;
     long height = 0;
-    std::vector<FilterLine> filters;
+    std::vector<ymdshow::FilterDescription> filters;
     std::vector<EventCount> events;
     std::wstring snapshot;     ///< the picture's file; empty without one
     std::wstring snapshotNote; ///< why there is none

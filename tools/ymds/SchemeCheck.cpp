@@ -29,12 +29,12 @@ std::wstring FilterText(const ymdshow::FilterInfo& filter) {
     std::wstring text = filter.strName + L"  (" + RoleName(filter.nType);
     text += filter.bOnlyOne ? L", only one" : L"";
     text += filter.bCache ? L"" : L", not cached";
-    text += L")  " + GuidText(filter.clsid);
+    text += L")  " + ymdshow::GuidText(filter.clsid);
     if (filter.bHasDMOCategory) {
-        text += L"  DMO of " + GuidText(filter.clsidDMOCategory);
+        text += L"  DMO of " + ymdshow::GuidText(filter.clsidDMOCategory);
     }
     if (filter.bHasCategory) {
-        text += L"  category " + GuidText(filter.clsidCategory);
+        text += L"  category " + ymdshow::GuidText(filter.clsidCategory);
     }
     if (!filter.strPath.empty()) {
         text += L"  module " + filter.strPath;
@@ -61,7 +61,7 @@ std::wstring SchemesText(ymdshow::CCoderScheme& scheme) {
     std::wstring text;
     const std::vector<std::string> types = scheme.GetSchemeTypes();
     for (const std::string& type : types) {
-        text += From936(type) + L"\n";
+        text += ymdshow::NarrowToWide(type) + L"\n";
         ymdshow::CCoderScheme::Scheme* filters = nullptr;
         unsigned number = 0;
         if (scheme.FindScheme(type, &filters)) {

@@ -1,4 +1,4 @@
-#include "Dib.h"
+#include "YMMedia/Dib.h"
 
 #include <windows.h>
 
@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace ymds {
+namespace ymdshow {
 
 namespace {
 
@@ -24,13 +24,13 @@ std::uint8_t Clamp(int value) {
 }
 
 /// BT.601, limited range.
-void PutYuv(std::uint8_t* bgr, int y, int u, int v) {
+void PutYuv(std::uint8_t* bgra, int y, int u, int v) {
     const int c = 298 * (y - 16) + 128;
     const int d = u - 128;
     const int e = v - 128;
-    bgr[0] = Clamp((c + 516 * d) >> 8);
-    bgr[1] = Clamp((c - 100 * d - 208 * e) >> 8);
-    bgr[2] = Clamp((c + 409 * e) >> 8);
+    bgra[0] = Clamp((c + 516 * d) >> 8);
+    bgra[1] = Clamp((c - 100 * d - 208 * e) >> 8);
+    bgra[2] = Clamp((c + 409 * e) >> 8);
 }
 
 struct Source {
@@ -39,9 +39,9 @@ struct Source {
     std::size_t imageSize; ///< as the header has it; 0 when it does not say
 };
 
-std::uint8_t* Row(Picture& picture, int y) {
+std::uint8_t* Row(Snapshot& picture, int y) {
     return picture.pixels.data() +
-           static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.width) * 3;
+           static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.stride);
 }
 
 /// Moves the highest eight of a mask's bits into a byte.
@@ -58,7 +58,7 @@ std::uint8_t MaskedByte(DWORD value, DWORD mask) {
 }
 
 bool DecodeRgb(const Source& source, int bits, const DWORD (&masks)[3], bool fromBottom,
-               Picture& picture) {
+               Snapshot& picture) {
     const std::size_t width = static_cast<std::size_t>(picture.width);
     const std::size_t bytes = static_cast<std::size_t>(bits / 8);
     const std::size_t stride = (width * bytes + 3) / 4 * 4;
@@ -69,7 +69,7 @@ bool DecodeRgb(const Source& source, int bits, const DWORD (&masks)[3], bool fro
         const int line = fromBottom ? picture.height - 1 - y : y;
         const std::uint8_t* from = source.bits + stride * static_cast<std::size_t>(line);
         std::uint8_t* to = Row(picture, y);
-        for (std::size_t x = 0; x < width; ++x, from += bytes, to += 3) {
+        for (std::size_t x = 0; x < width; ++x, from += bytes, to += 4) {
             if (bytes == 2) {
                 const DWORD value = static_cast<DWORD>(from[0]) | static_cast<DWORD>(from[1]) << 8;
                 to[0] = MaskedByte(value, masks[2]);
@@ -83,7 +83,7 @@ bool DecodeRgb(const Source& source, int bits, const DWORD (&masks)[3], bool fro
     return true;
 }
 
-bool DecodePacked(const Source& source, bool lumaFirst, Picture& picture) {
+bool DecodePacked(const Source& source, bool lumaFirst, Snapshot& picture) {
     const std::size_t pairs = (static_cast<std::size_t>(picture.width) + 1) / 2;
     const std::size_t stride = pairs * 4;
     if (source.size < stride * static_cast<std::size_t>(picture.height)) {
@@ -94,7 +94,7 @@ bool DecodePacked(const Source& source, bool lumaFirst, Picture& picture) {
     for (int y = 0; y < picture.height; ++y) {
         const std::uint8_t* from = source.bits + stride * static_cast<std::size_t>(y);
         std::uint8_t* to = Row(picture, y);
-        for (int x = 0; x < picture.width; ++x, to += 3) {
+        for (int x = 0; x < picture.width; ++x, to += 4) {
             const std::uint8_t* pair = from + static_cast<std::size_t>(x / 2) * 4;
             PutYuv(to, pair[luma + static_cast<std::size_t>(x % 2) * 2], pair[chroma],
                    pair[chroma + 2]);
@@ -103,7 +103,7 @@ bool DecodePacked(const Source& source, bool lumaFirst, Picture& picture) {
     return true;
 }
 
-bool DecodePlanar(const Source& source, bool semiPlanar, bool blueFirst, Picture& picture) {
+bool DecodePlanar(const Source& source, bool semiPlanar, bool blueFirst, Snapshot& picture) {
     const std::size_t height = static_cast<std::size_t>(picture.height);
     const std::size_t chromaHeight = (height + 1) / 2;
     std::size_t stride = (static_cast<std::size_t>(picture.width) + 1) / 2 * 2;
@@ -125,7 +125,7 @@ bool DecodePlanar(const Source& source, bool semiPlanar, bool blueFirst, Picture
         const std::uint8_t* from = source.bits + stride * static_cast<std::size_t>(y);
         const std::size_t line = chromaStride * static_cast<std::size_t>(y / 2);
         std::uint8_t* to = Row(picture, y);
-        for (int x = 0; x < picture.width; ++x, to += 3) {
+        for (int x = 0; x < picture.width; ++x, to += 4) {
             const std::size_t at = line + static_cast<std::size_t>(x / 2) * step;
             PutYuv(to, from[x], u[at], v[at]);
         }
@@ -134,7 +134,7 @@ bool DecodePlanar(const Source& source, bool semiPlanar, bool blueFirst, Picture
 }
 
 bool DecodeBits(const BITMAPINFOHEADER& header, const Source& source, const DWORD (&masks)[3],
-                bool topDown, Picture& picture) {
+                bool topDown, Snapshot& picture) {
     switch (header.biCompression) {
     case BI_RGB:
     case BI_BITFIELDS:
@@ -161,7 +161,7 @@ bool DecodeBits(const BITMAPINFOHEADER& header, const Source& source, const DWOR
 
 } // namespace
 
-bool DecodeDib(const std::uint8_t* data, std::size_t size, bool topDown, Picture& picture) {
+bool DecodeDib(const std::uint8_t* data, std::size_t size, bool topDown, Snapshot& picture) {
     BITMAPINFOHEADER header{};
     if (data == nullptr || size < sizeof(header)) {
         return false;
@@ -185,20 +185,11 @@ bool DecodeDib(const std::uint8_t* data, std::size_t size, bool topDown, Picture
     }
     picture.width = static_cast<int>(header.biWidth);
     picture.height = static_cast<int>(std::abs(header.biHeight));
+    picture.stride = picture.width * 4;
     picture.pixels.assign(
-        static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height) * 3, 0);
+        static_cast<std::size_t>(picture.stride) * static_cast<std::size_t>(picture.height), 255);
     return DecodeBits(header, {data + offset, size - offset, header.biSizeImage}, masks, topDown,
                       picture);
 }
 
-bool IsBlank(const Picture& picture) {
-    const auto& pixels = picture.pixels;
-    for (std::size_t at = 3; at < pixels.size(); ++at) {
-        if (pixels[at] != pixels[at - 3]) {
-            return false;
-        }
-    }
-    return true;
-}
-
-} // namespace ymds
+} // namespace ymdshow
