@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "base/Formats.h"
 #include "media/StreamTypes.h"
 
 using Microsoft::WRL::ComPtr;
@@ -401,6 +402,14 @@ bool DecoderFilter::ChangeType(IMediaSample& sample, const AM_MEDIA_TYPE& type) 
     AM_MEDIA_TYPE offered = type;
     return SUCCEEDED(m_output.ConnectedTo(&peer)) && peer->QueryAccept(&type) == S_OK &&
            SUCCEEDED(sample.SetMediaType(&offered)) && SUCCEEDED(m_output.SetType(type));
+}
+
+bool DecoderFilter::IsPeersType(const AM_MEDIA_TYPE& type) {
+    ComPtr<IPin> peer;
+    ymdshow::MediaType own;
+    return SUCCEEDED(m_output.ConnectedTo(&peer)) &&
+           SUCCEEDED(peer->ConnectionMediaType(own.Put())) &&
+           CheckSameType(own.Get(), type) == S_OK;
 }
 
 } // namespace ymfilters

@@ -74,6 +74,9 @@ protected:
     /// Attaches a new type to a sample if the peer takes it.
     bool ChangeType(IMediaSample& sample, const AM_MEDIA_TYPE& type);
 
+    /// Whether it is also by the peer's word the connection's type.
+    bool IsPeersType(const AM_MEDIA_TYPE& type);
+
 private:
     class Input final : public InputPin {
     public:

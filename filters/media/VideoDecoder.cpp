@@ -260,6 +260,7 @@ void VideoDecoder::OnReset() {
     m_ahead.reset();
     m_held.reset();
     m_nextTime = AV_NOPTS_VALUE;
+    m_peerTypes = PeerTypes::Unknown;
     m_shape = ShapeOf(Stream(), nullptr, AppliedRotation(Stream()));
     m_layout = ReadPictureLayout(OutputConnection().Get(), m_shape);
     OnPlace();
@@ -313,24 +314,38 @@ HRESULT VideoDecoder::Show(const AVFrame& picture, LONGLONG start, LONGLONG stop
     if (m_layout->hasFields) {
         SetFieldFlags(*sample.Get(), FieldFlags(picture));
     }
-    return Deliver(*sample.Get());
+    hr = Deliver(*sample.Get());
+    if (m_peerTypes == PeerTypes::Asked) {
+        m_peerTypes = IsPeersType(m_offered.Get()) ? PeerTypes::Followed : PeerTypes::Fixed;
+    }
+    return hr;
 }
 
-// A peer that does not follow gets pictures of the size it was connected with.
+// A peer that does not follow gets pictures of the size it was connected with. Some take every type
+// that is offered and go on as before: what they do with one for the same picture tells.
 void VideoDecoder::Adapt(IMediaSample& sample, const AVFrame& picture) {
     const PictureShape shape = ShapeOf(Stream(), &picture, AppliedRotation(Stream()));
     const bool isSameSize = shape.width == m_shape.width && shape.height == m_shape.height;
     const bool isSameAspect = av_cmp_q(shape.pixelAspect, m_shape.pixelAspect) == 0;
-    if (isSameSize && (isSameAspect || !m_layout->hasFields)) {
+    if (m_peerTypes == PeerTypes::Fixed || (isSameSize && (isSameAspect || !m_layout->hasFields))) {
         return;
     }
-    m_shape = shape;
-    const ymdshow::MediaType type = PictureTypeLike(OutputConnection().Get(), shape);
+    const ymdshow::MediaType now = OutputConnection();
+    if (m_peerTypes == PeerTypes::Unknown) {
+        m_peerTypes = PeerTypes::Fixed;
+        if (SUCCEEDED(m_offered.Assign(now.Get()))) {
+            ++reinterpret_cast<VIDEOINFOHEADER*>(m_offered->pbFormat)->AvgTimePerFrame;
+            m_peerTypes = ChangeType(sample, m_offered.Get()) ? PeerTypes::Asked : PeerTypes::Fixed;
+        }
+        return;
+    }
+    const ymdshow::MediaType type = PictureTypeLike(now.Get(), shape);
     const std::optional<PictureLayout> layout = ReadPictureLayout(type.Get(), shape);
     if (layout && static_cast<long>(layout->Size()) <= sample.GetSize() &&
         ChangeType(sample, type.Get())) {
         m_layout = layout;
     }
+    m_shape = shape;
 }
 
 } // namespace ymfilters

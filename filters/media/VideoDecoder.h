@@ -64,6 +64,11 @@ private:
     std::optional<PictureLayout> m_layout;
     PictureShape m_shape; ///< that the layout's type stands for
     PictureConverter m_converter;
+
+    /// What becomes of types that change in mid-stream.
+    enum class PeerTypes { Unknown, Asked, Followed, Fixed };
+    PeerTypes m_peerTypes = PeerTypes::Unknown;
+    ymdshow::MediaType m_offered;
 };
 
 } // namespace ymfilters
