@@ -3,7 +3,7 @@
 #include <ymdshow/CoderScheme.h>
 
 #include <benchmark/benchmark.h>
-#include <json/json.h>
+#include <ymlib/Json.h>
 
 #include <algorithm>
 #include <chrono>

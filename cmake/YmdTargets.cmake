@@ -1,6 +1,8 @@
 # Compile settings that every target of the tree shares.
 add_library(ymd_settings INTERFACE)
 target_include_directories(ymd_settings INTERFACE ${PROJECT_SOURCE_DIR}/include)
+# Headers of others that go with the library's.
+target_include_directories(ymd_settings SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/include)
 target_compile_definitions(ymd_settings INTERFACE _WIN32_WINNT=0x0601 NOMINMAX NO_DSHOW_STRSAFE WIN32_LEAN_AND_MEAN)
 if(MSVC)
   target_compile_options(ymd_settings INTERFACE /W4 /utf-8 /EHsc $<$<BOOL:${YMD_WERROR}>:/WX>)

@@ -1,6 +1,8 @@
 #pragma once
 
-#include <json/json.h>
+// jsoncpp's classes, whose code is in the utility library: a host needs no jsoncpp of its own. One
+// that has another version uses that alone, and not this header.
+#include <ymlib/json/json.h>
 
 #include <ymlib/Export.h>
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include <json/json.h>
+#include <ymlib/Json.h>
 
 #include <ymdshow/SchemeReport.h>
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include <json/json.h>
+#include <ymlib/Json.h>
 
 namespace ymdshow {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include <json/json.h>
+#include <ymlib/Json.h>
 
 namespace ymds_tests {
 
