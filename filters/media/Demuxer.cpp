@@ -340,6 +340,7 @@ int Demuxer::Seek(LONGLONG time, LONGLONG* keyFrame) {
     // and if it lies behind the target, the next try begins earlier.
     const bool isVideo = m_reference >= 0 &&
                          m_format->streams[m_reference]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+    const LONGLONG latest = time - Preroll();
     for (LONGLONG back = isVideo ? 0 : kAudioPreroll;; back = back * 4 + kSecond) {
         const LONGLONG from = std::max<LONGLONG>(time - back, 0);
         const int result = SeekContainer(from);
@@ -362,7 +363,7 @@ int Demuxer::Seek(LONGLONG time, LONGLONG* keyFrame) {
             if (read >= 0) {
                 m_ahead.push_back(std::move(packet));
             }
-            if (isKey && (found <= time || from == 0)) {
+            if (isKey && (found <= latest || from == 0)) {
                 *keyFrame = found;
                 return 0;
             }
@@ -374,6 +375,19 @@ int Demuxer::Seek(LONGLONG time, LONGLONG* keyFrame) {
             }
         }
     }
+}
+
+/// What the sound that is read has to be decoded for before it is right, as its codec says.
+LONGLONG Demuxer::Preroll() const {
+    LONGLONG longest = 0;
+    for (unsigned i = 0; i < m_format->nb_streams; ++i) {
+        const AVStream& stream = *m_format->streams[i];
+        const AVCodecParameters& codec = *stream.codecpar;
+        if (stream.discard != AVDISCARD_ALL && codec.sample_rate > 0 && codec.seek_preroll > 0) {
+            longest = std::max(longest, av_rescale(codec.seek_preroll, kSecond, codec.sample_rate));
+        }
+    }
+    return std::min(longest, kAudioPreroll);
 }
 
 int Demuxer::SeekContainer(LONGLONG time) {

@@ -69,6 +69,7 @@ private:
     bool HasGrown();
     void ToMediaTime(AVPacket& packet);
     void MendDiscontinuity(const AVStream& stream, AVPacket& packet);
+    LONGLONG Preroll() const;
     int SeekContainer(LONGLONG time);
     void ClearErrors();
     static int IsInterrupted(void* demuxer);
