@@ -73,7 +73,7 @@ files() {
     clip h264-444.mp4 $s 50 $x264 -pix_fmt yuv444p
     clip h264-interlaced.mp4 720x576 75 $(tone) $x264 -flags +ilme+ildct -x264opts tff=1 -aspect 16:9 $aac
     clip h264-anamorphic.mp4 720x576 50 -vf setsar=64/45 $x264
-    turn=90 shown=256x384 clip turned.mp4 $s 100 $x264
+    turn=90 shown=256x384 clip .turned.mp4 $s 100 $x264
     clip h264-vfr.mp4 $s 100 $(tone) -vf "setpts=(N+0.4*mod(N\,3))/25/TB" -vsync passthrough -enc_time_base 1/1000 -video_track_timescale 1000 $x264 $aac
     clip h264-51.mp4 $s 100 -f lavfi -i "aevalsrc=0.3*sin(2*PI*440*t)|0.3*sin(2*PI*550*t)|0.3*sin(2*PI*660*t)|0.1*sin(2*PI*60*t)|0.3*sin(2*PI*770*t)|0.3*sin(2*PI*880*t):c=5.1:d=4:s=48000" $x264 -c:a aac -b:a 256k
     clip h264-start5.mp4 $s 100 $(tone) $x264 $aac -output_ts_offset 5
@@ -86,7 +86,7 @@ files() {
     clip mpeg4-mp3.mp4 $s 100 $(tone) -c:v mpeg4 -q:v 3 -bf 2 -c:a libmp3lame
     clip vp9-flac.mp4 $s 100 $(tone) $vp9 -c:a flac -strict -2
     clip mpeg4-aac.3gp 352x288 100 $(tone 440 4 44100) -c:v mpeg4 -q:v 3 $aac
-    clip h263-aac.3gp 352x288 100 $(tone 440 4 44100) -c:v h263 -q:v 2 $aac
+    clip h263-aac.3gp 352x288 100 $(tone 440 4 44100) -c:v h263 -q:v 1 -qmin 1 -mbd rd $aac
     clip aac.m4a - 0 $(tone 440 4 44100) $aac
     clip alac.m4a - 0 $(tone 440 4 44100) -c:a alac
     # MOV
@@ -185,7 +185,7 @@ files() {
     chart chart-444.mkv bt709 pc -pix_fmt yuv444p -c:v ffv1
     chart chart-rgb.mkv gbr pc -pix_fmt bgr0 -c:v ffv1
     wait_all
-    [ -s rotated.mp4 ] || ffmpeg -nostdin -v error -i turned.mp4 -c copy -metadata:s:v rotate=270 -fflags +bitexact rotated.mp4
+    [ -s rotated.mp4 ] || ffmpeg -nostdin -v error -i .turned.mp4 -c copy -metadata:s:v rotate=270 -fflags +bitexact rotated.mp4
     derived apart.mp4 "$TOOL" apart together.mp4
     derived cut.mp4 cut h264-aac.mp4 70
     derived cut.mkv cut h264-ac3.mkv 70

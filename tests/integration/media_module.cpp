@@ -7,6 +7,8 @@
 
 #include "integration/module_files.h"
 
+#include <psapi.h>
+
 using namespace media_tests;
 
 namespace {
@@ -52,16 +54,13 @@ std::string MediaModule::Try(const MatrixFile& file, double& loading, double& st
     if (media.Play() != 1) {
         return wrong.str() + " Play";
     }
-    if (file.videos > 0) {
-        wrong << JudgePictures(file, 0, 3);
-    }
+    wrong << JudgePictures(file, 0, 3);
     const auto place = static_cast<LONGLONG>(0.6 * file.length * 1e7);
     Seek(place);
-    if (file.videos > 0) {
+    if (!file.name.starts_with("raw.")) { // has no times
         wrong << JudgePictures(file, place, 3);
     }
-    // Silence is no sample.
-    if (file.audios > 0 && file.name != "audio-early.mp4") {
+    if (file.audios > 0 && file.name != "audio-early.mp4") { // silence is no sample
         const auto heard = Shown(Sound(), place);
         const LONGLONG late = heard.empty() ? kSecond : heard[0].start;
         if (std::abs(late) > 20 * kMillisecond) {
@@ -84,13 +83,14 @@ std::string MediaModule::TryToTheEnd(const MatrixFile& file) {
     std::string wrong;
     if (media.Play() != 1 || !Ended(1)) {
         wrong = " no end;";
-    } else if (file.videos > 0) {
+    } else if (!file.times.empty()) {
         const auto shown = Shown(Picture(), 0, file.times.size());
         std::size_t right = 0;
         while (right < shown.size() && shown[right].frame == static_cast<int>(right)) {
             ++right;
         }
-        if (right != file.times.size() || shown.size() != right) {
+        const std::size_t damaged = file.name.starts_with("cut.") ? 3 : 0;
+        if (right + damaged < file.times.size() || shown.size() != file.times.size()) {
             wrong = " " + std::to_string(shown.size()) + " of " +
                     std::to_string(file.times.size()) + " pictures, wrong from " +
                     std::to_string(right) + ";";
@@ -140,6 +140,22 @@ std::string MediaModule::JudgeSound(const MatrixFile& file, LONGLONG time) {
     return "";
 }
 
+TEST_F(MediaModule, PlayingAgainTakesNoMoreMemory) {
+    ASSERT_TRUE(Open(PathOf("raw-rgb.avi"))) << Reason(); // 7 MB
+    media.SetAmain(1);
+    LONGLONG before = 0;
+    for (int round = 0; round < 12; ++round) {
+        PROCESS_MEMORY_COUNTERS memory{};
+        K32GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof memory);
+        const auto now = static_cast<LONGLONG>(memory.WorkingSetSize);
+        before = round <= 2 ? now : before;
+        EXPECT_LT(now - before, 20 << 20);
+        ASSERT_EQ(media.Play(), 1);
+        ASSERT_TRUE(Ended(round + 1));
+        ASSERT_EQ(media.Stop(), 1);
+    }
+}
+
 class MediaTruth : public MediaModule, public testing::WithParamInterface<const char*> {};
 
 TEST_P(MediaTruth, SeeksShowThePictureAndTheSoundOfTheirTime) {
@@ -150,10 +166,10 @@ TEST_P(MediaTruth, SeeksShowThePictureAndTheSoundOfTheirTime) {
         ASSERT_EQ(media.Play(), 1);
         ASSERT_TRUE(isRunning || media.Pause() == 1);
         for (int i = 0; i < 50; ++i) {
-            // Any place, or the first instant of a picture.
+            // Any place, or the first instant of a picture, of a key frame now and then.
             LONGLONG time = static_cast<LONGLONG>(random() % 117'000'000);
             if (i % 4 == 0) {
-                time = file.times[random() % (file.times.size() - 10)];
+                time = file.times[i % 8 == 0 ? random() % 290 : random() % 6 * 50];
             }
             Seek(time);
             EXPECT_EQ(JudgePictures(file, time, isRunning ? 2 : 1) + JudgeSound(file, time), "")
@@ -226,7 +242,7 @@ TEST_F(MediaModule, ColoursAreRight) {
         for (int y = 0; y < file.height; ++y) {
             for (int x = 0; x < file.width; ++x) {
                 // Where patches meet, what is between two colours is a matter of taste.
-                for (int i = 0; x % 32 >= 4 && x % 32 < 28 && y % 32 >= 4 && y % 32 < 28 && i < 3;
+                for (int i = 0; x % 32 >= 8 && x % 32 < 24 && y % 32 >= 8 && y % 32 < 24 && i < 3;
                      ++i) {
                     const auto ours = is[static_cast<std::size_t>(
                         ((file.height - 1 - y) * file.width + x) * 4 + i)];
@@ -284,11 +300,13 @@ TEST_F(MediaModule, SaysWhyAFileDoesNotPlay) {
         SCOPED_TRACE(file.name);
         media.SetAmain(1);
         const bool isOpen = Open(PathOf(file.name));
-        EXPECT_EQ(isOpen, file.words == nullptr) << Reason();
+        std::string filters;
+        media.GetFilterInfo(filters);
+        EXPECT_EQ(isOpen, file.words == nullptr) << Reason() << filters;
         if (isOpen) {
             ASSERT_EQ(media.Play(), 1);
             EXPECT_TRUE(Within(kPatience, [&] { return ends + aborts > 0; }));
-            EXPECT_GT(Records(Picture(), TestRecord::Sample).size(), 20U);
+            EXPECT_TRUE(Picture() != nullptr && Records(Picture(), TestRecord::Sample).size() > 20);
         } else if (file.words != nullptr) {
             const std::wstring& said = media.GetLoadReport().failure;
             EXPECT_FALSE(said.empty());

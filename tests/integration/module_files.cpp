@@ -66,6 +66,10 @@ ModuleTest::ModuleTest() {
 ModuleTest::~ModuleTest() {
     StopQuietly();
     media.Unload();
+    for (const std::string& line : log.Lines()) { // all of them are more than anybody reads
+        EXPECT_EQ(line.find("RefCount"), line.npos) << line;
+    }
+    log.Clear();
     if (const HMODULE module = GetModuleHandleW(L"ymdmedia.ax")) {
         using CanUnload = HRESULT(STDAPICALLTYPE*)();
         const auto canUnload = reinterpret_cast<CanUnload>(
@@ -104,7 +108,7 @@ const MatrixFile& ModuleTest::File(const std::string& name) {
 bool ModuleTest::Open(const std::string& path) {
     StopQuietly();
     ends = aborts = 0;
-    return media.SetMediaPath(path) == 1 && media.Load(nullptr, 1) == 1;
+    return media.SetMediaPath(path) == 1 && media.Load(nullptr, 0) == 1;
 }
 
 void ModuleTest::Seek(LONGLONG time) {
@@ -118,6 +122,9 @@ void ModuleTest::Seek(LONGLONG time) {
 
 std::vector<TestRecord> ModuleTest::Shown(IBaseFilter* renderer, LONGLONG time, std::size_t count) {
     std::vector<TestRecord> shown;
+    if (renderer == nullptr) {
+        return shown;
+    }
     Within(5000, [&] {
         shown = Records(renderer, TestRecord::Sample);
         std::erase_if(shown, [=](const TestRecord& record) { return record.segmentStart != time; });
@@ -127,6 +134,9 @@ std::vector<TestRecord> ModuleTest::Shown(IBaseFilter* renderer, LONGLONG time, 
 }
 
 std::string ModuleTest::JudgePictures(const MatrixFile& file, LONGLONG time, std::size_t count) {
+    if (file.times.empty()) {
+        return "";
+    }
     const int first = file.FrameAt(time);
     count = std::min(count, file.times.size() - static_cast<std::size_t>(first));
     const auto shown = Shown(Picture(), time, count);

@@ -50,15 +50,21 @@ protected:
     static std::string PathOf(const std::string& name) { return Sample("matrix\\" + name); }
     std::string Reason() { return testing::PrintToString(media.GetLoadReport().failure); }
 
-    IBaseFilter* Picture() { return media.GetVideoTrackRender(0); }
-    IBaseFilter* Sound() { return media.GetAudioTrackRender(0); }
+    /// The renderers; null without a stream.
+    IBaseFilter* Picture() {
+        return media.GetVideoTrackNum() > 0 ? media.GetVideoTrackRender(0) : nullptr;
+    }
+    IBaseFilter* Sound() {
+        return media.GetAudioTrackNum() > 0 ? media.GetAudioTrackRender(0) : nullptr;
+    }
 
     /// Forgets what has been shown, then seeks.
     void Seek(LONGLONG time);
     /// What a renderer has shown of the segment that begins at `time`, at least `count` samples
     /// unless the stream ends before.
     std::vector<TestRecord> Shown(IBaseFilter* renderer, LONGLONG time, std::size_t count = 1);
-    /// What is wrong with the pictures shown after a seek; empty when nothing is.
+    /// What is wrong with the pictures shown after a seek; empty when nothing is, or when they have
+    /// no numbers.
     std::string JudgePictures(const MatrixFile& file, LONGLONG time, std::size_t count);
 
     /// Of the filters that are made from now on.
