@@ -385,9 +385,9 @@ TEST_F(MediaUrls, AServerThatFallsSilentHoldsNobody) {
     EXPECT_EQ(loaded, 0);
     // What it has sent can be played.
     for (const bool isSought : {false, true}) {
-        ASSERT_TRUE(Open(Url("half/h264-aac.ts"))) << Reason();
+        ASSERT_TRUE(Open(Url("half/h264-aac.mp4"))) << Reason();
         ASSERT_EQ(media.Play(), 1);
-        EXPECT_EQ(JudgePictures(File("h264-aac.ts"), 0, 20), "");
+        EXPECT_EQ(JudgePictures(File("h264-aac.mp4"), 0, 20), "");
         if (isSought) {
             isQuick("Seek", [&] { media.SetMediaPosition(3 * kSecond); });
         }
