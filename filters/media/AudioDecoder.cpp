@@ -174,8 +174,11 @@ HRESULT AudioDecoder::OnGap(LONGLONG from, LONGLONG to) {
     return sent;
 }
 
-void AudioDecoder::OnReset() {
+void AudioDecoder::OnStart() {
     m_format = ReadSoundFormat(OutputConnection().Get());
+}
+
+void AudioDecoder::OnFlush() {
     OnPlace();
 }
 

@@ -20,7 +20,8 @@ protected:
     HRESULT OnFrame(FramePtr frame) override;
     HRESULT OnDrained() override;
     HRESULT OnGap(LONGLONG from, LONGLONG to) override;
-    void OnReset() override;
+    void OnStart() override;
+    void OnFlush() override;
     void OnPlace() override;
 
 private:

@@ -51,7 +51,8 @@ DecoderFilter::DecoderFilter(const CLSID& clsid, AVMediaType kind) : Filter(clsi
 // The input
 
 HRESULT DecoderFilter::Input::Activate() {
-    m_owner.m_isReset = true;
+    m_owner.m_isStarted = true;
+    m_owner.m_isFlushed = true;
     return InputPin::Activate();
 }
 
@@ -91,7 +92,7 @@ HRESULT DecoderFilter::Input::OnBeginFlush() {
 }
 
 HRESULT DecoderFilter::Input::OnEndFlush() {
-    m_owner.m_isReset = true;
+    m_owner.m_isFlushed = true;
     return m_owner.m_output.DeliverEndFlush();
 }
 
@@ -180,7 +181,7 @@ void DecoderFilter::Disconnect() {
 // Streaming
 
 void DecoderFilter::TakeMark() {
-    if (!m_isReset.exchange(false)) {
+    if (!m_isFlushed.exchange(false)) {
         return;
     }
     std::shared_ptr<const StreamParameters> stream;
@@ -198,9 +199,13 @@ void DecoderFilter::TakeMark() {
         avcodec_flush_buffers(m_codec.get());
     }
     m_isCodecFed = false;
-    if (m_stream != nullptr) {
-        OnReset();
+    if (m_stream == nullptr) { // nothing is connected
+        return;
     }
+    if (m_isStarted.exchange(false)) {
+        OnStart();
+    }
+    OnFlush();
 }
 
 HRESULT DecoderFilter::TakeSample(IMediaSample& sample) {

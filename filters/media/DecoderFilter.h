@@ -48,7 +48,8 @@ protected:
     virtual HRESULT OnDraining() { return S_OK; } ///< packets held back are to be decoded
     virtual HRESULT OnDrained() = 0;              ///< pictures and sound held back go out
     virtual HRESULT OnGap(LONGLONG from, LONGLONG to) = 0;
-    virtual void OnReset() = 0; ///< all that is held is void; the output's type may be another
+    virtual void OnStart() = 0; ///< the output's type may be another; OnFlush follows
+    virtual void OnFlush() = 0; ///< all that is held is void
     virtual void OnPlace() = 0; ///< another segment or target
 
     /// Decodes a packet; null: all that the codec still holds.
@@ -140,7 +141,8 @@ private:
 
     std::mutex m_openedMutex; // held for a moment only
     Opened m_opened;          // of the connection; the codec until streaming takes it
-    std::atomic<bool> m_isReset{false};
+    std::atomic<bool> m_isStarted{false};
+    std::atomic<bool> m_isFlushed{false};
 
     // Streaming alone.
     std::shared_ptr<const StreamParameters> m_stream;

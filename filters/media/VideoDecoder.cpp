@@ -256,13 +256,20 @@ HRESULT VideoDecoder::ShowHeld(LONGLONG end) {
     return Show(*held, m_heldTime, std::min(stop, end));
 }
 
-void VideoDecoder::OnReset() {
-    m_ahead.reset();
-    m_held.reset();
-    m_nextTime = AV_NOPTS_VALUE;
+void VideoDecoder::OnStart() {
     m_peerTypes = PeerTypes::Unknown;
     m_shape = ShapeOf(Stream(), nullptr, AppliedRotation(Stream()));
     m_layout = ReadPictureLayout(OutputConnection().Get(), m_shape);
+    if (m_layout) { // of another size when the last run has left one
+        m_shape.width = m_layout->width;
+        m_shape.height = m_layout->height;
+    }
+}
+
+void VideoDecoder::OnFlush() {
+    m_ahead.reset();
+    m_held.reset();
+    m_nextTime = AV_NOPTS_VALUE;
     OnPlace();
 }
 

@@ -38,7 +38,8 @@ protected:
     HRESULT OnDraining() override;
     HRESULT OnDrained() override;
     HRESULT OnGap(LONGLONG from, LONGLONG to) override;
-    void OnReset() override;
+    void OnStart() override;
+    void OnFlush() override;
     void OnPlace() override;
 
 private:
