@@ -13,14 +13,18 @@ class CMedia;
 
 /// The entry object: owns one scheme set and the media items created through it.
 /// Takes no lock: the host serialises calls on one player, and deletes no media
-/// item on one thread while another walks the list.
+/// item on one thread while another walks the list. What loads or deletes an item waits as
+/// CMedia's Load, Stop and Unload do.
 ///
 /// A copy lists the same media pointers; the host sees to it that only one of
 /// the two players deletes them.
 class YMDSHOW_API CMediaPlayer {
 public:
+    /// Without items and schemes.
     CMediaPlayer();
+    /// Lists the same items: see above.
     CMediaPlayer(const CMediaPlayer& other);
+    /// Lists the same items: see above.
     CMediaPlayer& operator=(const CMediaPlayer& other);
 
     /// Deletes every listed media item, then unloads the scheme set.
@@ -31,6 +35,7 @@ public:
     /// nothing is listed then, and GetLastLoadReport says why. The player owns the item; deleting
     /// it directly unlists it.
     CMedia* AddMedia(const std::string& path, int load);
+    /// The same for a path with any character.
     CMedia* AddMedia(const std::wstring& path, int load);
 
     /// Loads `media` with this player's scheme set. False for null or a failed load.
@@ -40,15 +45,18 @@ public:
     /// unless it failed. Replaced by the next one.
     const LoadReport& GetLastLoadReport() const;
 
+    /// The player's own, for every item that loads without one.
     CCoderScheme& GetCoderScheme();
 
     /// The listed item at `index`, not transferred; null beyond the end.
     CMedia* GetMedia(unsigned index);
+    /// How many items are listed.
     unsigned GetMediaNum() const;
 
     /// Deletes every listed item whose path equals `path`, letter case included. A narrow path
     /// never stands for an item whose path does not fit code page 936. False when there was none.
     bool RemoveMedia(const std::string& path);
+    /// The same for a path with any character.
     bool RemoveMedia(const std::wstring& path);
 
     /// Deletes the item at `index`. False beyond the end.
