@@ -75,6 +75,10 @@ struct YMDSHOW_API LoadReport {
     /// made, which would not open the file, and which streams reached no renderer. Empty when
     /// there is nothing to explain, and when memory runs out.
     std::wstring Explain() const;
+
+    /// What the load did, for who looks closer: an indented line for the scheme names, one for each
+    /// filter and each attempt. Empty when memory runs out.
+    std::wstring Steps() const;
 };
 
 /// Why a local file cannot be played as far as the file system tells: "not found", "is a

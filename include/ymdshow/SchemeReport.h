@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <ymdshow/Export.h>
+
 namespace ymdshow {
 
 /// What the last load of a scheme script did: why the script was refused, and what of
@@ -55,6 +57,11 @@ struct SchemeLoadReport {
     std::size_t omitted = 0;    ///< entries beyond these, not kept
 
     static constexpr std::size_t maxEntries = 10000;
+
+    /// The report for a person: why the load failed, or a line an entry, each with its place in
+    /// `script`, which is what the script is called: "s.json:3:14: ignored: Schemes[0]: ...". Empty
+    /// when there is nothing to say, and when memory runs out.
+    YMDSHOW_API std::wstring Text(const std::wstring& script) const;
 };
 
 } // namespace ymdshow

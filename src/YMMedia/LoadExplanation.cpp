@@ -6,6 +6,7 @@
 #include <set>
 
 #include <ymdshow/LoadReport.h>
+#include <ymdshow/Text.h>
 
 #include "Guard.h"
 
@@ -13,10 +14,18 @@ namespace ymdshow {
 
 namespace {
 
-std::wstring Hex(HRESULT result) {
+std::wstring Number(HRESULT result) {
     std::array<wchar_t, 16> text{};
-    swprintf_s(text.data(), text.size(), L" (0x%08lX)", static_cast<unsigned long>(result));
+    swprintf_s(text.data(), text.size(), L"0x%08lX", static_cast<unsigned long>(result));
     return text.data();
+}
+
+std::wstring Hex(HRESULT result) {
+    return L" (" + Number(result) + L")";
+}
+
+std::wstring InFull(HRESULT result) {
+    return Number(result) + L", " + ResultText(result);
 }
 
 std::wstring MissingText(const LoadReport::Filter& filter) {
@@ -61,7 +70,37 @@ std::wstring Text(const LoadReport& report) {
     return text.empty() || text.front() != L' ' ? text : L"Not everything is played." + text;
 }
 
+std::wstring Lines(const LoadReport& load) {
+    std::wstring text;
+    if (!load.names.empty()) {
+        text += L"  scheme names:";
+        for (const auto& name : load.names) {
+            text += L" " + name.name + (name.found ? L" (found)" : L"");
+        }
+        text += L"\n";
+    }
+    for (const auto& filter : load.filters) {
+        text += L"  filter " + filter.name + L" " +
+                (filter.module.empty() ? GuidText(filter.clsid) : filter.module) + L": " +
+                (filter.added                                 ? L"added"
+                 : filter.created && SUCCEEDED(filter.result) ? L"left out, it has no role"
+                 : filter.created ? L"refused by the graph, " + InFull(filter.result)
+                                  : L"not created, " + InFull(filter.result)) +
+                L"\n";
+    }
+    for (const auto& attempt : load.attempts) {
+        text += L"  way " + std::to_wstring(attempt.way) + L", " + attempt.step;
+        text += attempt.filter.empty() ? L"" : L" " + attempt.filter;
+        text += L": " + Number(attempt.result) + L", " + attempt.text + L"\n";
+    }
+    return text;
+}
+
 } // namespace
+
+std::wstring LoadReport::Steps() const {
+    return AnswerOr(std::wstring(), [this] { return Lines(*this); });
+}
 
 std::wstring LoadReport::Explain() const {
     return AnswerOr(std::wstring(), [this] { return Text(*this); });

@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "Events.h"
+#include <ymdshow/EventQueue.h>
+
 #include "Keys.h"
 #include "MediaPath.h"
 #include "Text.h"
@@ -11,12 +12,12 @@ namespace ymds {
 
 namespace {
 
-TEST(YmdsEvents, KeepTheirOrderAndCountWhatDidNotFit) {
-    EventQueue queue;
-    Event event;
+TEST(HostEvents, KeepTheirOrderAndCountWhatDidNotFit) {
+    ymdshow::EventQueue queue;
+    ymdshow::Event event;
     EXPECT_FALSE(queue.Take(event));
     for (long code = 0; code < 1030; ++code) {
-        EventQueue::OnEvent(nullptr, &queue, code, code + 1, code + 2);
+        ymdshow::EventQueue::OnEvent(nullptr, &queue, code, code + 1, code + 2);
     }
     EXPECT_EQ(queue.Lost(), 6U);
     for (long code = 0; code < 1024; ++code) {

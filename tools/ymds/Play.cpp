@@ -173,7 +173,7 @@ void PlayRun::PrintReport() const {
     if (!m_report.error.empty()) {
         Complain(L"cannot play " + m_report.path + L": " + m_report.error);
         if (!m_report.loaded) {
-            Err().Write(AttemptsText(m_report.load));
+            Err().Write(m_report.load.Explain() + L"\n" + m_report.load.Steps());
         }
     }
 }

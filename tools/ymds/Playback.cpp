@@ -39,7 +39,7 @@ Playback::Playback(const PlayOptions& options, ymdshow::CMedia& media, PlayWindo
       m_progress(!options.noProgress && !options.json && !options.verbose) {}
 
 void Playback::Run() {
-    m_media.SetEventCallBackFun(EventQueue::OnEvent, &m_events);
+    m_media.SetEventCallBackFun(ymdshow::EventQueue::OnEvent, &m_events);
     m_media.SetLoop(m_options.loop ? 1 : 0);
     FitPicture();
     if (m_media.Play() != 1) {
@@ -107,14 +107,14 @@ void Playback::HandleKeys() {
 }
 
 void Playback::HandleEvents() {
-    Event event;
+    ymdshow::Event event;
     while (m_events.Take(event)) {
-        Count(m_report.events, event.code);
+        ++m_report.events[event.code];
         HandleEvent(event);
     }
 }
 
-void Playback::HandleEvent(const Event& event) {
+void Playback::HandleEvent(const ymdshow::Event& event) {
     switch (event.code) {
     case EC_COMPLETE:
         if (m_media.IsLoop() == 0) {

@@ -8,7 +8,6 @@
 
 #include "CommandLine.h"
 #include "Console.h"
-#include "Events.h"
 #include "Player.h"
 #include "Progress.h"
 #include "Report.h"
@@ -30,7 +29,7 @@ private:
     void Turn();
     void HandleKeys();
     void HandleEvents();
-    void HandleEvent(const Event& event);
+    void HandleEvent(const ymdshow::Event& event);
     void FitPicture();
     void Account(std::int64_t position);
     void WatchForStall(std::int64_t position);
@@ -47,7 +46,7 @@ private:
     PlayReport& m_report;
     Player m_player;
     Keyboard m_keyboard;
-    EventQueue m_events;
+    ymdshow::EventQueue m_events;
     Progress m_progress;
     bool m_hasEnded = false;
     bool m_isSnapshotDone = false;

@@ -19,13 +19,11 @@ std::wstring Tracks(unsigned video, unsigned audio) {
     return std::to_wstring(video) + L" video, " + std::to_wstring(audio) + L" audio";
 }
 
-std::wstring EventsText(const std::vector<EventCount>& events) {
+std::wstring EventsText(const std::map<long, unsigned>& events) {
     std::wstring text;
-    for (const EventCount& event : events) {
-        text += (text.empty() ? L"" : L", ") + ymdshow::EventText(event.code);
-        if (event.count > 1) {
-            text += L" x" + std::to_wstring(event.count);
-        }
+    for (const auto& [code, count] : events) {
+        text += (text.empty() ? L"" : L", ") + ymdshow::EventText(code);
+        text += count > 1 ? L" x" + std::to_wstring(count) : L"";
     }
     return text.empty() ? L"none" : text;
 }
@@ -52,13 +50,13 @@ Json::Value FiltersJson(const std::vector<ymdshow::FilterDescription>& filters) 
     return list;
 }
 
-Json::Value EventsJson(const std::vector<EventCount>& events) {
+Json::Value EventsJson(const std::map<long, unsigned>& events) {
     Json::Value list(Json::arrayValue);
-    for (const EventCount& event : events) {
+    for (const auto& [code, count] : events) {
         Json::Value entry;
-        entry["code"] = static_cast<Json::Int64>(event.code);
-        entry["name"] = Utf8(ymdshow::EventText(event.code));
-        entry["count"] = event.count;
+        entry["code"] = static_cast<Json::Int64>(code);
+        entry["name"] = Utf8(ymdshow::EventText(code));
+        entry["count"] = count;
         list.append(entry);
     }
     return list;
@@ -147,32 +145,6 @@ std::wstring ReportJson(const PlayReport& report) {
     value["snapshot_note"] = Utf8OrNull(report.snapshotNote);
     value["load"] = LoadJson(report.load);
     return JsonText(value);
-}
-
-std::wstring AttemptsText(const ymdshow::LoadReport& load) {
-    std::wstring text;
-    if (!load.names.empty()) {
-        text += L"  scheme names:";
-        for (const auto& name : load.names) {
-            text += L" " + name.name + (name.found ? L" (found)" : L"");
-        }
-        text += L"\n";
-    }
-    for (const auto& filter : load.filters) {
-        text += L"  filter " + filter.name + L" " +
-                (filter.module.empty() ? ymdshow::GuidText(filter.clsid) : filter.module) + L": " +
-                (filter.added                                 ? L"added"
-                 : filter.created && SUCCEEDED(filter.result) ? L"left out, it has no role"
-                 : filter.created ? L"refused by the graph, " + HexAndWords(filter.result)
-                                  : L"not created, " + HexAndWords(filter.result)) +
-                L"\n";
-    }
-    for (const auto& attempt : load.attempts) {
-        text += L"  way " + std::to_wstring(attempt.way) + L", " + attempt.step;
-        text += attempt.filter.empty() ? L"" : L" " + attempt.filter;
-        text += L": " + Hex(attempt.result) + L", " + attempt.text + L"\n";
-    }
-    return text;
 }
 
 } // namespace ymds

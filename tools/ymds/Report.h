@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
 #include <ymdshow/ymdshow.h>
-
-#include "Events.h"
 
 namespace ymds {
 
@@ -25,9 +24,9 @@ struct PlayReport {
     long width = 0;
     long height = 0;
     std::vector<ymdshow::FilterDescription> filters;
-    std::vector<EventCount> events;
-    std::wstring snapshot;     ///< the picture's file; empty without one
-    std::wstring snapshotNote; ///< why there is none
+    std::map<long, unsigned> events; ///< how often each was received
+    std::wstring snapshot;           ///< the picture's file; empty without one
+    std::wstring snapshotNote;       ///< why there is none
 };
 
 /// For people.
@@ -35,8 +34,5 @@ std::wstring ReportText(const PlayReport& report);
 
 /// One JSON object and a line feed.
 std::wstring ReportJson(const PlayReport& report);
-
-/// What the load tried, one indented line each; for a load that failed.
-std::wstring AttemptsText(const ymdshow::LoadReport& load);
 
 } // namespace ymds

@@ -10,8 +10,6 @@ namespace ymds {
 
 namespace {
 
-using Report = ymdshow::SchemeLoadReport;
-
 const wchar_t* RoleName(std::int32_t role) {
     switch (role) {
     case 1:
@@ -42,21 +40,6 @@ std::wstring FilterText(const ymdshow::FilterInfo& filter) {
     return text;
 }
 
-const wchar_t* KindText(Report::Kind kind) {
-    switch (kind) {
-    case Report::Kind::IgnoredFilter:
-    case Report::Kind::DuplicateName:
-    case Report::Kind::UnknownReference:
-    case Report::Kind::RepeatedFilter:
-    case Report::Kind::IgnoredScheme:
-        return L"ignored";
-    case Report::Kind::CutTypeList:
-        return L"not read to its end";
-    default:
-        return L"doubtful";
-    }
-}
-
 std::wstring SchemesText(ymdshow::CCoderScheme& scheme) {
     std::wstring text;
     const std::vector<std::string> types = scheme.GetSchemeTypes();
@@ -74,35 +57,17 @@ std::wstring SchemesText(ymdshow::CCoderScheme& scheme) {
     return text + (types.empty() ? L"no types\n" : L"");
 }
 
-std::wstring EntriesText(const std::wstring& script, const Report& report) {
-    std::wstring text;
-    for (const Report::Entry& entry : report.entries) {
-        text += ScriptPlace(script, entry.line, entry.column) + L": " + KindText(entry.kind) +
-                L": " + entry.place + L": " + entry.reason + L"\n";
-    }
-    if (report.omitted > 0) {
-        text += L"and " + std::to_wstring(report.omitted) + L" more\n";
-    }
-    return text;
-}
-
 } // namespace
-
-std::wstring ScriptPlace(const std::wstring& script, std::size_t line, std::size_t column) {
-    return line == 0 ? script
-                     : script + L":" + std::to_wstring(line) + L":" + std::to_wstring(column);
-}
 
 int SchemeCheck(const SchemeCheckOptions& options) {
     ymdshow::CCoderScheme scheme;
     const bool loaded = scheme.LoadScheme(options.script, 0);
-    const Report& report = scheme.GetLoadReport();
+    const std::wstring said = scheme.GetLoadReport().Text(options.script);
     if (!loaded) {
-        Complain(ScriptPlace(options.script, report.line, report.column) +
-                 L": the script does not load: " + report.failureReason);
+        Complain(said);
         return kExitFailed;
     }
-    Out().Write(SchemesText(scheme) + EntriesText(options.script, report));
+    Out().Write(SchemesText(scheme) + said);
     return kExitPlayed;
 }
 

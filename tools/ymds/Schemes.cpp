@@ -8,7 +8,6 @@
 #include <system_error>
 
 #include "Console.h"
-#include "SchemeCheck.h"
 
 namespace ymds {
 
@@ -60,9 +59,7 @@ std::wstring LoadScript(ymdshow::CCoderScheme& scheme, const std::wstring& path)
     if (scheme.LoadScheme(path, 0)) {
         return {};
     }
-    const ymdshow::SchemeLoadReport& report = scheme.GetLoadReport();
-    return L"the scheme script " + ScriptPlace(path, report.line, report.column) +
-           L" does not load: " + report.failureReason;
+    return scheme.GetLoadReport().Text(path);
 }
 
 } // namespace
