@@ -184,7 +184,7 @@ std::wstring Subtype(const AM_MEDIA_TYPE& type) {
         const std::wstring letters = Letters(code);
         return name != nullptr ? name : letters.empty() ? Hex(code) : letters;
     }
-    if (type.subtype == GUID_NULL) {
+    if (type.subtype == GUID_NULL || type.majortype == MEDIATYPE_Stream) {
         return {};
     }
     std::array<wchar_t, 39> text{};

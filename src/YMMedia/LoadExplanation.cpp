@@ -48,19 +48,29 @@ std::wstring EndText(const LoadReport::DeadEnd& end) {
     return text + L".";
 }
 
+/// A source filter that refused the file.
+bool IsOpening(const LoadReport::Attempt& attempt) {
+    return attempt.step == L"TrySourceFilter" && FAILED(attempt.result) && !attempt.filter.empty();
+}
+
 std::wstring Text(const LoadReport& report) {
     std::wstring text;
+    std::set<std::wstring> told;
     if (!report.failure.empty()) {
-        text = L"The load failed: " + report.failure + Hex(report.failureResult) + L".";
+        std::wstring failure = report.failure;
+        for (const LoadReport::Attempt& attempt : report.attempts) {
+            if (IsOpening(attempt) && failure == attempt.step + L": " + attempt.text) {
+                failure = attempt.filter + L" would not open it: " + attempt.text;
+                told.insert(attempt.filter);
+            }
+        }
+        text = L"The load failed: " + failure + Hex(report.failureResult) + L".";
         for (const LoadReport::Filter& filter : report.filters) {
             text += FAILED(filter.result) ? MissingText(filter) : L"";
         }
     }
-    std::set<std::wstring> told;
     for (const LoadReport::Attempt& attempt : report.attempts) {
-        const bool isOpening = attempt.step == L"TrySourceFilter";
-        if (!report.failure.empty() && isOpening && FAILED(attempt.result) &&
-            told.insert(attempt.filter).second) {
+        if (!report.failure.empty() && IsOpening(attempt) && told.insert(attempt.filter).second) {
             text += L" " + attempt.filter + L" would not open it: " + attempt.text + L".";
         }
     }

@@ -20,6 +20,7 @@ constexpr KnownResult kKnownResults[] = {
     {VFW_E_INVALIDMEDIATYPE, L"the media type is not valid"},
     {VFW_E_NO_TYPES, L"the pin offers no media type"},
     {VFW_E_NO_ACCEPTABLE_TYPES, L"no media type is acceptable to both pins"},
+    {VFW_E_TYPE_NOT_ACCEPTED, L"the media type is not acceptable"},
     {VFW_E_NOT_CONNECTED, L"the pin is not connected"},
     {VFW_E_NOT_FOUND, L"the object was not found"},
     {VFW_E_CANNOT_CONNECT, L"no filters were found that connect the pins"},

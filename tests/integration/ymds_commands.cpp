@@ -167,11 +167,11 @@ TEST(YmdsPlay, PlaysToTheEndAndReportsIt) {
 TEST(YmdsPlay, StopsAfterTheSecondsAndTalksToPeople) {
     const Scratch scratch;
     const std::wstring png = scratch.Path(L"p.png");
-    const std::wstring file = scratch.Path(L"测试.mp4");
+    const std::wstring file = scratch.Path(L"한국.mp4");
     std::filesystem::copy_file(Media(L"video-only.mp4"), file);
     const Result result = RunYmds({L"play", file, L"--seconds", L"1", L"--snapshot", png});
     EXPECT_EQ(result.code, 0) << result.err;
-    ExpectSays(result.out, {"测试.mp4", "Duration    0:03.0", "1 video, 0 audio", "320x240",
+    ExpectSays(result.out, {"한국.mp4", "Duration    0:03.0", "1 video, 0 audio", "320x240",
                             "Media Source", "ymdmedia.ax", "(seconds)", "p.png"});
     // No live bar where nobody watches.
     EXPECT_EQ((result.out + result.err).find("playing"), std::string::npos) << result.err;

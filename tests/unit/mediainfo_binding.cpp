@@ -47,7 +47,7 @@ TEST(MediaInfoBinding, IsAllOrNothingRetriedAndOnceForAll) {
     ExpectNoLibrary("its second half", library.substr(0, library.size() / 2));
     fakes::LoadLibrariesFrom("none");
     MediaInfoFile none;
-    EXPECT_FALSE(none.Open("any.mp4"));
+    EXPECT_FALSE(none.Open(L"any.mp4"));
     EXPECT_EQ(none.Count(StreamKind::Video), 0U);
     for (const std::string& text : {none.Get(StreamKind::General, 0, ""), none.Option("", ""s),
                                     none.Option("", L""s), none.Inform()}) {
