@@ -108,7 +108,10 @@ const MatrixFile& ModuleTest::File(const std::string& name) {
 bool ModuleTest::Open(const std::string& path) {
     StopQuietly();
     ends = aborts = 0;
-    return media.SetMediaPath(path) == 1 && media.Load(nullptr, 0) == 1;
+    const bool isOpen = media.SetMediaPath(path) == 1 && media.Load(nullptr, 0) == 1;
+    // The fourth way is the system's.
+    EXPECT_TRUE(!isOpen || media.GetLoadReport().attempts.back().way == 3) << path;
+    return isOpen;
 }
 
 void ModuleTest::Seek(LONGLONG time) {
