@@ -287,6 +287,50 @@ TEST_F(MediaModule, SwitchesTheSoundWithoutAGapInThePicture) {
     }
 }
 
+TEST_F(MediaModule, PlaysAClipToThePictureAndTheSample) {
+    ASSERT_TRUE(Open(PathOf("truth-mkv.mkv"))) << Reason();
+    ASSERT_EQ(media.TimeClip(2 * kSecond, 2 * kSecond + 400 * kMillisecond), 1);
+    for (int round = 1; round <= 2; ++round) {
+        ASSERT_EQ(media.Play(), 1);
+        ASSERT_TRUE(Ended(round));
+        const auto seen = Shown(Picture(), 2 * kSecond, 10);
+        EXPECT_EQ(seen.size(), 10U);
+        EXPECT_EQ(seen.back().frame, 59);
+        LONGLONG heard = 0;
+        for (const TestRecord& record : Shown(Sound(), 2 * kSecond)) {
+            heard += record.stop - record.start;
+        }
+        EXPECT_NEAR(static_cast<double>(heard), 400 * kMillisecond, kMillisecond);
+        ASSERT_EQ(media.Stop(), 1);
+        Recorder(Picture())->Clear();
+        Recorder(Sound())->Clear();
+    }
+}
+
+TEST_F(MediaModule, ARateChangesTheTimesAndNotThePitch) {
+    ASSERT_TRUE(Open(PathOf("tracks.mkv"))) << Reason();
+    const LONGLONG from = 4 * kSecond;
+    ASSERT_EQ(media.Play(), 1);
+    for (const double rate : {2.0, 0.5, 1.0}) {
+        SCOPED_TRACE(rate);
+        ASSERT_EQ(media.SetPlayRate(rate), 1);
+        Seek(from);
+        const auto seen = Shown(Picture(), from, 20);
+        ASSERT_GE(seen.size(), 20U);
+        for (std::size_t i = 0; i < seen.size(); ++i) {
+            EXPECT_EQ(seen[i].frame, File("tracks.mkv").FrameAt(from) + static_cast<int>(i));
+        }
+        const auto passed = static_cast<double>(seen[19].start - seen[9].start);
+        EXPECT_NEAR(passed * rate, 400 * kMillisecond, 2 * kMillisecond);
+        const auto heard = Shown(Sound(), from, 10);
+        ASSERT_GE(heard.size(), 10U);
+        for (std::size_t i = 1; i < heard.size(); ++i) {
+            EXPECT_NEAR(static_cast<double>(heard[i].start - heard[i - 1].stop), 0, kMillisecond);
+            EXPECT_NEAR(heard[i].frequency, 440, 15);
+        }
+    }
+}
+
 TEST_F(MediaModule, SaysWhyAFileDoesNotPlay) {
     const struct {
         const char* name;
