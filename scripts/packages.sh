@@ -10,10 +10,10 @@ PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix libz-mingw-w64-dev libz-m
     googletest nasm meson pkgconf make xz-utils wine wine64 libwine xvfb xauth ffmpeg ca-certificates)
 # To check: the system's own filters play too, the fuzz tests are native programs, the format
 # is clang-format's, what the speakers play is recorded, the scheme scripts are held against
-# their schema.
+# their schema, the bindings against the C header.
 [ "${1:-play}" = check ] && PACKAGES+=(gstreamer1.0-libav gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     gstreamer1.0-plugins-ugly gstreamer1.0-plugins-bad clang libclang-rt-14-dev clang-format git pulseaudio
-    pulseaudio-utils python3-jsonschema)
+    pulseaudio-utils python3-jsonschema python3-pycparser mono-mcs)
 
 lacking() {
     comm -13 <(dpkg-query -W -f '${db:Status-Abbrev}${Package}\n' "${PACKAGES[@]}" 2>/dev/null |
