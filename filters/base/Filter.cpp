@@ -155,9 +155,15 @@ HRESULT STDMETHODCALLTYPE Filter::GetSyncSource(IReferenceClock** clock) {
 }
 
 REFERENCE_TIME Filter::StreamTime() {
-    const std::lock_guard lock(m_lock);
+    ComPtr<IReferenceClock> clock; // asked without the lock: it is another filter
+    {
+        const std::lock_guard lock(m_lock);
+        if (m_state == State_Running) {
+            clock = m_clock;
+        }
+    }
     REFERENCE_TIME now = 0;
-    if (m_state != State_Running || m_clock == nullptr || FAILED(m_clock->GetTime(&now))) {
+    if (clock == nullptr || FAILED(clock->GetTime(&now))) {
         return m_elapsed;
     }
     return std::max<REFERENCE_TIME>(now - m_start, 0);

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
+#include <exception>
 #include <utility>
 
 #include "base/Formats.h"
@@ -33,7 +33,7 @@ bool IsSame(const SampleSegment& one, const SampleSegment& other) {
 template <class Call> HRESULT Guarded(Call call) {
     try {
         return call();
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return E_OUTOFMEMORY;
     }
 }
@@ -327,7 +327,8 @@ HRESULT DecoderFilter::Drain() {
 }
 
 HRESULT DecoderFilter::Decode(const AVPacket* packet) {
-    if (m_codec == nullptr) {
+    // FFmpeg takes an empty packet for the end of all.
+    if (m_codec == nullptr || (packet != nullptr && packet->size == 0)) {
         return S_OK;
     }
     m_isCodecFed = true;

@@ -174,9 +174,13 @@ void Demuxer::FindStreams() {
     const bool hasBytes = format.pb != nullptr && (format.iformat->flags & AVFMT_NOFILE) == 0;
     const bool isUnseekable = (format.ctx_flags & AVFMTCTX_UNSEEKABLE) != 0;
     m_isSeekable = !isUnseekable &&
-                   (hasBytes ? (format.pb->seekable & AVIO_SEEKABLE_NORMAL) != 0 : m_duration > 0);
+                   (hasBytes && !m_isAdaptive ? (format.pb->seekable & AVIO_SEEKABLE_NORMAL) != 0
+                                              : m_duration > 0);
     m_size = hasBytes && !m_isRemote ? avio_size(format.pb) : 0;
     m_progress.resize(format.nb_streams);
+    for (const char* tag : {"title", "artist", "rating", "comment", "copyright"}) {
+        m_tags[tag] = FromUtf8(Tagged(format.metadata, tag).c_str());
+    }
     for (unsigned i = 0; i < format.nb_streams; ++i) {
         AVStream& stream = *format.streams[i];
         const AVCodecParameters& codec = *stream.codecpar;
@@ -228,8 +232,9 @@ void Demuxer::AddStream(AVStream& stream, StreamKind kind) {
     m_streams.push_back(std::move(added));
 }
 
-std::wstring Demuxer::Tag(const char* key) const {
-    return FromUtf8(Tagged(m_format->metadata, key).c_str());
+std::wstring Demuxer::Tag(const std::string& key) const {
+    const auto tag = m_tags.find(key);
+    return tag != m_tags.end() ? tag->second : std::wstring();
 }
 
 void Demuxer::Select(const std::vector<int>& streams, int reference) {
@@ -326,7 +331,12 @@ void Demuxer::MendDiscontinuity(const AVStream& stream, AVPacket& packet) {
     LONGLONG& next = m_progress[static_cast<std::size_t>(packet.stream_index)].next;
     const bool mayJump = (m_format->iformat->flags & AVFMT_TS_DISCONT) != 0 &&
                          stream.codecpar->codec_type != AVMEDIA_TYPE_SUBTITLE;
-    if (mayJump && next != AV_NOPTS_VALUE && std::llabs(time + m_offset - next) > kJump) {
+    // Another stream that goes on in time tells a gap of this one from a new count.
+    const auto isNear = [&](const Progress& other) {
+        return other.next != AV_NOPTS_VALUE && std::llabs(time + m_offset - other.next) <= kJump;
+    };
+    if (mayJump && next != AV_NOPTS_VALUE &&
+        std::none_of(m_progress.begin(), m_progress.end(), isNear)) {
         m_offset = next - time;
     }
     next = time + m_offset + packet.duration;
@@ -357,15 +367,16 @@ int Demuxer::Seek(LONGLONG time, LONGLONG* keyFrame) {
             const bool isEnd = read < 0 || bytes > kMostAhead;
             const bool isKey = !isEnd && packet->stream_index == m_reference &&
                                (packet->flags & AV_PKT_FLAG_KEY) != 0;
-            const std::int64_t found = isKey && packet->pts != AV_NOPTS_VALUE ? packet->pts
-                                       : isKey                                ? packet->dts
-                                                                              : 0;
+            const std::int64_t found = !isKey                          ? 0
+                                       : packet->pts != AV_NOPTS_VALUE ? packet->pts
+                                       : packet->dts != AV_NOPTS_VALUE ? packet->dts
+                                                                       : from;
             if (read >= 0) {
                 m_ahead.push_back(std::move(packet));
             }
             if (isKey && (found <= latest || from == 0)) {
                 *keyFrame = found;
-                return 0;
+                return back > kSecond ? SkipToKey(latest, bytes, *keyFrame) : 0;
             }
             if (isEnd && from == 0) {
                 return 0;
@@ -375,6 +386,33 @@ int Demuxer::Seek(LONGLONG time, LONGLONG* keyFrame) {
             }
         }
     }
+}
+
+/// The search has gone far back: on to the last key frame at or before `latest`, so that what lies
+/// before it need not be decoded.
+int Demuxer::SkipToKey(LONGLONG latest, std::int64_t bytes, LONGLONG& keyFrame) {
+    while (bytes < kMostAhead) {
+        PacketPtr packet(av_packet_alloc());
+        const int read = packet != nullptr ? ReadPacket(*packet) : AVERROR(ENOMEM);
+        if (read < 0) {
+            return read == AVERROR_EOF ? 0 : read;
+        }
+        bytes += packet->size;
+        const bool isOfReference = packet->stream_index == m_reference;
+        const bool isPast = isOfReference && packet->dts != AV_NOPTS_VALUE && packet->dts > latest;
+        const bool isBetter = isOfReference && (packet->flags & AV_PKT_FLAG_KEY) != 0 &&
+                              packet->pts != AV_NOPTS_VALUE && packet->pts <= latest;
+        if (isBetter) {
+            keyFrame = packet->pts;
+            std::erase_if(m_ahead,
+                          [&](const PacketPtr& one) { return one->stream_index == m_reference; });
+        }
+        m_ahead.push_back(std::move(packet));
+        if (isPast) {
+            break;
+        }
+    }
+    return 0;
 }
 
 /// What the sound that is read has to be decoded for before it is right, as its codec says.

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <deque>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,7 +49,7 @@ public:
 
     /// Reading the streams of a kind that are not played costs next to nothing.
     bool CanReadAhead() const { return !m_isAdaptive; }
-    std::wstring Tag(const char* key) const;
+    std::wstring Tag(const std::string& key) const;
 
     /// Packets of other streams are left out. `reference` is the one whose key frames a seek
     /// goes to; -1 for none.
@@ -69,6 +70,7 @@ private:
     bool HasGrown();
     void ToMediaTime(AVPacket& packet);
     void MendDiscontinuity(const AVStream& stream, AVPacket& packet);
+    int SkipToKey(LONGLONG latest, std::int64_t bytes, LONGLONG& keyFrame);
     LONGLONG Preroll() const;
     int SeekContainer(LONGLONG time);
     void ClearErrors();
@@ -81,6 +83,7 @@ private:
 
     FormatPtr m_format;
     std::vector<MediaStream> m_streams;
+    std::map<std::string, std::wstring> m_tags; ///< as they were when it was opened
     std::vector<Progress> m_progress;
     std::deque<PacketPtr> m_ahead; ///< read while looking for a key frame
     LONGLONG m_startTime = 0;      ///< the container's time of media time 0

@@ -184,6 +184,10 @@ HRESULT STDMETHODCALLTYPE MediaSource::Load(LPCOLESTR name, const AM_MEDIA_TYPE*
         m_name = name;
         m_demuxer = std::move(demuxer);
         m_flow.SetDemuxer(m_demuxer);
+        {
+            const std::lock_guard seek(m_seekMutex);
+            m_seekers.clear();
+        }
         MakePins();
         return S_OK;
     });

@@ -30,6 +30,7 @@ void Streaming::SetDemuxer(std::shared_ptr<Demuxer> demuxer) {
         outlet.packets.SetStreams(m_demuxer->Streams());
     }
     m_wanted = SeekRequest{};
+    m_reached = 0;
     m_isPristine = true;
 }
 
@@ -47,7 +48,7 @@ void Streaming::Start() {
     }
     m_isExiting = m_isFlushing = m_isSeeking = false;
     m_wanted.segment.base = 0;
-    m_request = m_wanted;
+    m_request = m_underWay = m_wanted;
     m_isActive = true;
     for (std::size_t kind = 0; kind < kStreamKinds; ++kind) {
         Outlet& outlet = m_outlets[kind];
@@ -73,7 +74,8 @@ void Streaming::BeginStop() {
         m_demuxer->Interrupt(true);
         m_changed.notify_all();
         for (std::size_t kind = 0; kind < kStreamKinds; ++kind) {
-            isHeld[kind] = m_outlets[kind].isHeld = m_outlets[kind].isDelivering;
+            isHeld[kind] = m_outlets[kind].isDelivering && !m_outlets[kind].isHeld;
+            m_outlets[kind].isHeld = m_outlets[kind].isHeld || isHeld[kind];
         }
     }
     for (std::size_t kind = 0; kind < kStreamKinds; ++kind) {
@@ -101,6 +103,8 @@ void Streaming::Stop() {
     m_changed.wait_for(lock, kFeederPatience, [&] { return !m_isFeeding; });
     m_isActive = false;
     m_request.reset();
+    m_underWay.reset();
+    m_reached = std::max(m_reached, NewestTime());
     for (Outlet& outlet : m_outlets) {
         outlet.packets.Clear();
     }
@@ -132,8 +136,8 @@ int Streaming::Selected(StreamKind kind) const {
 
 LONGLONG Streaming::Delivered() const {
     const Lock lock(m_mutex);
-    if (!m_isActive) {
-        return m_wanted.segment.start;
+    if (!m_isActive || m_underWay) {
+        return (m_underWay ? *m_underWay : m_wanted).segment.start;
     }
     LONGLONG delivered = m_playing.segment.start;
     for (const Outlet& outlet : m_outlets) {
@@ -148,8 +152,8 @@ LONGLONG Streaming::Now() const {
     const LONGLONG streamTime = m_filter.StreamTime();
     const LONGLONG delivered = Delivered();
     const Lock lock(m_mutex);
-    if (!m_isActive || m_request || m_isSeeking) {
-        return m_wanted.segment.start;
+    if (!m_isActive || m_underWay) {
+        return (m_underWay ? *m_underWay : m_wanted).segment.start;
     }
     const SampleSegment& segment = m_playing.segment;
     const double passed = static_cast<double>(streamTime - segment.base) * segment.rate;
@@ -162,17 +166,7 @@ void Streaming::Seek(const SeekRequest& request, LONGLONG* keyFrame) {
         Lock lock(m_mutex);
         m_wanted = request;
         if (!m_isActive) {
-            if (keyFrame == nullptr) {
-                return;
-            }
-            m_isPristine = false;
-            lock.unlock();
-            JoinFeeder();
-            m_demuxer->Interrupt(false);
-            m_demuxer->Seek(request.segment.start, keyFrame);
-            lock.lock();
-            m_wanted.segment.start = std::min(*keyFrame, request.segment.start);
-            return;
+            return; // the place of a key frame shows when the threads start
         }
         if (m_isControlled) {
             m_next = request;
@@ -213,11 +207,16 @@ void Streaming::Control(SeekRequest request) {
 void Streaming::Perform(const SeekRequest& request) {
     {
         const Lock lock(m_mutex);
+        m_underWay = request;
         if (!request.isFlushed) {
             // The feeding thread begins the new segment behind what has been delivered.
             m_request = request;
             const SampleSegment& old = m_playing.segment;
-            const LONGLONG end = std::min(old.stop, std::max(old.start, NewestTime()));
+            const bool isOver =
+                std::all_of(m_outlets.begin(), m_outlets.end(), [](const Outlet& one) {
+                    return !one.isUsed || one.hasEnded || one.packets.Kind() == StreamKind::Text;
+                });
+            const LONGLONG end = std::min(old.stop, isOver ? NewestTime() : NewestTaken());
             m_request->segment.base = old.StreamTime(end);
             m_changed.notify_all();
             return;
@@ -254,6 +253,8 @@ void Streaming::Perform(const SeekRequest& request) {
 void Streaming::Switch(StreamKind kind, int selected) {
     const LONGLONG now = Now();
     Outlet& outlet = m_outlets[Index(kind)];
+    SeekRequest request;
+    bool isSeek = false;
     {
         const Lock lock(m_mutex);
         if (outlet.packets.Selected() == selected) {
@@ -263,15 +264,24 @@ void Streaming::Switch(StreamKind kind, int selected) {
             outlet.packets.Select(selected);
             return;
         }
-        if (m_isControlled) { // the seek under way is done once more, with the other stream
+        if (m_isControlled || m_underWay) {
+            // The seek, or the other switch, under way is followed by a seek with this stream.
             outlet.packets.Select(selected);
-            m_next = m_wanted;
-            return;
+            request = m_underWay ? *m_underWay : RequestAt(now);
+            if (m_isControlled) {
+                m_next = request;
+                return;
+            }
+            m_isControlled = isSeek = true;
+        } else {
+            m_isControlled = outlet.isFlushing = true;
         }
-        m_isControlled = outlet.isFlushing = true;
+    }
+    if (isSeek) {
+        Control(request);
+        return;
     }
     m_pins[Index(kind)]->DeliverBeginFlush();
-    SeekRequest request;
     bool isHere = false;
     {
         Lock lock(m_mutex);
@@ -280,13 +290,9 @@ void Streaming::Switch(StreamKind kind, int selected) {
         if (!isHere) {
             outlet.packets.Select(selected);
         }
+        m_isSelectionNew = true;
         Restart(outlet, now);
-        // Stream time goes on: a seek that only the source knows of begins in its middle.
-        request = m_playing;
-        request.isToKeyFrame = false;
-        request.isFlushed = true;
-        request.segment.base = m_playing.segment.StreamTime(now);
-        request.segment.start = now;
+        request = RequestAt(now);
     }
     m_pins[Index(kind)]->DeliverEndFlush();
     {
@@ -306,6 +312,16 @@ void Streaming::Switch(StreamKind kind, int selected) {
     } else {
         m_isControlled = false;
     }
+}
+
+/// Stream time goes on: a seek that only the source knows of begins in its middle.
+SeekRequest Streaming::RequestAt(LONGLONG now) const {
+    SeekRequest request = m_playing;
+    request.isToKeyFrame = false;
+    request.isFlushed = true;
+    request.segment.base = m_playing.segment.StreamTime(now);
+    request.segment.start = now;
+    return request;
 }
 
 /// A segment, or a stream, begins anew for a pin.
@@ -345,20 +361,34 @@ void Streaming::FeedSeek(Lock& lock) {
     }
     m_hasEnded = m_isErrorTold = false;
     m_error = 0;
+    const SeekRequest asked = request;
     const bool stays = std::exchange(m_isPristine, false) && request.segment.start == 0;
     SelectInDemuxer();
     m_demuxer->Interrupt(false);
     LONGLONG keyFrame = request.segment.start;
     lock.unlock();
-    if (!stays && m_demuxer->IsSeekable()) {
-        m_demuxer->Seek(request.segment.start, &keyFrame);
-    }
+    const bool isSeekable = m_demuxer->IsSeekable();
+    const int result = !stays && isSeekable ? m_demuxer->Seek(request.segment.start, &keyFrame) : 0;
     lock.lock();
     m_isSeeking = false;
+    if (!m_request && !m_isFlushing) {
+        m_underWay.reset();
+    }
     if (!m_request && !m_isExiting) {
         if (request.isToKeyFrame) {
             request.segment.start = std::min(keyFrame, request.segment.start);
+        }
+        if (!stays && !isSeekable) {
+            request.segment.start = m_reached; // it goes on from where it was stopped
+        }
+        // The stop position may have been changed meanwhile.
+        request.segment.stop = m_wanted.segment.stop;
+        if (m_wanted.segment.start == asked.segment.start) {
             m_wanted.segment.start = request.segment.start;
+        }
+        if (result < 0 && m_demuxer->IsRemote()) {
+            m_hasEnded = true;
+            m_error = result;
         }
         m_segmentNumber = request.isFlushed ? 0 : m_segmentNumber + 1;
         m_isSegmentEndTold = false;
@@ -393,6 +423,9 @@ void Streaming::SelectInDemuxer() {
 
 void Streaming::FeedRead(Lock& lock) {
     m_isPristine = false;
+    if (std::exchange(m_isSelectionNew, false)) {
+        SelectInDemuxer();
+    }
     lock.unlock();
     PacketPtr packet(av_packet_alloc());
     const int result = packet != nullptr ? m_demuxer->Read(*packet) : AVERROR(ENOMEM);
@@ -433,6 +466,14 @@ bool Streaming::WantsMore() {
         }
     }
     return isHungry && !IsFull();
+}
+
+LONGLONG Streaming::NewestTaken() const {
+    LONGLONG newest = m_playing.segment.start;
+    for (const Outlet& outlet : m_outlets) {
+        newest = std::max(newest, outlet.packets.TakenTime());
+    }
+    return newest;
 }
 
 LONGLONG Streaming::NewestTime() const {
@@ -520,6 +561,15 @@ void Streaming::DeliverPacket(Lock& lock, SourcePin& pin, Outlet& outlet) {
     const HRESULT hr = pin.Send(std::move(contents));
     lock.lock();
     outlet.isRefused = hr != S_OK;
+    const bool isStopping = m_isExiting || m_isFlushing || outlet.isFlushing || outlet.isHeld;
+    if (FAILED(hr) && !isStopping && hr != VFW_E_WRONG_STATE && hr != VFW_E_NOT_COMMITTED) {
+        // What is downstream can no more; the graph waits for its end.
+        outlet.hasEnded = true;
+        lock.unlock();
+        m_filter.Notify(EC_ERRORABORT, hr, 0);
+        pin.DeliverEndOfStream();
+        lock.lock();
+    }
 }
 
 void Streaming::DeliverGap(Lock& lock, SourcePin& pin, Outlet& outlet) {

@@ -100,6 +100,7 @@ private:
     void JoinFeeder();
     void Control(SeekRequest request);
     void Perform(const SeekRequest& request);
+    SeekRequest RequestAt(LONGLONG now) const;
     void Restart(Outlet& outlet, LONGLONG target);
     void Feed();
     void FeedSeek(Lock& lock);
@@ -116,6 +117,7 @@ private:
     void DeliverGap(Lock& lock, SourcePin& pin, Outlet& outlet);
     void DeliverEnd(Lock& lock, SourcePin& pin, Outlet& outlet);
     LONGLONG NewestTime() const;
+    LONGLONG NewestTaken() const;
     void SelectInDemuxer();
 
     Filter& m_filter;
@@ -129,18 +131,21 @@ private:
     std::thread m_feeder;
     SeekRequest m_wanted;
     SeekRequest m_playing;
-    std::optional<SeekRequest> m_request; ///< for the feeding thread
-    std::optional<SeekRequest> m_next;    ///< of a second thread that seeks
-    bool m_isControlled = false;          ///< a thread seeks or switches
+    std::optional<SeekRequest> m_request;  ///< for the feeding thread
+    std::optional<SeekRequest> m_underWay; ///< asked for, and not yet played
+    std::optional<SeekRequest> m_next;     ///< of a second thread that seeks
+    bool m_isControlled = false;           ///< a thread seeks or switches
     bool m_isActive = false;
     bool m_isFeeding = false; ///< the feeding thread is at work
     bool m_isExiting = false;
     bool m_isFlushing = false;
-    bool m_isSeeking = false;  ///< the feeding thread has taken a request
-    bool m_isPristine = false; ///< the demuxer stands where it was opened
-    bool m_hasEnded = false;   ///< the demuxer is at its end
+    bool m_isSeeking = false;      ///< the feeding thread has taken a request
+    bool m_isPristine = false;     ///< the demuxer stands where it was opened
+    bool m_hasEnded = false;       ///< the demuxer is at its end
+    bool m_isSelectionNew = false; ///< the demuxer is to be told of it
     bool m_isErrorTold = false;
     bool m_isSegmentEndTold = false;
+    LONGLONG m_reached = 0; ///< read before the last stop
     int m_segmentNumber = 0;
     int m_error = 0;
 };

@@ -41,7 +41,7 @@ void TimeStretch::Finish(std::vector<float>& out) {
             m_input.resize(m_input.size() + m_hop * m_channels);
         }
     }
-    out.resize(out.size() - (m_made - wanted) * m_channels);
+    out.resize(out.size() - std::min(out.size(), (m_made - wanted) * m_channels));
     m_made = wanted;
 }
 

@@ -185,7 +185,9 @@ HRESULT VideoDecoder::OnPacket(const AVPacket& packet) {
         }
     }
     if (!isBefore) {
-        return DecodePacket(packet, !IsBehind());
+        const bool isLate =
+            IsBehind() && (packet.pts == AV_NOPTS_VALUE || StreamTimeOf(packet.pts) < m_lateUntil);
+        return DecodePacket(packet, !isLate);
     }
     m_ahead.reset(av_packet_clone(&packet));
     return m_ahead != nullptr ? S_OK : E_OUTOFMEMORY;
