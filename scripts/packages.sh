@@ -13,7 +13,7 @@ PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix libz-mingw-w64-dev libz-m
 # their schema, the bindings against the C header.
 [ "${1:-play}" = check ] && PACKAGES+=(gstreamer1.0-libav gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     gstreamer1.0-plugins-ugly gstreamer1.0-plugins-bad clang libclang-rt-14-dev clang-format git pulseaudio
-    pulseaudio-utils python3-jsonschema python3-pycparser mono-mcs)
+    pulseaudio-utils python3-jsonschema python3-pycparser doxygen mono-mcs)
 
 lacking() {
     comm -13 <(dpkg-query -W -f '${db:Status-Abbrev}${Package}\n' "${PACKAGES[@]}" 2>/dev/null |
