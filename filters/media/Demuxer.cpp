@@ -152,8 +152,8 @@ int Demuxer::OpenStreams(const std::wstring& name, std::wstring& reason) {
         return AVERROR_INVALIDDATA;
     }
     const int found = avformat_find_stream_info(format, nullptr);
-    if (found < 0) {
-        return found;
+    if (found < 0 || IsInterrupted(this) != 0) {
+        return found < 0 ? found : AVERROR_EXIT;
     }
     FindStreams();
     const auto plays = [](const MediaStream& stream) { return stream.kind != StreamKind::Text; };

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <utility>
 
+#include "Guard.h"
 #include "base/Filter.h"
 #include "media/SourcePin.h"
 
@@ -343,10 +344,19 @@ void Streaming::Feed() {
         if (m_isExiting) {
             break;
         }
-        if (m_request) {
-            FeedSeek(lock);
-        } else {
-            FeedRead(lock);
+        const bool isSound = ymdshow::AnswerOr(false, [&] {
+            m_request ? FeedSeek(lock) : FeedRead(lock);
+            return true;
+        });
+        if (!isSound) { // memory has run out
+            if (!lock.owns_lock()) {
+                lock.lock();
+            }
+            m_isSeeking = false;
+            m_underWay.reset();
+            m_hasEnded = true;
+            m_error = AVERROR(ENOMEM);
+            m_changed.notify_all();
         }
     }
     m_isFeeding = false;
@@ -521,7 +531,12 @@ void Streaming::Deliver(SourcePin& pin, Outlet& outlet) {
                 break;
             }
             outlet.isDelivering = true;
-            DeliverNext(lock, pin, outlet);
+            if (!ymdshow::AnswerOr(false, [&] { return DeliverNext(lock, pin, outlet), true; })) {
+                if (!lock.owns_lock()) {
+                    lock.lock();
+                }
+                outlet.isRefused = true; // memory has run out
+            }
             outlet.isDelivering = false;
             m_changed.notify_all();
         }
