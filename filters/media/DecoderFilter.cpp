@@ -24,11 +24,6 @@ bool IsDecodable(const StreamParameters& stream, AVMediaType kind) {
            avcodec_find_decoder(stream.codec->codec_id) != nullptr;
 }
 
-bool IsSame(const SampleSegment& one, const SampleSegment& other) {
-    return one.start == other.start && one.stop == other.stop && one.base == other.base &&
-           one.rate == other.rate;
-}
-
 /// Damaged headers may ask for more memory than there is.
 template <class Call> HRESULT Guarded(Call call) {
     try {
@@ -299,7 +294,7 @@ HRESULT DecoderFilter::SwitchTo(std::shared_ptr<const StreamParameters> stream, 
 }
 
 HRESULT DecoderFilter::Place(const SampleSegment& segment, LONGLONG target) {
-    const bool isSameSegment = IsSame(segment, m_segment);
+    const bool isSameSegment = segment == m_segment;
     if (!isSameSegment) {
         const HRESULT hr = IsStreaming() ? Drain() : S_OK;
         if (hr != S_OK) {

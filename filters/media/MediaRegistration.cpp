@@ -3,16 +3,14 @@
 
 #include "base/Registration.h"
 #include "media/MediaFilters.h"
+#include "media/Subtypes.h"
 
 namespace ymfilters {
 
 namespace {
 
-constexpr GUID OfTag(DWORD tag) {
-    return {tag, 0, 0x10, {0x80, 0, 0, 0xaa, 0, 0x38, 0x9b, 0x71}};
-}
 constexpr GUID OfTag(const char (&tag)[5]) {
-    return OfTag(MAKEFOURCC(tag[0], tag[1], tag[2], tag[3]));
+    return TaggedSubtype(FourCc(tag));
 }
 
 // What other makers' sources and splitters give, and the own type, which has the rest.
@@ -30,20 +28,29 @@ constexpr GUID kVideoTypes[] = {
     OfTag("WVC1"),           OfTag("MJPG"), OfTag("FLV1"), OfTag("VP62"), OfTag("VP6F"),
     OfTag("H263"),           OfTag("dvsd")};
 
-constexpr GUID kAc3 = {
-    0xe06d802c, 0xdb46, 0x11cf, {0xb4, 0xd1, 0x00, 0x80, 0x5f, 0x6c, 0xbb, 0xea}};
-constexpr GUID kEac3 = {
-    0xa7fb87af, 0x2d02, 0x42fb, {0xa4, 0xd4, 0x05, 0xcd, 0x93, 0x84, 0x3b, 0xdd}};
-constexpr GUID kDts = {
-    0xe06d8033, 0xdb46, 0x11cf, {0xb4, 0xd1, 0x00, 0x80, 0x5f, 0x6c, 0xbb, 0xea}};
-constexpr GUID kVorbis = {
-    0x8d2fd10b, 0x5841, 0x4a6b, {0x89, 0x05, 0x58, 0x8f, 0xec, 0x1a, 0xde, 0xd9}};
-constexpr GUID kAudioTypes[] = {
-    OfTag(0x0002), OfTag(0x0006), OfTag(0x0007),          OfTag(0x0011), OfTag(0x0050),
-    OfTag(0x0055), OfTag(0x00FF), OfTag(0x0160),          OfTag(0x0161), OfTag(0x0162),
-    OfTag(0x0163), OfTag(0x01FF), OfTag(0x1600),          OfTag(0x1610), OfTag(0x2000),
-    OfTag(0x2001), OfTag(0x704F), OfTag(0xF1AC),          kAc3,          kEac3,
-    kDts,          kVorbis,       MEDIASUBTYPE_MediaCodec};
+constexpr GUID kAudioTypes[] = {TaggedSubtype(0x0002),
+                                TaggedSubtype(0x0006),
+                                TaggedSubtype(0x0007),
+                                TaggedSubtype(0x0011),
+                                TaggedSubtype(0x0050),
+                                TaggedSubtype(0x0055),
+                                TaggedSubtype(0x00FF),
+                                TaggedSubtype(0x0160),
+                                TaggedSubtype(0x0161),
+                                TaggedSubtype(0x0162),
+                                TaggedSubtype(0x0163),
+                                TaggedSubtype(0x01FF),
+                                TaggedSubtype(0x1600),
+                                TaggedSubtype(0x1610),
+                                TaggedSubtype(0x2000),
+                                TaggedSubtype(0x2001),
+                                TaggedSubtype(0x704F),
+                                TaggedSubtype(0xF1AC),
+                                kDolbyAc3,
+                                kDolbyDigitalPlus,
+                                kDts,
+                                kVorbis,
+                                MEDIASUBTYPE_MediaCodec};
 
 const RegisteredPin kVideoPins[] = {{0, &MEDIATYPE_Video, kVideoTypes},
                                     {REG_PINFLAG_B_OUTPUT, &MEDIATYPE_Video, {}}};

@@ -49,9 +49,12 @@ BitstreamFilterPtr MakeFilter(const StreamParameters& stream, const AM_MEDIA_TYP
 /// The stream as it leaves `filter`.
 std::shared_ptr<const StreamParameters>
 Filtered(const std::shared_ptr<const StreamParameters>& stream, const BitstreamFilterPtr& filter) {
+    if (filter == nullptr) {
+        return stream;
+    }
     auto filtered = std::make_shared<StreamParameters>();
     filtered->codec.reset(avcodec_parameters_alloc());
-    if (filter == nullptr || filtered->codec == nullptr ||
+    if (filtered->codec == nullptr ||
         avcodec_parameters_copy(filtered->codec.get(), filter->par_out) < 0) {
         return stream;
     }
@@ -93,14 +96,13 @@ bool SourcePin::PreferredType(unsigned index, ymdshow::MediaType& type) {
 }
 
 HRESULT SourcePin::CheckType(const AM_MEDIA_TYPE& type) {
-    ymdshow::MediaType own;
-    for (unsigned i = 0; PreferredType(i, own); ++i) {
-        if (type.majortype == own->majortype && type.subtype == own->subtype &&
-            type.formattype == own->formattype) {
-            return S_OK;
-        }
-    }
-    return VFW_E_TYPE_NOT_ACCEPTED;
+    const auto stream = m_source.SelectedStream(m_kind);
+    const auto isIt = [&](const ymdshow::MediaType& own) {
+        return type.majortype == own->majortype && type.subtype == own->subtype &&
+               type.formattype == own->formattype;
+    };
+    const auto types = stream != nullptr ? TypesOf(*stream) : std::vector<ymdshow::MediaType>();
+    return std::any_of(types.begin(), types.end(), isIt) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
 }
 
 bool SourcePin::Accepts(const StreamParameters& stream) {

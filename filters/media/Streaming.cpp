@@ -371,7 +371,7 @@ void Streaming::FeedSeek(Lock& lock) {
     }
     m_hasEnded = m_isErrorTold = false;
     m_error = 0;
-    const SeekRequest asked = request;
+    const LONGLONG asked = request.segment.start;
     const bool stays = std::exchange(m_isPristine, false) && request.segment.start == 0;
     SelectInDemuxer();
     m_demuxer->Interrupt(false);
@@ -393,7 +393,7 @@ void Streaming::FeedSeek(Lock& lock) {
         }
         // The stop position may have been changed meanwhile.
         request.segment.stop = m_wanted.segment.stop;
-        if (m_wanted.segment.start == asked.segment.start) {
+        if (m_wanted.segment.start == asked) {
             m_wanted.segment.start = request.segment.start;
         }
         if (result < 0 && m_demuxer->IsRemote()) {
@@ -432,7 +432,6 @@ void Streaming::SelectInDemuxer() {
 }
 
 void Streaming::FeedRead(Lock& lock) {
-    m_isPristine = false;
     if (std::exchange(m_isSelectionNew, false)) {
         SelectInDemuxer();
     }
